@@ -1,0 +1,46 @@
+# The flags that every target of this project shares, and the two functions that define targets.
+add_library(velmo_flags INTERFACE)
+target_compile_features(velmo_flags INTERFACE cxx_std_20)
+# The filters promise the same bits on every machine: no fused multiply-add behind their back.
+target_compile_options(velmo_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -ffp-contract=off)
+if(VELMO_WERROR)
+  target_compile_options(velmo_flags INTERFACE -Werror)
+endif()
+if(VELMO_SANITIZE)
+  target_compile_options(velmo_flags INTERFACE
+    -fsanitize=${VELMO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  string(REPLACE "fuzzer-no-link," "" sanitize_link "${VELMO_SANITIZE}")
+  target_link_options(velmo_flags INTERFACE -fsanitize=${sanitize_link})
+endif()
+if(WIN32)
+  target_compile_definitions(velmo_flags INTERFACE
+    UNICODE _UNICODE _WIN32_WINNT=0x0A00 __USE_MINGW_ANSI_STDIO=1)
+endif()
+target_include_directories(velmo_flags INTERFACE ${PROJECT_SOURCE_DIR}/src)
+
+# velmo_library(NAME SOURCES file... [LINKS target...]): one folder's library; it sees only what it links.
+function(velmo_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC velmo_flags ${ARG_LINKS})
+endfunction()
+
+# velmo_test(NAME SOURCES file... [LINKS target...] [SOUND] [LABELS label...] [TIMEOUT seconds]):
+# one GoogleTest program, run as one ctest entry in a folder of its own. SOUND runs it with a
+# private sound server (virtual cards); natively and under Wine alike.
+function(velmo_test name)
+  cmake_parse_arguments(ARG "SOUND" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE velmo_flags velmo_gtest ${ARG_LINKS})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  set(launcher ${PROJECT_SOURCE_DIR}/scripts/in-temp-folder)
+  if(ARG_SOUND)
+    list(APPEND launcher ${PROJECT_SOURCE_DIR}/scripts/with-sound)
+  endif()
+  add_test(NAME ${name} COMMAND ${launcher} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}>)
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()
