@@ -11,8 +11,7 @@
 /// Writes one line, cut at 1023 bytes, to the debugger's output and to the end of
 /// "velmotalk_debug.log" in the working folder, which is opened and closed for every line. Without
 /// the file only that line is lost. Any thread, without a lock.
-VELMO_PRINTF(1, 2)
-[[maybe_unused]] static void DebugLog(const char* format, ...) {
+[[maybe_unused]] VELMO_PRINTF(1, 2) static void DebugLog(const char* format, ...) {
     char text[1024];
     va_list arguments;
     va_start(arguments, format);
