@@ -1,0 +1,88 @@
+# Shared by ./run, ./test and ./bench: messages, package installation, builds. Sourced, not run.
+# shellcheck shell=bash
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+jobs=$(nproc)
+
+# What each kind of work needs on Debian 12.
+packages_build="g++ cmake ninja-build pkg-config libgtk-4-dev libpulse-dev libsodium-dev nlohmann-json3-dev"
+packages_sound="pulseaudio pulseaudio-utils espeak-ng sox"
+packages_display="xvfb xauth openbox xdotool imagemagick fonts-dejavu-core adwaita-icon-theme librsvg2-common"
+packages_test="googletest"
+packages_windows="g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 wine xz-utils"
+packages_bench="libbenchmark-dev libspeexdsp-dev"
+packages_fuzz="clang-14 libclang-rt-14-dev"
+packages_lint="clang-format-14 clang-tidy-14 shellcheck"
+
+say() { printf '== %s\n' "$*"; }
+
+die() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 1
+}
+
+# need PACKAGE...: installs what is missing, as root or with sudo.
+need() {
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  say "Installing ${missing[*]} (a few minutes at the first time)"
+  local as_root=()
+  [ "$(id -u)" = 0 ] || as_root=(sudo)
+  "${as_root[@]}" apt-get update -q >/dev/null || die "cannot read the package lists"
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -q --no-install-recommends "${missing[@]}" >/dev/null ||
+    die "cannot install ${missing[*]}"
+}
+
+# build PRESET [TARGET...]: configures and builds in build/PRESET.
+build() {
+  local preset=$1
+  shift
+  mkdir -p "$root/build"
+  local log=$root/build/$preset.log
+  say "Building $preset (a few minutes at the first time, seconds later)"
+  (
+    cd "$root" || exit 1
+    cmake --preset "$preset" >"$log" 2>&1 &&
+      cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"} >>"$log" 2>&1
+  ) || {
+    grep -E -A 8 'error|Error|FAILED' "$log" | head -60 >&2
+    die "the build of $preset failed; all of it is in $log"
+  }
+}
+
+# find_sysroot: sets VELMO_SYSROOT to an unpacked GTK for Windows: the one it names already, the cache's, one
+# unpacked from a finished archive, or a new one.
+find_sysroot() {
+  if [ -n "${VELMO_SYSROOT-}" ]; then
+    [ -d "$VELMO_SYSROOT/lib/pkgconfig" ] || die "VELMO_SYSROOT=$VELMO_SYSROOT holds no sysroot"
+    export VELMO_SYSROOT
+    return
+  fi
+  local cache=${XDG_CACHE_HOME:-$HOME/.cache}/velmo name=velmo-win64-gtk418
+  local archive=$root/../shared/windows/gtk4-win64-sysroot.tar.xz
+  export VELMO_SYSROOT=$cache/$name
+  if [ ! -e "$VELMO_SYSROOT/.relocated" ]; then
+    mkdir -p "$cache"
+    if [ -e "$archive" ]; then
+      say "Unpacking GTK for Windows"
+      tar -xJf "$archive" -C "$cache" || die "cannot unpack $archive"
+    elif [ ! -d "$VELMO_SYSROOT/lib/pkgconfig" ]; then
+      say "Building GTK for Windows from its sources (about 22 minutes, once)"
+      PREFIX=$VELMO_SYSROOT "$root/packaging/windows/build-sysroot" || die "no GTK for Windows"
+    fi
+    # Wherever it was built, it works where it lies.
+    sed -i -E "s|/[^ ]*/$name|\${pcfiledir}/../..|g" "$VELMO_SYSROOT"/lib/pkgconfig/*.pc
+    touch "$VELMO_SYSROOT/.relocated"
+  fi
+}
+
+# run_ctest PRESET [CTEST-ARGUMENT...]: runs a built suite, its tests side by side.
+run_ctest() {
+  local preset=$1
+  shift
+  (cd "$root" && ctest --test-dir "build/$preset" --output-on-failure --no-tests=error -j "$((jobs * 2))" "$@")
+}
