@@ -5,14 +5,16 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=$(nproc)
 
 # What each kind of work needs on Debian 12.
-packages_build="g++ cmake ninja-build pkg-config libgtk-4-dev libpulse-dev libsodium-dev nlohmann-json3-dev"
-packages_sound="pulseaudio pulseaudio-utils espeak-ng sox"
-packages_display="xvfb xauth openbox xdotool imagemagick fonts-dejavu-core adwaita-icon-theme librsvg2-common"
-packages_test="googletest"
-packages_windows="g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 wine xz-utils"
-packages_bench="libbenchmark-dev libspeexdsp-dev"
-packages_fuzz="clang-14 libclang-rt-14-dev"
-packages_lint="clang-format-14 clang-tidy-14 shellcheck"
+declare -A packages=(
+  [build]="g++ cmake ninja-build pkg-config libgtk-4-dev libpulse-dev libsodium-dev nlohmann-json3-dev"
+  [sound]="pulseaudio pulseaudio-utils espeak-ng sox"
+  [display]="xvfb xauth openbox xdotool imagemagick fonts-dejavu-core adwaita-icon-theme librsvg2-common"
+  [test]="googletest"
+  [windows]="g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 wine xz-utils"
+  [bench]="libbenchmark-dev libspeexdsp-dev"
+  [fuzz]="clang-14 libclang-rt-14-dev"
+  [lint]="clang-format-14 clang-tidy-14 shellcheck git"
+)
 
 say() { printf '== %s\n' "$*"; }
 
@@ -21,11 +23,14 @@ die() {
   exit 1
 }
 
-# need PACKAGE...: installs what is missing, as root or with sudo.
+# need KIND...: installs what these kinds of work lack, as root or with sudo.
 need() {
-  local missing=() package
-  for package in "$@"; do
-    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+  local missing=() kind package
+  for kind in "$@"; do
+    for package in ${packages[$kind]}; do
+      dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' ||
+        missing+=("$package")
+    done
   done
   [ ${#missing[@]} -gt 0 ] || return 0
   say "Installing ${missing[*]} (a few minutes at the first time)"
