@@ -26,11 +26,12 @@ function(velmo_library name)
   target_link_libraries(${name} PUBLIC velmo_flags ${ARG_LINKS})
 endfunction()
 
-# velmo_test(NAME SOURCES file... [LINKS target...] [SOUND] [LABELS label...] [TIMEOUT seconds]):
-# one GoogleTest program, run as one ctest entry in a folder of its own. SOUND runs it with a
-# private sound server (virtual cards); natively and under Wine alike.
+# velmo_test(NAME SOURCES file... [LINKS target...] [SOUND] [GUI_DISPLAY] [LABELS label...]
+# [TIMEOUT seconds]): one GoogleTest program, run as one ctest entry in a folder of its own. SOUND
+# runs it with a private sound server (virtual cards), GUI_DISPLAY with a private display and window
+# manager; natively and under Wine alike.
 function(velmo_test name)
-  cmake_parse_arguments(ARG "SOUND" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "SOUND;GUI_DISPLAY" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE velmo_flags velmo_gtest ${ARG_LINKS})
@@ -38,6 +39,9 @@ function(velmo_test name)
     set(ARG_TIMEOUT 120)
   endif()
   set(launcher ${PROJECT_SOURCE_DIR}/scripts/in-temp-folder)
+  if(ARG_GUI_DISPLAY)
+    list(APPEND launcher ${PROJECT_SOURCE_DIR}/scripts/with-display --wm)
+  endif()
   if(ARG_SOUND)
     list(APPEND launcher ${PROJECT_SOURCE_DIR}/scripts/with-sound)
   endif()
