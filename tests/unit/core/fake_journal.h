@@ -1,0 +1,21 @@
+// What the fakes of the core's neighbours were called with, in the order of the calls. Used by
+// every fake of this folder and by the tests, from any thread.
+#pragma once
+
+#include "base/printf_format.h"
+
+#include <string>
+#include <vector>
+
+/// Adds one line; while the journal is paused, nothing (and nothing is allocated).
+VELMO_PRINTF(1, 2) void journal(const char* format, ...);
+
+/// Forgets all lines and ends a pause.
+void journal_reset();
+void journal_pause();
+
+/// All lines so far.
+std::vector<std::string> journal_lines();
+
+/// The lines that begin with `prefix`, as when only one neighbour matters.
+std::vector<std::string> journal_lines(const std::string& prefix);
