@@ -1,1 +1,59 @@
-// Being written.
+// The application's activation: style, window, title bar, pages. Called by GTK once the main loop
+// starts.
+#include "ui/localisation.h"
+#include "ui/ui_internal.h"
+
+namespace {
+
+constexpr int k_default_width = 900;
+constexpr int k_default_height = 650;
+constexpr int k_title_spacing = 8;
+constexpr std::int32_t k_title_icon_size = 20;
+
+void prefer_dark_theme() {
+    g_object_set(gtk_settings_get_default(), "gtk-application-prefer-dark-theme", TRUE, nullptr);
+}
+
+GtkWidget* create_header_bar() {
+    GtkWidget* const label = gtk_label_new("Velmo Voice Chat");
+    gtk_widget_add_css_class(label, "app-titlebar-title");
+
+    GtkWidget* const title = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_title_spacing);
+    gtk_widget_set_valign(title, GTK_ALIGN_CENTER);
+    gtk_box_append(GTK_BOX(title), create_app_icon_image(k_title_icon_size));
+    gtk_box_append(GTK_BOX(title), label);
+
+    GtkWidget* const header = gtk_header_bar_new();
+    gtk_widget_add_css_class(header, "app-titlebar");
+    gtk_header_bar_set_title_widget(GTK_HEADER_BAR(header), title);
+    return header;
+}
+
+void create_window(GtkApplication* application) {
+    keep(g_window, gtk_application_window_new(application));
+    GtkWindow* const window = GTK_WINDOW(g_window);
+    gtk_window_set_title(window, tr("app_window_title"));
+    gtk_window_set_default_size(window, k_default_width, k_default_height);
+    gtk_window_maximize(window);
+    gtk_window_set_titlebar(window, create_header_bar());
+}
+
+} // namespace
+
+GtkWidget* g_window = nullptr;
+
+// Settings come first: the texts and the pages depend on them. The session is restored when all
+// pages exist; what runs on a timer starts when the window is whole.
+void on_activate(GtkApplication* application, gpointer) {
+    if (g_window != nullptr) {
+        gtk_window_present(GTK_WINDOW(g_window));
+        return;
+    }
+    load_css();
+    prefer_dark_theme();
+    create_window(application);
+    create_main_stack();
+    switch_to_login_page();
+    gtk_window_set_child(GTK_WINDOW(g_window), create_app_shell());
+    gtk_window_present(GTK_WINDOW(g_window));
+}

@@ -1,1 +1,141 @@
-// Being written.
+// See ui/gui_facade.h: the interface's main loop, its messages and its connection status.
+#include "ui/gui_facade.h"
+
+#include "base/text.h"
+#include "chat/hub_click_log.h"
+#include "ui/alert.h"
+#include "ui/display_text.h"
+#include "ui/glib_poster.h"
+#include "ui/ui_internal.h"
+
+namespace {
+
+constexpr const char* k_application_id = "com.velmotalk.pro";
+constexpr guint k_focus_retry_delay_ms = 80;
+constexpr int k_focus_tries = 4;
+
+// The states of a connection, as the core numbers them.
+enum : std::int32_t {
+    k_disconnected = 0,
+    k_connecting = 1,
+    k_connected = 2,
+    k_in_room = 3,
+};
+
+} // namespace
+
+GObjectPtr<GtkApplication> g_app;
+std::int32_t g_state = k_disconnected;
+char g_current_room[64] = "general";
+GuiConnectCallback g_on_connect = nullptr;
+GuiJoinRoomCallback g_on_join_room = nullptr;
+GuiLeaveRoomCallback g_on_leave_room = nullptr;
+GuiToggleCallback g_on_mute = nullptr;
+GuiToggleCallback g_on_deafen = nullptr;
+GuiToggleCallback g_on_loopback = nullptr;
+GuiLevelCallback g_on_gain = nullptr;
+GuiLevelCallback g_on_volume = nullptr;
+GuiTextCallback g_on_chat_send = nullptr;
+
+int GUI_Init(int argc, char** argv) {
+    append_hub_click_log("[HUB][LOG] GUI_Init start");
+    // The default flags are 0; their name differs between the GLib versions in use.
+    g_app.reset(gtk_application_new(k_application_id, GApplicationFlags{}));
+    g_signal_connect(g_app.get(), "activate", G_CALLBACK(on_activate), nullptr);
+    glib_poster_start();
+    const int status = g_application_run(G_APPLICATION(g_app.get()), argc, argv);
+    glib_poster_stop();
+    return status;
+}
+
+int GUI_Run() {
+    return 0;
+}
+
+void GUI_Cleanup() {
+    g_app.reset();
+}
+
+void on_alert_dialog_closed() {
+    g_idle_add(restore_main_window_focus_idle, nullptr);
+    g_timeout_add(k_focus_retry_delay_ms, restore_main_window_focus_retry,
+                  GINT_TO_POINTER(k_focus_tries));
+}
+
+void GUI_ShowMessage(const char* title, const char* detail, int) {
+    if (g_window != nullptr) {
+        show_alert(GTK_WINDOW(g_window), display_text(title).c_str(), display_text(detail).c_str(),
+                   on_alert_dialog_closed);
+    }
+}
+
+void GUI_SetStatusText(const char* text) {
+    if (g_status_label != nullptr) {
+        gtk_label_set_text(GTK_LABEL(g_status_label), display_text(text).c_str());
+    }
+}
+
+void GUI_UpdateConnectionState(int state) {
+    g_state = state;
+    const bool join_is_over = state == k_disconnected || state == k_connected || state == k_in_room;
+    if (g_room_join_loading_active && join_is_over) {
+        hide_room_join_loading_popup();
+        g_room_join_loading_active = false;
+    }
+    // These texts are Spanish in both languages.
+    switch (state) {
+    case k_disconnected:
+        GUI_SetStatusText("Desconectado");
+        break;
+    case k_connecting:
+        GUI_SetStatusText("Conectando...");
+        break;
+    case k_connected:
+        GUI_SetStatusText("Conectado");
+        break;
+    case k_in_room: {
+        char text[128];
+        format_text(text, "En canal: %s", g_current_room);
+        GUI_SetStatusText(text);
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void GUI_SetConnectCallback(GuiConnectCallback callback) {
+    g_on_connect = callback;
+}
+
+void GUI_SetJoinRoomCallback(GuiJoinRoomCallback callback) {
+    g_on_join_room = callback;
+}
+
+void GUI_SetLeaveRoomCallback(GuiLeaveRoomCallback callback) {
+    g_on_leave_room = callback;
+}
+
+void GUI_SetMuteCallback(GuiToggleCallback callback) {
+    g_on_mute = callback;
+}
+
+void GUI_SetDeafenCallback(GuiToggleCallback callback) {
+    g_on_deafen = callback;
+}
+
+void GUI_SetLoopbackCallback(GuiToggleCallback callback) {
+    g_on_loopback = callback;
+}
+
+void GUI_SetGainCallback(GuiLevelCallback callback) {
+    g_on_gain = callback;
+}
+
+void GUI_SetVolumeCallback(GuiLevelCallback callback) {
+    g_on_volume = callback;
+}
+
+void GUI_SetChatSendCallback(GuiTextCallback callback) {
+    g_on_chat_send = callback;
+}

@@ -1,1 +1,102 @@
-// Being written.
+// The page stack of the main window and the ways from page to page. Called by the shell, the pages
+// and the voice join.
+#include "base/text.h"
+#include "ui/display_text.h"
+#include "ui/localisation.h"
+#include "ui/ui_internal.h"
+
+namespace {
+
+constexpr guint k_transition_ms = 200;
+
+constexpr const char* k_login_name = "login";
+constexpr const char* k_register_name = "register";
+constexpr const char* k_hub_name = "hub";
+constexpr const char* k_rooms_name = "rooms";
+constexpr const char* k_main_name = "main";
+
+// A page under its name, before its contents are written.
+GtkWidget* create_empty_page() {
+    return gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+}
+
+void add_page(GtkWidget*& slot, GtkWidget* page, const char* name) {
+    keep(slot, page);
+    gtk_stack_add_named(GTK_STACK(g_main_stack), page, name);
+}
+
+void show_page(const char* name) {
+    if (g_main_stack != nullptr) {
+        gtk_stack_set_visible_child_name(GTK_STACK(g_main_stack), name);
+    }
+}
+
+} // namespace
+
+GtkWidget* g_main_stack = nullptr;
+GtkWidget* g_login_page = nullptr;
+GtkWidget* g_register_page = nullptr;
+GtkWidget* g_hub_page = nullptr;
+GtkWidget* g_rooms_page = nullptr;
+GtkWidget* g_main_page = nullptr;
+GtkWidget* g_notebook = nullptr;
+GtkWidget* g_channel_tab = nullptr;
+
+void create_main_stack() {
+    keep(g_main_stack, gtk_stack_new());
+    GtkStack* const stack = GTK_STACK(g_main_stack);
+    gtk_stack_set_transition_type(stack, GTK_STACK_TRANSITION_TYPE_CROSSFADE);
+    gtk_stack_set_transition_duration(stack, k_transition_ms);
+    add_page(g_login_page, create_empty_page(), k_login_name);
+    add_page(g_register_page, create_empty_page(), k_register_name);
+    add_page(g_hub_page, create_empty_page(), k_hub_name);
+    add_page(g_rooms_page, create_empty_page(), k_rooms_name);
+    add_page(g_main_page, create_main_page(), k_main_name);
+}
+
+GtkWidget* create_app_shell() {
+    return g_main_stack;
+}
+
+GtkWidget* create_main_page() {
+    keep(g_channel_tab, create_channel_tab());
+    keep(g_notebook, gtk_notebook_new());
+    gtk_notebook_set_tab_pos(GTK_NOTEBOOK(g_notebook), GTK_POS_TOP);
+    gtk_widget_set_vexpand(g_notebook, TRUE);
+    gtk_notebook_append_page(GTK_NOTEBOOK(g_notebook), g_channel_tab,
+                             gtk_label_new(tr("tab_channel")));
+
+    GtkWidget* const page = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+    gtk_widget_set_hexpand(page, TRUE);
+    gtk_widget_set_vexpand(page, TRUE);
+    gtk_box_append(GTK_BOX(page), g_notebook);
+    gtk_box_append(GTK_BOX(page), gtk_separator_new(GTK_ORIENTATION_HORIZONTAL));
+    gtk_box_append(GTK_BOX(page), create_audio_controls_bar());
+    return page;
+}
+
+void switch_to_login_page() {
+    show_page(k_login_name);
+}
+
+void switch_to_register_page() {
+    show_page(k_register_name);
+}
+
+void switch_to_hub_page() {
+    show_page(k_hub_name);
+}
+
+void switch_to_rooms_page() {
+    show_page(k_rooms_name);
+}
+
+void switch_to_main_page() {
+    show_page(k_main_name);
+    char status[128];
+    format_text(status, tr("status_in_channel"), g_current_room);
+    GUI_SetStatusText(status);
+    if (g_channel_name_label != nullptr) {
+        gtk_label_set_text(GTK_LABEL(g_channel_name_label), display_text(g_current_room).c_str());
+    }
+}

@@ -1,1 +1,36 @@
-// Being written.
+// Gives the main window and its spaces list the keyboard back after a dialog. Called when an alert
+// closes.
+#include "ui/ui_internal.h"
+
+namespace {
+
+constexpr guint k_retry_interval_ms = 120;
+
+void restore_main_window_focus() {
+    if (g_window == nullptr) {
+        return;
+    }
+    gtk_window_present(GTK_WINDOW(g_window));
+    if (g_servers_list != nullptr) {
+        gtk_widget_grab_focus(g_servers_list);
+    }
+}
+
+} // namespace
+
+GtkWidget* g_servers_list = nullptr;
+
+gboolean restore_main_window_focus_idle(gpointer) {
+    restore_main_window_focus();
+    return G_SOURCE_REMOVE;
+}
+
+gboolean restore_main_window_focus_retry(gpointer remaining_tries) {
+    const int tries = GPOINTER_TO_INT(remaining_tries);
+    restore_main_window_focus();
+    if (tries >= 2) {
+        g_timeout_add(k_retry_interval_ms, restore_main_window_focus_retry,
+                      GINT_TO_POINTER(tries - 1));
+    }
+    return G_SOURCE_REMOVE;
+}

@@ -1,0 +1,6 @@
+// The client's entry.
+#include "core/application.h"
+
+int main(int argc, char** argv) {
+    return run_application(argc, argv);
+}

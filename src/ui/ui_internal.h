@@ -1,0 +1,101 @@
+// What the files of the interface share: the widgets kept in globals, the state behind the facade,
+// and the operations between its files. Everything here belongs to the main thread.
+#pragma once
+
+#include "ui/gobject_ptr.h"
+#include "ui/gui_facade.h"
+
+#include <gtk/gtk.h>
+
+#include <atomic>
+#include <cstdint>
+
+/// Keeps a widget (or a text buffer) in a global that turns null by itself when the widget is
+/// destroyed, so that late calls of the core find nothing to touch. Such a global is set through
+/// this only.
+template <typename T>
+void keep(T*& slot, T* object) {
+    g_set_weak_pointer(&slot, object);
+}
+
+// Shell (app_shell.cpp, page_stack.cpp).
+extern GObjectPtr<GtkApplication> g_app;
+extern GtkWidget* g_window;
+extern GtkWidget* g_main_stack;
+extern GtkWidget* g_login_page;
+extern GtkWidget* g_register_page;
+extern GtkWidget* g_hub_page;
+extern GtkWidget* g_rooms_page;
+extern GtkWidget* g_main_page;
+extern GtkWidget* g_notebook;
+extern GtkWidget* g_channel_tab;
+
+/// Builds the window on the application's first activation; a later one (a second start of the
+/// program) brings it to the front.
+void on_activate(GtkApplication* application, gpointer data);
+
+/// Creates the stack with its pages, all under their names, none of them chosen.
+void create_main_stack();
+/// What the window holds: the stack.
+GtkWidget* create_app_shell();
+GtkWidget* create_main_page();
+void switch_to_login_page();
+void switch_to_register_page();
+void switch_to_hub_page();
+void switch_to_rooms_page();
+void switch_to_main_page();
+
+// Facade (gui_facade.cpp).
+extern std::int32_t g_state; ///< the state last passed to GUI_UpdateConnectionState
+extern char g_current_room[64];
+extern GuiConnectCallback g_on_connect;
+extern GuiJoinRoomCallback g_on_join_room;
+extern GuiLeaveRoomCallback g_on_leave_room;
+extern GuiToggleCallback g_on_mute;
+extern GuiToggleCallback g_on_deafen;
+extern GuiToggleCallback g_on_loopback;
+extern GuiLevelCallback g_on_gain;
+extern GuiLevelCallback g_on_volume;
+extern GuiTextCallback g_on_chat_send;
+
+void on_alert_dialog_closed();
+
+// Style (style.cpp).
+extern GObjectPtr<GtkCssProvider> g_css_provider;
+
+/// Loads the first style sheet found from the working folder, or the built-in one, for the default
+/// display, and prints which.
+void load_css();
+
+// Pictures (icons.cpp). Each is an image widget from the resources folder, at `pixel_size`, or a
+// symbolic icon of the theme when the file is missing.
+GtkWidget* create_app_icon_image(std::int32_t pixel_size);
+GtkWidget* create_google_icon_image();
+GtkWidget* create_space_thumbnail_image(std::int32_t pixel_size);
+
+// Popup of a voice join that is under way (loading_popup.cpp).
+extern GtkWidget* g_room_join_loading_popup;
+extern bool g_room_join_loading_active;
+
+void hide_room_join_loading_popup();
+
+// Focus (window_focus.cpp).
+extern GtkWidget* g_servers_list;
+
+/// GLib callbacks: present the main window and give the spaces list the keyboard. The first runs
+/// once; the second takes the number of tries that remain as its data and re-arms itself.
+gboolean restore_main_window_focus_idle(gpointer data);
+gboolean restore_main_window_focus_retry(gpointer remaining_tries);
+
+// Room view (room/room_view.cpp).
+extern GtkWidget* g_user_label;
+extern GtkWidget* g_status_label;
+extern GtkWidget* g_channel_name_label;
+extern GtkWidget* g_chat_view;
+extern GtkTextBuffer* g_chat_buffer;
+extern std::atomic<float> g_audio_level; ///< also written on the capture thread
+
+/// A new buffer with the room chat's text tags, for the caller to own.
+GObjectPtr<GtkTextBuffer> create_room_chat_buffer();
+GtkWidget* create_channel_tab();
+GtkWidget* create_audio_controls_bar();

@@ -1,0 +1,144 @@
+// Alerts, and where the keyboard goes after one.
+#include "ui_harness.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+
+// The retries go on for 440 ms; a test lets them end before the next one starts.
+constexpr std::int64_t k_retries_ms = 600;
+
+bool shows(GtkWindow* dialog, const char* text) {
+    const std::vector<std::string> texts = label_texts(GTK_WIDGET(dialog));
+    return std::find(texts.begin(), texts.end(), text) != texts.end();
+}
+
+GtkWindow* wait_for_dialog() {
+    wait_until([] { return find_dialog() != nullptr; });
+    return find_dialog();
+}
+
+/// Puts a list and a button on the hub page; the button has the keyboard.
+GtkWidget* prepare_hub() {
+    keep(g_servers_list, gtk_list_box_new());
+    GtkWidget* const button = gtk_button_new_with_label("x");
+    gtk_box_append(GTK_BOX(g_hub_page), g_servers_list);
+    gtk_box_append(GTK_BOX(g_hub_page), button);
+    switch_to_hub_page();
+    wait_until([button] { return gtk_widget_get_mapped(button) != FALSE; });
+    gtk_widget_grab_focus(button);
+    EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), button);
+    return button;
+}
+
+TEST(Alert, ShowsTitleAndDetailOverTheWindow) {
+    run_interface([] {
+        GUI_ShowMessage("Error de conexión", "No se pudo conectar al servidor",
+                        k_gui_message_error);
+        GtkWindow* const dialog = wait_for_dialog();
+        ASSERT_NE(dialog, nullptr);
+        EXPECT_TRUE(shows(dialog, "Error de conexión"));
+        EXPECT_TRUE(shows(dialog, "No se pudo conectar al servidor"));
+        EXPECT_TRUE(gtk_window_get_modal(dialog));
+    });
+}
+
+TEST(Alert, TakesTextsLiterallyAndMakesThemValid) {
+    run_interface([] {
+        GUI_ShowMessage("100 %s %n", "50 %d <b>\xC3", k_gui_message_warning);
+        GtkWindow* const dialog = wait_for_dialog();
+        ASSERT_NE(dialog, nullptr);
+        EXPECT_TRUE(shows(dialog, "100 %s %n"));
+        EXPECT_TRUE(shows(dialog, "50 %d <b>"));
+    });
+}
+
+TEST(Alert, LooksTheSameForEveryKind) {
+    std::vector<std::vector<std::string>> looks;
+    for (const int type : {0, 1, 3}) {
+        run_interface([type, &looks] {
+            GUI_ShowMessage("t", "d", type);
+            if (GtkWindow* const dialog = wait_for_dialog()) {
+                looks.push_back(label_texts(GTK_WIDGET(dialog)));
+            }
+        });
+    }
+    ASSERT_EQ(looks.size(), 3U);
+    EXPECT_EQ(looks[0], looks[1]);
+    EXPECT_EQ(looks[0], looks[2]);
+}
+
+TEST(Alert, ItsButtonClosesItAndTheSpacesListGetsTheKeyboard) {
+    run_interface([] {
+        prepare_hub();
+        GUI_ShowMessage("t", "d", k_gui_message_information);
+        GtkWindow* const dialog = wait_for_dialog();
+        ASSERT_NE(dialog, nullptr);
+        GtkWidget* const button = find_widget(gtk_window_get_child(dialog), GTK_TYPE_BUTTON);
+        ASSERT_NE(button, nullptr);
+        g_signal_emit_by_name(button, "clicked");
+        wait_until([] { return find_dialog() == nullptr; });
+        wait_until([] { return gtk_window_get_focus(GTK_WINDOW(g_window)) == g_servers_list; });
+        run_main_loop_for_ms(k_retries_ms);
+    });
+}
+
+TEST(Alert, ClosingRestoresTheFocusOnceAtIdleThenFourTimes) {
+    run_interface([] {
+        GtkWidget* const button = prepare_hub();
+        GUI_ShowMessage("t", "d", k_gui_message_information);
+        GtkWindow* const dialog = wait_for_dialog();
+        ASSERT_NE(dialog, nullptr);
+        gtk_window_close(dialog);
+        wait_until([] { return find_dialog() == nullptr; });
+        const std::int64_t closed = g_get_monotonic_time();
+        std::vector<std::int64_t> restored_ms;
+        const auto look = [&restored_ms, button, closed] {
+            if (gtk_window_get_focus(GTK_WINDOW(g_window)) == g_servers_list) {
+                restored_ms.push_back((g_get_monotonic_time() - closed) / 1000);
+                gtk_widget_grab_focus(button);
+            }
+            return restored_ms.size() == 5;
+        };
+        ASSERT_TRUE(wait_until(look));
+        // One at idle, then 80, 200, 320 and 440 ms after the close.
+        EXPECT_LT(restored_ms[0], restored_ms[1]);
+        for (std::size_t i = 1; i < 5; ++i) {
+            EXPECT_GE(restored_ms[i] + 5, 80 + 120 * static_cast<std::int64_t>(i - 1));
+        }
+        run_main_loop_for_ms(300);
+        EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), button);
+    });
+}
+
+TEST(Alert, ClosingWithoutASpacesListOnlyPresentsTheWindow) {
+    run_interface([] {
+        GUI_ShowMessage("t", "d", k_gui_message_information);
+        GtkWindow* const dialog = wait_for_dialog();
+        ASSERT_NE(dialog, nullptr);
+        gtk_window_close(dialog);
+        wait_until([] { return find_dialog() == nullptr; });
+        run_main_loop_for_ms(k_retries_ms);
+        EXPECT_TRUE(gtk_widget_get_visible(g_window));
+    });
+}
+
+TEST(Alert, ClosingTheWindowUnderItEndsTheProgram) {
+    EXPECT_EQ(run_interface([] {
+                  GUI_ShowMessage("t", "d", k_gui_message_information);
+                  wait_for_dialog();
+                  gtk_window_destroy(GTK_WINDOW(g_window));
+              }),
+              0);
+    EXPECT_EQ(g_window, nullptr);
+}
+
+TEST(Alert, FocusCallbacksWithoutAWindowDoNothing) {
+    ASSERT_EQ(g_window, nullptr);
+    EXPECT_EQ(restore_main_window_focus_idle(nullptr), G_SOURCE_REMOVE);
+    EXPECT_EQ(restore_main_window_focus_retry(GINT_TO_POINTER(1)), G_SOURCE_REMOVE);
+}
+
+} // namespace

@@ -1,0 +1,140 @@
+// See ui_harness.h.
+#include "ui_harness.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+constexpr std::int64_t k_wait_limit_us = 10'000'000;
+
+void collect_labels(GtkWidget* widget, std::vector<std::string>& texts) {
+    if (GTK_IS_LABEL(widget)) {
+        texts.emplace_back(gtk_label_get_text(GTK_LABEL(widget)));
+    }
+    for (GtkWidget* child : children_of(widget)) {
+        collect_labels(child, texts);
+    }
+}
+
+gboolean run_body(gpointer data) {
+    (*static_cast<const std::function<void()>*>(data))();
+    if (g_window != nullptr) {
+        gtk_window_destroy(GTK_WINDOW(g_window));
+    }
+    return G_SOURCE_REMOVE;
+}
+
+} // namespace
+
+int run_interface(const std::function<void()>& body) {
+    g_idle_add(run_body, const_cast<std::function<void()>*>(&body));
+    char name[] = "velmo";
+    char* arguments[] = {name, nullptr};
+    const int status = GUI_Init(1, arguments);
+    GUI_Cleanup();
+    return status;
+}
+
+bool wait_until(const std::function<bool()>& condition) {
+    const std::int64_t limit = g_get_monotonic_time() + k_wait_limit_us;
+    while (!condition()) {
+        if (g_get_monotonic_time() > limit) {
+            ADD_FAILURE() << "the condition never held";
+            return false;
+        }
+        if (!g_main_context_iteration(nullptr, FALSE)) {
+            g_usleep(1000);
+        }
+    }
+    return true;
+}
+
+void run_main_loop_for_ms(std::int64_t milliseconds) {
+    const std::int64_t end = g_get_monotonic_time() + milliseconds * 1000;
+    wait_until([end] { return g_get_monotonic_time() >= end; });
+}
+
+std::vector<GtkWidget*> children_of(GtkWidget* widget) {
+    std::vector<GtkWidget*> children;
+    for (GtkWidget* child = gtk_widget_get_first_child(widget); child != nullptr;
+         child = gtk_widget_get_next_sibling(child)) {
+        children.push_back(child);
+    }
+    return children;
+}
+
+std::vector<std::string> label_texts(GtkWidget* widget) {
+    std::vector<std::string> texts;
+    collect_labels(widget, texts);
+    return texts;
+}
+
+GtkWidget* find_widget(GtkWidget* widget, GType type) {
+    if (g_type_is_a(G_OBJECT_TYPE(widget), type)) {
+        return widget;
+    }
+    for (GtkWidget* child : children_of(widget)) {
+        if (GtkWidget* const found = find_widget(child, type)) {
+            return found;
+        }
+    }
+    return nullptr;
+}
+
+GtkWindow* find_dialog() {
+    GListModel* const windows = gtk_window_get_toplevels();
+    for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
+        const GObjectPtr<GtkWindow> window(
+            static_cast<GtkWindow*>(g_list_model_get_item(windows, i)));
+        if (g_window != nullptr &&
+            gtk_window_get_transient_for(window.get()) == GTK_WINDOW(g_window)) {
+            return window.get();
+        }
+    }
+    return nullptr;
+}
+
+Pixels paint(GdkPaintable* paintable, int width, int height) {
+    Pixels pixels{width, height,
+                  std::vector<std::uint32_t>(static_cast<std::size_t>(width) *
+                                             static_cast<std::size_t>(height))};
+    GtkSnapshot* const snapshot = gtk_snapshot_new();
+    gdk_paintable_snapshot(paintable, snapshot, width, height);
+    GskRenderNode* const node = gtk_snapshot_free_to_node(snapshot);
+    if (node == nullptr) {
+        return pixels;
+    }
+    cairo_surface_t* const surface =
+        cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(pixels.data.data()),
+                                            CAIRO_FORMAT_ARGB32, width, height, width * 4);
+    cairo_t* const context = cairo_create(surface);
+    gsk_render_node_draw(node, context);
+    cairo_destroy(context);
+    cairo_surface_destroy(surface);
+    gsk_render_node_unref(node);
+    return pixels;
+}
+
+Pixels paint_widget(GtkWidget* widget) {
+    const GObjectPtr<GdkPaintable> paintable(gtk_widget_paintable_new(widget));
+    return paint(paintable.get(), gtk_widget_get_width(widget), gtk_widget_get_height(widget));
+}
+
+std::string read_file(const char* path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream contents;
+    contents << file.rdbuf();
+    return contents.str();
+}
+
+void write_file(const char* path, const std::string& contents) {
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    if (!folder.empty()) {
+        std::filesystem::create_directories(folder);
+    }
+    std::ofstream(path, std::ios::binary) << contents;
+}
