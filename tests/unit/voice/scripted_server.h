@@ -1,0 +1,55 @@
+// A voice server in a thread of its own, over real sockets on loopback: it answers CONNECT and
+// HEARTBEAT, echoes audio, and remembers what came.
+#pragma once
+
+#include "platform/udp_socket.h"
+#include "voice/voice_packet.h"
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <span>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+class ScriptedServer {
+  public:
+    ScriptedServer();
+    ~ScriptedServer();
+    ScriptedServer(const ScriptedServer&) = delete;
+    ScriptedServer& operator=(const ScriptedServer&) = delete;
+
+    /// "udp://127.0.0.1:PORT".
+    std::string url() const;
+
+    /// Sends to the latest client.
+    void send(VoicePacketType type, std::string_view payload);
+    void send_raw(std::span<const std::uint8_t> datagram);
+
+    struct Received {
+        VoicePacketType type;
+        std::uint64_t session;
+        std::uint32_t sequence;
+        std::vector<std::uint8_t> payload;
+    };
+    std::vector<Received> received() const;
+    std::size_t count(VoicePacketType type) const;
+    void forget_received();
+
+    std::atomic<std::uint64_t> session{0x1000};
+    std::atomic<bool> echo_audio{true};
+
+  private:
+    void run();
+    void answer(VoicePacketType type, std::span<const std::uint8_t> payload);
+
+    UdpSocketPtr m_socket;
+    std::uint16_t m_port = 0;
+    mutable std::mutex m_mutex;
+    UdpAddress m_client;
+    std::vector<Received> m_received;
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
