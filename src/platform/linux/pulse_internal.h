@@ -7,6 +7,7 @@
 #pragma once
 
 #include "platform/audio_endpoint.h"
+#include "platform/audio_samples.h"
 
 #include <pulse/context.h>
 #include <pulse/introspect.h>
@@ -195,8 +196,6 @@ class PulseStream {
     AudioResult release_render_buffer(std::uint32_t frames);
 
   private:
-    static constexpr std::uint32_t k_packet_frames = 480;
-
     // All with the connection locked.
     AudioResult open(const pa_sample_spec& format, const pa_channel_map& channels,
                      std::uint32_t buffer_ms, PulseDeadline deadline);
@@ -219,8 +218,8 @@ class PulseStream {
     PulseOperation m_move_query;  ///< asks what the stream was moved to
     bool m_is_on_monitor = false; ///< moved to a source that no microphone list has
 
-    std::array<float, k_packet_frames * 2> m_packet{};
-    std::uint32_t m_period_frames = 0; ///< a packet's size, never more than k_packet_frames
+    std::array<float, std::size_t{k_max_packet_frames} * 2> m_packet{};
+    std::uint32_t m_period_frames = 0; ///< a packet's size, 10 ms
     std::uint32_t m_packet_frames = 0;
     std::uint32_t m_fragment_used = 0; ///< frames of the server's fragment that are in a packet
     bool m_is_packet_out = false;

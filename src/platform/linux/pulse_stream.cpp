@@ -16,24 +16,10 @@ using ConnectionLock = std::lock_guard<PulseConnection>;
 /// What the caller did not fetch in this time is of no use to a conversation any more.
 constexpr std::uint32_t k_capture_backlog_ms = 200;
 
-constexpr std::size_t k_stereo = 2;
-
-bool is_supported(const AudioFormat& format) {
-    return format.channels == k_stereo && format.samples_per_second >= 8000 &&
-           format.samples_per_second <= 192000;
-}
+constexpr std::uint8_t k_stereo = 2;
 
 std::size_t bytes_of(const pa_sample_spec& format, std::uint32_t milliseconds) {
     return pa_usec_to_bytes(pa_usec_t{milliseconds} * PA_USEC_PER_MSEC, &format);
-}
-
-/// Copies frames of any number of channels: mono is doubled, of more the first two are taken.
-void copy_as_stereo(std::span<const float> from, std::size_t channels, float* to) {
-    const std::size_t right = channels > 1 ? 1 : 0;
-    for (std::size_t at = 0; at + channels <= from.size(); at += channels) {
-        *to++ = from[at];
-        *to++ = from[at + right];
-    }
 }
 
 } // namespace
@@ -107,7 +93,7 @@ AudioResult PulseStream::open(const pa_sample_spec& format, const pa_channel_map
         this);
 
     constexpr auto server_chooses = static_cast<std::uint32_t>(-1);
-    const auto frame_bytes = static_cast<std::uint32_t>(pa_frame_size(&format));
+    const auto frame_size = static_cast<std::uint32_t>(pa_frame_size(&format));
     const auto flags =
         static_cast<pa_stream_flags_t>(PA_STREAM_START_CORKED | PA_STREAM_ADJUST_LATENCY |
                                        PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_INTERPOLATE_TIMING);
@@ -120,7 +106,7 @@ AudioResult PulseStream::open(const pa_sample_spec& format, const pa_channel_map
         wanted.tlength = static_cast<std::uint32_t>(bytes_of(format, buffer_ms * 3 / 2));
         wanted.minreq = static_cast<std::uint32_t>(bytes_of(format, buffer_ms) / 4);
         // After an underrun the next frame plays at once, as a clocked device would have it.
-        wanted.prebuf = frame_bytes;
+        wanted.prebuf = frame_size;
         answer = pa_stream_connect_playback(m_stream, m_endpoint.c_str(), &wanted, flags, nullptr,
                                             nullptr);
     } else {
@@ -142,11 +128,11 @@ AudioResult PulseStream::open(const pa_sample_spec& format, const pa_channel_map
         return error;
     }
 
-    m_period_frames = std::min(k_packet_frames, format.rate / 100);
+    m_period_frames = std::min(k_max_packet_frames, format.rate / 100);
     m_channels = format.channels;
     const pa_buffer_attr* granted = pa_stream_get_buffer_attr(m_stream);
     const std::uint32_t bytes = m_flow == AudioFlow::render ? granted->tlength : granted->maxlength;
-    m_buffer_frames = bytes / frame_bytes;
+    m_buffer_frames = bytes / frame_size;
     if (m_flow == AudioFlow::render) {
         m_render_buffer.assign(m_buffer_frames * k_stereo, 0.0F);
     }
@@ -310,7 +296,7 @@ AudioResult PulseStream::check_service(AudioFlow flow) {
 // Gathers what has arrived: however the server cut it, a packet is 10 ms, as on a device with a
 // period, and no packet goes over the network half empty.
 AudioResult PulseStream::fill_packet() {
-    const std::size_t frame_bytes = m_channels * sizeof(float);
+    const std::size_t frame_size = frame_bytes({SampleKind::float32, m_channels});
     while (m_packet_frames < m_period_frames) {
         const void* data = nullptr;
         std::size_t bytes = 0;
@@ -321,15 +307,14 @@ AudioResult PulseStream::fill_packet() {
             break;
         }
         const auto frames =
-            data != nullptr ? static_cast<std::uint32_t>(bytes / frame_bytes) : 0; // null: a hole
+            data != nullptr ? static_cast<std::uint32_t>(bytes / frame_size) : 0; // null: a hole
         const std::uint32_t unread = frames - std::min(frames, m_fragment_used);
         const std::uint32_t taken = std::min(unread, m_period_frames - m_packet_frames);
         if (taken > 0) {
-            const std::span<const float> samples(static_cast<const float*>(data),
-                                                 std::size_t{frames} * m_channels);
-            copy_as_stereo(samples.subspan(std::size_t{m_fragment_used} * m_channels,
-                                           std::size_t{taken} * m_channels),
-                           m_channels, m_packet.data() + m_packet_frames * k_stereo);
+            const std::span<const std::byte> fragment(static_cast<const std::byte*>(data), bytes);
+            copy_as_stereo({SampleKind::float32, m_channels},
+                           fragment.subspan(m_fragment_used * frame_size, taken * frame_size),
+                           m_packet.data() + m_packet_frames * k_stereo);
             m_packet_frames += taken;
             m_fragment_used += taken;
         }
