@@ -1,0 +1,397 @@
+// Rooms: joining, leaving, chat, speaking states, and who is told what.
+#include "unit/service/voice_rooms_fixture.h"
+
+namespace {
+
+using Type = VoicePacketType;
+using VoiceMembersTest = VoiceRoomsTest;
+
+constexpr char k_bad_names[] = "La sala o el nombre de usuario no son válidos";
+
+TEST_F(VoiceMembersTest, JoinIsConfirmedWithOwnIdAndTheOtherMembers) {
+    member("r", "ana");
+    member("r", "bob");
+    Client& client = connected();
+    client.join("r", "eva");
+    EXPECT_EQ(client.take_text(Type::join_room),
+              R"({"username":"eva","roomId":"r","peerId":"p3","existingPeers":)"
+              R"([{"id":"p1","username":"ana"},{"id":"p2","username":"bob"}]})");
+}
+
+TEST_F(VoiceMembersTest, FirstMemberIsConfirmedWithAnEmptyList) {
+    Client& client = connected();
+    client.join("sala 1", "Íñigo");
+    const auto packets = client.take();
+    ASSERT_EQ(packets.size(), 1U);
+    EXPECT_EQ(packets[0].type, Type::join_room);
+    EXPECT_EQ(packets[0].session_id, client.session_id);
+    EXPECT_EQ(packets[0].text(),
+              R"({"username":"Íñigo","roomId":"sala 1","peerId":"p1","existingPeers":[]})");
+}
+
+TEST_F(VoiceMembersTest, OthersHearOfANewcomerWithTheListAsEachOfThemSeesIt) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    Client& eva = connected();
+    eva.join("r", "eva");
+    EXPECT_EQ(ana.take_text(Type::peer_joined),
+              R"({"username":"eva","peerId":"p3","existingPeers":)"
+              R"([{"id":"p2","username":"bob"},{"id":"p3","username":"eva"}]})");
+    EXPECT_EQ(bob.take_text(Type::peer_joined),
+              R"({"username":"eva","peerId":"p3","existingPeers":)"
+              R"([{"id":"p1","username":"ana"},{"id":"p3","username":"eva"}]})");
+}
+
+TEST_F(VoiceMembersTest, NewcomerIsNotAnnouncedInOtherRooms) {
+    Client& ana = member("a", "ana");
+    Client& idle = connected();
+    member("b", "bob");
+    connected().join("b", "eva");
+    EXPECT_TRUE(ana.take().empty());
+    EXPECT_TRUE(idle.take().empty());
+    EXPECT_EQ(rooms->room_count(), 2U);
+}
+
+TEST_F(VoiceMembersTest, LeavingIsToldToTheOthersOnly) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.leave();
+    EXPECT_EQ(ana.take_text(Type::peer_left), R"({"peerId":"p2","username":"bob"})");
+    EXPECT_TRUE(bob.take().empty());
+    EXPECT_EQ(rooms->session_count(), 2U);
+    bob.leave();
+    EXPECT_TRUE(ana.take().empty());
+    ana.leave();
+    EXPECT_EQ(rooms->room_count(), 0U);
+}
+
+TEST_F(VoiceMembersTest, JoiningAnotherRoomLeavesTheFirst) {
+    Client& ana = member("a", "ana");
+    Client& bob = member("a", "bob");
+    bob.join("b", "bob");
+    EXPECT_EQ(ana.take_text(Type::peer_left), R"({"peerId":"p2","username":"bob"})");
+    EXPECT_EQ(bob.take_text(Type::join_room),
+              R"({"username":"bob","roomId":"b","peerId":"p2","existingPeers":[]})");
+}
+
+TEST_F(VoiceMembersTest, JoiningTheSameRoomAgainIsConfirmedAgainAndToldToNobody) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.join("r", "bob");
+    EXPECT_EQ(bob.take_text(Type::join_room),
+              R"({"username":"bob","roomId":"r","peerId":"p2","existingPeers":)"
+              R"([{"id":"p1","username":"ana"}]})");
+    EXPECT_TRUE(ana.take().empty());
+}
+
+TEST_F(VoiceMembersTest, JoiningTheSameRoomUnderAnotherNameIsARoomUpdateForTheOthers) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.join("r", "roberto");
+    EXPECT_EQ(bob.take(Type::join_room).size(), 1U);
+    const auto packets = ana.take();
+    ASSERT_EQ(packets.size(), 1U);
+    EXPECT_EQ(packets[0].type, Type::room_update);
+    EXPECT_EQ(packets[0].text(), R"({"username":"roberto","peerId":"p2","existingPeers":)"
+                                 R"([{"id":"p2","username":"roberto"}]})");
+}
+
+TEST_F(VoiceMembersTest, DoubledJoinIsOneJoin) {
+    Client& ana = member("r", "ana");
+    Client& bob = connected();
+    const Bytes join = bytes_of_text(R"({"roomId":"r","username":"bob"})");
+    bob.send_as(bob.session_id, 1, Type::join_room, join);
+    bob.send_as(bob.session_id, 1, Type::join_room, join);
+    EXPECT_EQ(bob.take(Type::join_room).size(), 1U);
+    EXPECT_EQ(ana.take(Type::peer_joined).size(), 1U);
+}
+
+TEST_F(VoiceMembersTest, JoinOvertakenByTheLeaveAfterItChangesNothing) {
+    Client& bob = connected();
+    bob.send_as(bob.session_id, 2, Type::leave_room, bytes_of_text("{}"));
+    bob.send_as(bob.session_id, 1, Type::join_room,
+                bytes_of_text(R"({"roomId":"r","username":"bob"})"));
+    EXPECT_TRUE(bob.take().empty());
+    EXPECT_EQ(rooms->room_count(), 0U);
+}
+
+TEST_F(VoiceMembersTest, BadJoinRequestsAreAnsweredWithAText) {
+    const std::string name_64(64, 'x');
+    for (const std::string& request : {
+             std::string(),
+             std::string("{}"),
+             std::string("no json"),
+             std::string("[1]"),
+             std::string("\"text\""),
+             std::string(R"({"roomId":"r"})"),
+             std::string(R"({"username":"ana"})"),
+             std::string(R"({"roomId":"","username":"ana"})"),
+             std::string(R"({"roomId":"r","username":""})"),
+             std::string(R"({"roomId":7,"username":"ana"})"),
+             std::string(R"({"roomId":"r","username":["ana"]})"),
+             std::string(R"({"roomId":"r","username":"a"b"})"),
+             std::string(R"({"roomId":"r","username":"a\"b"})"),
+             std::string(R"({"roomId":"r","username":"a\\b"})"),
+             std::string(R"({"roomId":"r","username":"a\nb"})"),
+             std::string(R"({"roomId":"r","username":"a\u0000b"})"),
+             std::string(R"({"roomId":"r","username":"a\u007fb"})"),
+             std::string(R"({"roomId":"r","username":"a\u0085b"})"),
+             std::string(R"({"roomId":"r\t","username":"ana"})"),
+             std::string("{\"roomId\":\"r\",\"username\":\"a\xFFz\"}"),
+             std::string("{\"roomId\":\"r\",\"username\":\"a\xC3\"}"),
+             std::string("{\"roomId\":\"r\",\"username\":\"a\nb\"}"),
+             R"({"roomId":"r","username":")" + name_64 + "\"}",
+             R"({"roomId":")" + name_64 + R"(","username":"ana"})",
+             R"({"roomId":"r","username":"ana","x":")" + std::string(2000, 'x') + "\"}",
+             std::string(500, '['),
+         }) {
+        Client& client = connected();
+        client.send_text(Type::join_room, request);
+        const auto packets = client.take();
+        ASSERT_EQ(packets.size(), 1U) << request;
+        EXPECT_EQ(packets[0].type, Type::error) << request;
+        EXPECT_EQ(packets[0].text(), k_bad_names) << request;
+    }
+    EXPECT_EQ(rooms->room_count(), 0U);
+}
+
+TEST_F(VoiceMembersTest, NamesOf63BytesAreTaken) {
+    const std::string name(63, 'x');
+    Client& client = connected();
+    client.join(name, name);
+    EXPECT_EQ(client.take(Type::join_room).size(), 1U);
+}
+
+TEST_F(VoiceMembersTest, RefusedJoinStillLeavesTheOldRoom) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.send_text(Type::join_room, "no json");
+    EXPECT_EQ(bob.take_text(Type::error), k_bad_names);
+    EXPECT_EQ(ana.take_text(Type::peer_left), R"({"peerId":"p2","username":"bob"})");
+}
+
+TEST_F(VoiceMembersTest, Member33IsRefusedWithAText) {
+    for (std::size_t i = 0; i < k_max_room_members; ++i) {
+        connected().join("r", "user" + std::to_string(i));
+    }
+    Client& late = connected();
+    late.join("r", "late");
+    EXPECT_EQ(late.take_text(Type::error), "La sala está llena");
+    late.join("other", "late");
+    EXPECT_EQ(late.take(Type::join_room).size(), 1U);
+}
+
+TEST_F(VoiceMembersTest, Room257IsRefusedWithAText) {
+    for (std::size_t i = 0; i < k_max_rooms; ++i) {
+        connected().join("room" + std::to_string(i), "ana");
+    }
+    Client& late = connected();
+    late.join("one more", "late");
+    EXPECT_EQ(late.take_text(Type::error), "No caben más salas en el servidor");
+    EXPECT_EQ(rooms->room_count(), k_max_rooms);
+    late.join("room7", "late");
+    EXPECT_EQ(late.take(Type::join_room).size(), 1U);
+}
+
+TEST_F(VoiceMembersTest, JoinsAreLimitedInRateAndAllOfThemLeaveTheOldRoom) {
+    Client& client = connected();
+    for (int i = 0; i < 100; ++i) {
+        client.join("room" + std::to_string(i), "ana");
+    }
+    EXPECT_EQ(client.take(Type::join_room).size(), std::size_t{k_room_change_burst});
+    EXPECT_EQ(rooms->room_count(), 0U);
+    pass(1000);
+    client.join("r", "ana");
+    EXPECT_EQ(client.take(Type::join_room).size(), 1U);
+}
+
+// --- Two members of one name --------------------------------------------------------------------
+
+TEST_F(VoiceMembersTest, NamesakesAreListedEach) {
+    member("r", "ana");
+    Client& second = connected();
+    second.join("r", "ana");
+    EXPECT_EQ(second.take_text(Type::join_room),
+              R"({"username":"ana","roomId":"r","peerId":"p2","existingPeers":)"
+              R"([{"id":"p1","username":"ana"}]})");
+}
+
+TEST_F(VoiceMembersTest, LeavingOfANamesakeNamesNobodyAndListsWhoStays) {
+    Client& bob = member("r", "bob");
+    Client& old_ana = member("r", "ana");
+    member("r", "ana");
+    old_ana.leave();
+    EXPECT_EQ(bob.take_text(Type::peer_left), R"({"peerId":"p2","username":"","existingPeers":)"
+                                              R"([{"id":"p3","username":"ana"}]})");
+}
+
+// --- Speaking -----------------------------------------------------------------------------------
+
+TEST_F(VoiceMembersTest, SpeakingIsToldToTheOthersAsJson) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    Client& elsewhere = member("x", "eva");
+    bob.send(Type::speaking, {1});
+    EXPECT_EQ(ana.take_text(Type::speaking), R"({"peerId":"p2","speaking":true})");
+    bob.send(Type::speaking, {0});
+    EXPECT_EQ(ana.take_text(Type::speaking), R"({"peerId":"p2","speaking":false})");
+    EXPECT_TRUE(bob.take().empty());
+    EXPECT_TRUE(elsewhere.take().empty());
+}
+
+TEST_F(VoiceMembersTest, UnchangedSpeakingStateIsNotToldAgain) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.send(Type::speaking, {0});
+    bob.send(Type::speaking, {1});
+    bob.send(Type::speaking, {1});
+    EXPECT_EQ(ana.take(Type::speaking).size(), 1U);
+}
+
+TEST_F(VoiceMembersTest, SpeakingStateOvertakenByALaterOneIsIgnored) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.send_as(bob.session_id, 10, Type::speaking, {1});
+    bob.send_as(bob.session_id, 12, Type::speaking, {0});
+    bob.send_as(bob.session_id, 11, Type::speaking, {1});
+    EXPECT_EQ(ana.take(Type::speaking).size(), 2U);
+}
+
+TEST_F(VoiceMembersTest, SpeakingWithoutAByteOrARoomIsIgnored) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.send(Type::speaking, {});
+    connected().send(Type::speaking, {1});
+    EXPECT_TRUE(ana.take().empty());
+}
+
+TEST_F(VoiceMembersTest, SpeakingIsLimitedInRate) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    for (int i = 0; i < 1000; ++i) {
+        bob.send(Type::speaking, {static_cast<std::uint8_t>(i % 2 == 0)});
+    }
+    EXPECT_EQ(ana.take(Type::speaking).size(), std::size_t{k_speaking_burst});
+}
+
+// A client's roster forgets who speaks whenever a list arrives.
+TEST_F(VoiceMembersTest, WhoSpeaksIsToldAgainAfterEveryList) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.send(Type::speaking, {1});
+    forget_all();
+    Client& eva = connected();
+    eva.join("r", "eva");
+    const auto to_eva = eva.take();
+    ASSERT_EQ(to_eva.size(), 2U);
+    EXPECT_EQ(to_eva[0].type, Type::join_room);
+    EXPECT_EQ(to_eva[1].text(), R"({"peerId":"p2","speaking":true})");
+    const auto to_ana = ana.take();
+    ASSERT_EQ(to_ana.size(), 2U);
+    EXPECT_EQ(to_ana[0].type, Type::peer_joined);
+    EXPECT_EQ(to_ana[1].text(), R"({"peerId":"p2","speaking":true})");
+    EXPECT_EQ(bob.take().size(), 1U);
+}
+
+TEST_F(VoiceMembersTest, LeavingEndsSpeakingWithoutAWordOfItsOwn) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.send(Type::speaking, {1});
+    forget_all();
+    bob.leave();
+    const auto packets = ana.take();
+    ASSERT_EQ(packets.size(), 1U);
+    EXPECT_EQ(packets[0].type, Type::peer_left);
+    bob.join("r", "bob");
+    EXPECT_EQ(ana.take(Type::speaking).size(), 0U);
+    bob.send(Type::speaking, {1});
+    EXPECT_EQ(ana.take(Type::speaking).size(), 1U);
+}
+
+// --- Chat ---------------------------------------------------------------------------------------
+
+TEST_F(VoiceMembersTest, ChatIsRelayedToTheOthersUnderTheSessionsOwnName) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    Client& elsewhere = member("x", "eva");
+    bob.send_text(Type::chat, R"({"room":"x","username":"ana","message":"hola"})");
+    EXPECT_EQ(ana.take_text(Type::chat), R"({"room":"r","username":"bob","message":"hola"})");
+    EXPECT_TRUE(bob.take().empty());
+    EXPECT_TRUE(elsewhere.take().empty());
+}
+
+TEST_F(VoiceMembersTest, ChatIsEscapedOnItsWayOut) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.send_text(Type::chat, R"({"room":"r","username":"bob","message":"a\"b\\c\nd\u0001é"})");
+    EXPECT_EQ(ana.take_text(Type::chat),
+              R"({"room":"r","username":"bob","message":"a\"b\\c\nd\u0001é"})");
+}
+
+TEST_F(VoiceMembersTest, ChatThatAClientPutUnescapedIntoItsTextArrivesWhole) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.send_text(Type::chat, R"({"room":"r","username":"bob","message":"di "hola" \o/"})");
+    EXPECT_EQ(ana.take_text(Type::chat),
+              R"({"room":"r","username":"bob","message":"di \"hola\" \\o/"})");
+}
+
+TEST_F(VoiceMembersTest, ChatThatAClientCutOffArrivesAsFarAsItGoes) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    bob.send_text(Type::chat, "{\"room\":\"r\",\"username\":\"bob\",\"message\":\"ma\xC3");
+    EXPECT_EQ(ana.take_text(Type::chat),
+              "{\"room\":\"r\",\"username\":\"bob\",\"message\":\"ma\xEF\xBF\xBD\"}");
+}
+
+TEST_F(VoiceMembersTest, ChatOutsideARoomAndWithoutAMessageIsIgnored) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    connected().send_text(Type::chat, R"({"room":"r","username":"eva","message":"hola"})");
+    for (const char* text : {"", "{}", "x", "[]", R"({"message":7})", R"({"message":""})",
+                             R"({"room":"r","username":"bob"})"}) {
+        bob.send_text(Type::chat, text);
+    }
+    EXPECT_TRUE(ana.take().empty());
+    EXPECT_TRUE(bob.take().empty());
+}
+
+TEST_F(VoiceMembersTest, ChatOf512BytesIsRelayedAndALongerOneRefused) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    const std::string full(512, 'x');
+    bob.send_text(Type::chat, R"({"message":")" + full + "\"}");
+    EXPECT_EQ(ana.take_text(Type::chat),
+              R"({"room":"r","username":"bob","message":")" + full + "\"}");
+    bob.send_text(Type::chat, R"({"message":")" + full + "x\"}");
+    EXPECT_TRUE(ana.take().empty());
+    EXPECT_EQ(bob.take_text(Type::error), "El mensaje es demasiado largo");
+    bob.send_text(Type::chat, R"({"message":")" + std::string(60'000, 'x') + "\"}");
+    EXPECT_TRUE(ana.take().empty());
+    EXPECT_TRUE(bob.take().empty());
+}
+
+TEST_F(VoiceMembersTest, LongestChatOfControlCharactersIsRelayedWhole) {
+    Client& ana = member("r", std::string(63, 'a'));
+    Client& bob = member("r", std::string(63, 'b'));
+    bob.send_text(Type::chat, R"({"message":")" + std::string(512, '\x01'));
+    const std::string text = ana.take_text(Type::chat);
+    EXPECT_EQ(text.size(), 38U + 1 + 63 + 512 * 6);
+    EXPECT_TRUE(text.ends_with("\\u0001\\u0001\"}"));
+}
+
+TEST_F(VoiceMembersTest, ChatIsLimitedTo20ASecond) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bob");
+    for (int i = 0; i < 100; ++i) {
+        bob.send_text(Type::chat, R"({"message":"hola"})");
+    }
+    EXPECT_EQ(ana.take(Type::chat).size(), std::size_t{k_chat_burst});
+    pass(500);
+    for (int i = 0; i < 100; ++i) {
+        bob.send_text(Type::chat, R"({"message":"hola"})");
+    }
+    EXPECT_EQ(ana.take(Type::chat).size(), std::size_t{k_chat_rate / 2});
+}
+
+} // namespace
