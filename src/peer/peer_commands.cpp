@@ -1,0 +1,114 @@
+// See peer/peer_commands.h.
+#include "peer/peer_commands.h"
+
+#include "base/main_thread.h"
+#include "peer/peer_options.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <thread>
+
+#include <unistd.h>
+
+namespace {
+
+enum class Argument { none, name, text };
+
+struct CommandRow {
+    std::string_view word;
+    PeerCommandKind kind;
+    Argument argument;
+};
+
+constexpr CommandRow k_commands[] = {
+    {"mute", PeerCommandKind::mute, Argument::none},
+    {"unmute", PeerCommandKind::unmute, Argument::none},
+    {"deafen", PeerCommandKind::deafen, Argument::none},
+    {"undeafen", PeerCommandKind::undeafen, Argument::none},
+    {"leave", PeerCommandKind::leave, Argument::none},
+    {"join", PeerCommandKind::join, Argument::name},
+    {"input", PeerCommandKind::input, Argument::text},
+    {"output", PeerCommandKind::output, Argument::text},
+    {"chat", PeerCommandKind::chat, Argument::text},
+    {"report", PeerCommandKind::report, Argument::none},
+    {"quit", PeerCommandKind::quit, Argument::none},
+};
+
+std::string_view trim(std::string_view text) {
+    constexpr std::string_view k_blanks = " \t\r\n";
+    const std::size_t first = text.find_first_not_of(k_blanks);
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(k_blanks) - first + 1);
+}
+
+std::string_view argument_error(Argument wanted, std::string_view argument) {
+    switch (wanted) {
+    case Argument::none:
+        return argument.empty() ? "" : "takes nothing after it";
+    case Argument::name:
+        return is_protocol_name(argument)
+                   ? ""
+                   : "needs 1 to 63 bytes without quotation marks or backslashes";
+    case Argument::text:
+        return !argument.empty() && is_protocol_text(argument)
+                   ? ""
+                   : "needs a text without quotation marks or backslashes";
+    }
+    return "";
+}
+
+void read_lines(PeerLineHandler handler) {
+    const auto post = [handler](const std::string& line) {
+        run_on_main_thread([handler, line] { handler(line); });
+    };
+    std::string pending;
+    std::array<char, 512> bytes;
+    // Below the C library's streams: at the end of the program those wait for a reader that still
+    // holds one.
+    for (;;) {
+        const auto count = ::read(0, bytes.data(), static_cast<unsigned>(bytes.size()));
+        if (count <= 0) {
+            break;
+        }
+        split_peer_lines(pending, {bytes.data(), static_cast<std::size_t>(count)}, post);
+    }
+    if (!pending.empty()) {
+        post(pending);
+    }
+}
+
+} // namespace
+
+PeerCommand parse_peer_command(std::string_view line) {
+    const std::string_view text = trim(line);
+    PeerCommand command;
+    if (text.empty()) {
+        return command;
+    }
+    const std::size_t blank = text.find_first_of(" \t");
+    const std::string_view word = text.substr(0, blank);
+    const auto* const row =
+        std::find_if(std::begin(k_commands), std::end(k_commands),
+                     [word](const CommandRow& candidate) { return candidate.word == word; });
+    if (row == std::end(k_commands)) {
+        command.kind = PeerCommandKind::unknown;
+        command.error = "unknown command: " + std::string(word);
+        return command;
+    }
+    command.kind = row->kind;
+    if (blank != std::string_view::npos) {
+        command.argument = trim(text.substr(blank));
+    }
+    const std::string_view error = argument_error(row->argument, command.argument);
+    if (!error.empty()) {
+        command.error = std::string(word) + " " + std::string(error);
+    }
+    return command;
+}
+
+void start_peer_command_reader(PeerLineHandler handler) {
+    std::thread(read_lines, handler).detach();
+}

@@ -1,0 +1,380 @@
+// See peer/peer_session.h.
+#include "peer/peer_session.h"
+
+#include "audio/audio_devices.h"
+#include "audio/audio_engine.h"
+#include "audio/audio_processing.h"
+#include "base/clock.h"
+#include "base/main_thread.h"
+#include "base/text.h"
+#include "core/app_state.h"
+#include "core/peer_roster.h"
+#include "core/voice_session.h"
+#include "peer/peer_commands.h"
+#include "peer/peer_devices.h"
+#include "peer/peer_exit.h"
+#include "peer/peer_facade.h"
+#include "peer/peer_loop.h"
+#include "peer/peer_output.h"
+#include "peer/peer_recorder.h"
+#include "peer/peer_report.h"
+#include "peer/peer_source.h"
+#include "ui/gui_facade.h"
+#include "voice/voice_codec.h"
+#include "voice/voice_connection.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
+#include <utility>
+
+namespace {
+
+constexpr std::uint32_t k_tick_ms = 50;
+constexpr float k_speaking_threshold = 0.05F;
+constexpr std::int32_t k_sample_rate = 48000;
+constexpr std::int32_t k_channels = 2;
+constexpr std::int32_t k_bitrate = 128000;
+constexpr std::int32_t k_received_frames_max = 960;
+
+// Counted on the audio and network threads.
+std::atomic<std::uint64_t> g_packets_in{0};
+std::atomic<std::uint64_t> g_packets_out{0};
+std::atomic<float> g_received_peak{0.0F};
+
+// The main thread's own.
+PeerOptions g_options;
+std::uint32_t g_joined_at_ms = 0;
+std::uint32_t g_reported_at_ms = 0;
+bool g_speaking = false;
+bool g_quit = false;
+bool g_record_failed = false;
+
+// Runs what undoes a step, when the scope of the step ends.
+template <typename Action>
+class AtScopeEnd {
+  public:
+    explicit AtScopeEnd(Action action) : m_action(std::move(action)) {}
+    AtScopeEnd(const AtScopeEnd&) = delete;
+    AtScopeEnd& operator=(const AtScopeEnd&) = delete;
+    ~AtScopeEnd() { m_action(); }
+
+  private:
+    Action m_action;
+};
+
+bool is_in_room() {
+    return g_appState.connectionState.load(std::memory_order_relaxed) == ConnectionState::in_room;
+}
+
+double seconds_since(std::uint32_t ticks_ms) {
+    return static_cast<double>(clock_ticks_ms() - ticks_ms) / 1000.0;
+}
+
+// Capture thread, or the source's.
+void take_input(float* samples, std::int32_t frame_count) {
+    OnAudioInput(samples, frame_count);
+    if (is_in_room()) {
+        g_packets_out.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+// Network thread. Decoded here once more than in the core, to be heard also while deafened.
+void take_received_audio(const std::uint8_t* data, int length) {
+    g_packets_in.fetch_add(1, std::memory_order_relaxed);
+    std::array<float, k_received_frames_max * k_channels> samples;
+    const std::int32_t frames =
+        OpusCodec_Decode(data, length, samples.data(), k_received_frames_max);
+    if (frames > 0) {
+        const std::span<const float> received(samples.data(),
+                                              static_cast<std::size_t>(frames) * k_channels);
+        float peak = g_received_peak.load(std::memory_order_relaxed);
+        for (const float sample : received) {
+            peak = std::max(peak, std::fabs(sample));
+        }
+        g_received_peak.store(peak, std::memory_order_relaxed);
+        push_to_peer_recorder(received);
+    }
+    OnNetworkAudio(data, length);
+}
+
+// Network thread. The core tells only that a chat message came; this participant shows it.
+void take_message(int kind, const char* text) {
+    OnNetworkMessage(kind, text);
+    if (kind != k_voice_message_chat || text == nullptr) {
+        return;
+    }
+    char sender[64];
+    char message[600];
+    JsonExtractString(text, "username", sender, sizeof sender);
+    if (JsonExtractString(text, "message", message, sizeof message)) {
+        run_on_main_thread([sender = std::string(sender), message = std::string(message)] {
+            GUI_AddChatMessage(sender.c_str(), message.c_str());
+        });
+    }
+}
+
+void register_callbacks() {
+    const bool microphone = g_options.uses_microphone();
+    Audio_SetInputCallback(microphone ? take_input : nullptr);
+    Audio_SetLevelCallback(microphone ? OnAudioLevel : nullptr);
+    Network_SetConnectedCallback(OnNetworkConnected);
+    Network_SetDisconnectedCallback(OnNetworkDisconnected);
+    Network_SetMessageCallback(take_message);
+    Network_SetAudioCallback(take_received_audio);
+    Network_SetSpeakingCallback(OnSpeakingState);
+    Network_SetErrorCallback(OnNetworkError);
+}
+
+void print_report() {
+    const NetworkStatistics network = Network_GetStatistics();
+    const AudioDelays delays = Audio_MeasureDelays();
+    PeerReport report;
+    report.seconds = seconds_since(g_joined_at_ms);
+    report.room = g_appState.roomId;
+    report.connected = Network_IsConnected();
+    report.muted = g_appState.muted.load(std::memory_order_relaxed);
+    report.deafened = g_appState.deafened.load(std::memory_order_relaxed);
+    report.speaking = g_speaking;
+    report.peers = peer_facade_peer_count();
+    report.rtt_ms = network.smoothed_rtt_ms;
+    report.jitter_ms = network.jitter_estimate_ms;
+    report.target_delay_ms = network.target_jitter_delay_ms;
+    report.queued_packets = network.queued_packets;
+    report.capture_delay_ms = static_cast<double>(delays.capture);
+    report.ring_delay_ms = static_cast<double>(delays.ring);
+    report.render_delay_ms = static_cast<double>(delays.render);
+    report.packets_in = g_packets_in.load(std::memory_order_relaxed);
+    report.packets_out = g_packets_out.load(std::memory_order_relaxed);
+    report.level = static_cast<double>(peer_facade_level());
+    report.received_peak = static_cast<double>(g_received_peak.exchange(0.0F));
+    peer_print("%s", format_peer_report(report).c_str());
+}
+
+// The client's rule: what the input level says is told to the server when it changes.
+void update_speaking() {
+    const bool muted = g_appState.muted.load(std::memory_order_relaxed);
+    const bool speaking = !muted && peer_facade_level() > k_speaking_threshold;
+    if (speaking == g_speaking) {
+        return;
+    }
+    g_speaking = speaking;
+    if (Network_IsConnected()) {
+        Network_SendSpeakingState(speaking);
+    }
+    peer_print("%s", speaking ? "speaking" : "silent");
+}
+
+void tick() {
+    update_speaking();
+    if (!drain_peer_recorder() && !g_record_failed) {
+        g_record_failed = true;
+        peer_complain("%s cannot be written", g_options.record_file.c_str());
+    }
+    if (g_options.report_every && seconds_since(g_reported_at_ms) >= *g_options.report_every) {
+        g_reported_at_ms = clock_ticks_ms();
+        print_report();
+    }
+}
+
+// Stays until the end, and returns why it came.
+int stay_in_room() {
+    for (;;) {
+        peer_loop_run_for(k_tick_ms);
+        tick();
+        if (g_quit || peer_loop_was_interrupted() ||
+            (g_options.seconds && seconds_since(g_joined_at_ms) >= *g_options.seconds)) {
+            return k_peer_ok;
+        }
+        if (peer_facade_state() == static_cast<int>(ConnectionState::disconnected)) {
+            peer_complain("the server ended the session");
+            return k_peer_session_ended;
+        }
+    }
+}
+
+int join_and_stay(SourceSignal signal) {
+    OnJoinRoom(g_options.room.c_str());
+    g_joined_at_ms = clock_ticks_ms();
+    g_reported_at_ms = g_joined_at_ms;
+    if (g_options.uses_microphone()) {
+        if (Audio_IsRunning() == 0) {
+            peer_complain("the microphone cannot be used");
+            return k_peer_no_microphone;
+        }
+    } else if (!start_peer_source(std::move(signal), take_input, OnAudioLevel)) {
+        peer_complain("no thread to play from");
+        return k_peer_other;
+    }
+    const int status = stay_in_room();
+    stop_peer_source();
+    if (g_options.report) {
+        print_report();
+    }
+    return status;
+}
+
+int connect_and_stay(SourceSignal signal) {
+    OnConnect(g_options.name.c_str(), g_options.server.c_str());
+    if (!Network_IsConnected()) {
+        peer_complain("cannot connect to %s", g_options.server.c_str());
+        return k_peer_cannot_connect;
+    }
+    if (g_options.mute) {
+        OnMuteToggle(true);
+    }
+    if (g_options.deafen) {
+        OnDeafenToggle(true);
+    }
+    const int status = join_and_stay(std::move(signal));
+    if (is_in_room()) {
+        OnLeaveRoom();
+    }
+    Network_Disconnect();
+    Audio_Stop();
+    return status;
+}
+
+int choose_devices(bool has_sound) {
+    if (g_options.uses_microphone()) {
+        if (!has_sound || Audio_GetInputDeviceCount() == 0) {
+            peer_complain("there is no microphone (--play and --tone need none)");
+            return k_peer_no_microphone;
+        }
+        if (!g_options.input_device.empty() &&
+            !select_peer_device(PeerDeviceKind::input, g_options.input_device)) {
+            peer_complain("no such microphone: %s", g_options.input_device.c_str());
+            return k_peer_no_microphone;
+        }
+    }
+    if (!g_options.output_device.empty() &&
+        !(has_sound && select_peer_device(PeerDeviceKind::output, g_options.output_device))) {
+        peer_complain("no such output: %s", g_options.output_device.c_str());
+        return k_peer_other;
+    }
+    return k_peer_ok;
+}
+
+// Brings up the modules in the client's order, and down again. Sound may be missing.
+int run_with_modules(SourceSignal signal) {
+    app_state_set_defaults();
+    if (!Network_Init()) {
+        peer_complain("the network cannot be used");
+        return k_peer_other;
+    }
+    const AtScopeEnd network_cleanup(Network_Cleanup);
+    const bool has_sound = Audio_Init() != 0;
+    const AtScopeEnd audio_cleanup([has_sound] {
+        if (has_sound) {
+            Audio_Cleanup();
+        }
+    });
+    AudioProcessing_Init(k_sample_rate, k_channels);
+    const AtScopeEnd processing_cleanup(AudioProcessing_Cleanup);
+    OpusCodec_Init(k_sample_rate, k_channels, k_bitrate);
+    const AtScopeEnd codec_cleanup(OpusCodec_Cleanup);
+
+    const int status = choose_devices(has_sound);
+    if (status != k_peer_ok) {
+        return status;
+    }
+    register_callbacks();
+    return connect_and_stay(std::move(signal));
+}
+
+// What is spoken without a microphone. False after complaining.
+bool prepare_signal(SourceSignal& signal) {
+    signal.tone_hz = g_options.tone_hz.value_or(0.0);
+    if (g_options.play_file.empty()) {
+        return true;
+    }
+    std::string error;
+    if (!wav_read_file(g_options.play_file.c_str(), signal.sound, error)) {
+        peer_complain("%s %s", g_options.play_file.c_str(), error.c_str());
+        return false;
+    }
+    if (signal.sound.sample_rate != static_cast<std::uint32_t>(k_sample_rate)) {
+        peer_complain("note: %s has %u samples per second and is resampled to %d",
+                      g_options.play_file.c_str(), signal.sound.sample_rate, k_sample_rate);
+    }
+    return true;
+}
+
+void switch_device(PeerDeviceKind kind, const std::string& device) {
+    if (kind == PeerDeviceKind::input && !g_options.uses_microphone()) {
+        peer_complain("input: no microphone is in use");
+    } else if (!select_peer_device(kind, device)) {
+        peer_complain("no such device: %s", device.c_str());
+    }
+}
+
+} // namespace
+
+int run_peer_session(const PeerOptions& options) {
+    g_options = options;
+    g_packets_in = 0;
+    g_packets_out = 0;
+    g_received_peak = 0.0F;
+    g_speaking = false;
+    g_quit = false;
+    g_record_failed = false;
+    peer_facade_reset();
+
+    SourceSignal signal;
+    if (!prepare_signal(signal)) {
+        return k_peer_bad_wav;
+    }
+    if (!options.record_file.empty() && !open_peer_recorder(options.record_file.c_str())) {
+        peer_complain("%s cannot be written", options.record_file.c_str());
+        return k_peer_other;
+    }
+    const int status = run_with_modules(std::move(signal));
+    if (!close_peer_recorder() || g_record_failed) {
+        peer_complain("%s is not complete", options.record_file.c_str());
+        return status == k_peer_ok ? k_peer_other : status;
+    }
+    return status;
+}
+
+void run_peer_command_line(const std::string& line) {
+    const PeerCommand command = parse_peer_command(line);
+    if (!command.error.empty()) {
+        peer_complain("%s", printable(command.error).c_str());
+        return;
+    }
+    switch (command.kind) {
+    case PeerCommandKind::mute:
+    case PeerCommandKind::unmute:
+        OnMuteToggle(command.kind == PeerCommandKind::mute);
+        break;
+    case PeerCommandKind::deafen:
+    case PeerCommandKind::undeafen:
+        OnDeafenToggle(command.kind == PeerCommandKind::deafen);
+        break;
+    case PeerCommandKind::leave:
+        OnLeaveRoom();
+        break;
+    case PeerCommandKind::join:
+        OnJoinRoom(command.argument.c_str());
+        break;
+    case PeerCommandKind::input:
+        switch_device(PeerDeviceKind::input, command.argument);
+        break;
+    case PeerCommandKind::output:
+        switch_device(PeerDeviceKind::output, command.argument);
+        break;
+    case PeerCommandKind::chat:
+        OnChatSend(command.argument.c_str());
+        break;
+    case PeerCommandKind::report:
+        print_report();
+        break;
+    case PeerCommandKind::quit:
+        g_quit = true;
+        break;
+    case PeerCommandKind::none:
+    case PeerCommandKind::unknown:
+        break;
+    }
+}
