@@ -47,6 +47,12 @@ std::span<const std::uint8_t> built_packet(int length) {
     return {g_sendBuffer, static_cast<std::size_t>(length)};
 }
 
+/// True while there is a session to send on; nothing follows its DISCONNECT. Caller holds
+/// g_sendLock.
+bool may_send() {
+    return g_socket && !g_disconnecting;
+}
+
 /// Caller holds g_sendLock.
 bool send_on(UdpSocket& socket, VoicePacketType type, const std::uint8_t* payload,
              int payload_length) {
@@ -223,10 +229,10 @@ void Network_Disconnect() {
         if (!g_isConnected || g_disconnecting) {
             return;
         }
-        g_disconnecting = true;
         if (g_socket) {
             send_on(*g_socket, VoicePacketType::disconnect, nullptr, 0);
         }
+        g_disconnecting = true;
     }
     g_hNetworkThread.request_stop();
     const bool ended = g_hNetworkThread.wait_and_release(k_thread_end_timeout_ms);
@@ -247,7 +253,7 @@ bool Network_IsConnected() {
 
 bool send_packet(VoicePacketType type, const std::uint8_t* payload, int payload_length) {
     const std::lock_guard lock(g_sendLock);
-    return g_socket && send_on(*g_socket, type, payload, payload_length);
+    return may_send() && send_on(*g_socket, type, payload, payload_length);
 }
 
 bool Network_SendMessage(int kind, const char* text) {
@@ -281,7 +287,7 @@ bool Network_SendAudio(const std::uint8_t* data, int length) {
         return false;
     }
     const std::lock_guard lock(g_sendLock);
-    if (!g_socket) {
+    if (!may_send()) {
         return false;
     }
     // The two parts of the payload are written in place, to copy the audio once.
