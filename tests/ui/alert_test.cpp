@@ -15,9 +15,19 @@ bool shows(GtkWindow* dialog, const char* text) {
     return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
+/// The dialog once it is on the screen: nobody closes one that is not.
 GtkWindow* wait_for_dialog() {
-    wait_until([] { return find_dialog() != nullptr; });
+    wait_until([] {
+        GtkWindow* const dialog = find_dialog();
+        return dialog != nullptr && gtk_widget_get_mapped(GTK_WIDGET(dialog)) != FALSE;
+    });
     return find_dialog();
+}
+
+/// Closes it as the window manager's button does: from the main loop.
+void close_dialog(GtkWindow* dialog) {
+    g_idle_add_once([](gpointer window) { gtk_window_close(GTK_WINDOW(window)); }, dialog);
+    wait_until([] { return find_dialog() == nullptr; });
 }
 
 /// Puts a list and a button on the hub page; the button has the keyboard.
@@ -91,8 +101,7 @@ TEST(Alert, ClosingRestoresTheFocusOnceAtIdleThenFourTimes) {
         GUI_ShowMessage("t", "d", k_gui_message_information);
         GtkWindow* const dialog = wait_for_dialog();
         ASSERT_NE(dialog, nullptr);
-        gtk_window_close(dialog);
-        wait_until([] { return find_dialog() == nullptr; });
+        close_dialog(dialog);
         const std::int64_t closed = g_get_monotonic_time();
         std::vector<std::int64_t> restored_ms;
         const auto look = [&restored_ms, button, closed] {
@@ -118,8 +127,7 @@ TEST(Alert, ClosingWithoutASpacesListOnlyPresentsTheWindow) {
         GUI_ShowMessage("t", "d", k_gui_message_information);
         GtkWindow* const dialog = wait_for_dialog();
         ASSERT_NE(dialog, nullptr);
-        gtk_window_close(dialog);
-        wait_until([] { return find_dialog() == nullptr; });
+        close_dialog(dialog);
         run_main_loop_for_ms(k_retries_ms);
         EXPECT_TRUE(gtk_widget_get_visible(g_window));
     });
