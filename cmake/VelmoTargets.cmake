@@ -26,12 +26,14 @@ function(velmo_library name)
   target_link_libraries(${name} PUBLIC velmo_flags ${ARG_LINKS})
 endfunction()
 
-# velmo_test(NAME SOURCES file... [LINKS target...] [SOUND] [GUI_DISPLAY] [LABELS label...]
-# [TIMEOUT seconds]): one GoogleTest program, run as one ctest entry in a folder of its own. SOUND
-# runs it with a private sound server (virtual cards), GUI_DISPLAY with a private display and window
-# manager; natively and under Wine alike.
+# velmo_test(NAME SOURCES file... [LINKS target...] [SOUND [SOUND_ARGUMENTS argument...]]
+# [GUI_DISPLAY] [LABELS label...] [TIMEOUT seconds]): one GoogleTest program, run as one ctest entry
+# in a folder of its own. SOUND runs it with a private sound server (one virtual card, or as the
+# arguments tell scripts/with-sound), GUI_DISPLAY with a private display and window manager; natively
+# and under Wine alike.
 function(velmo_test name)
-  cmake_parse_arguments(ARG "SOUND;GUI_DISPLAY" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
+  cmake_parse_arguments(
+    ARG "SOUND;GUI_DISPLAY" "TIMEOUT" "SOURCES;LINKS;LABELS;SOUND_ARGUMENTS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE velmo_flags velmo_gtest ${ARG_LINKS})
@@ -43,7 +45,7 @@ function(velmo_test name)
     list(APPEND launcher ${PROJECT_SOURCE_DIR}/scripts/with-display --wm)
   endif()
   if(ARG_SOUND)
-    list(APPEND launcher ${PROJECT_SOURCE_DIR}/scripts/with-sound)
+    list(APPEND launcher ${PROJECT_SOURCE_DIR}/scripts/with-sound ${ARG_SOUND_ARGUMENTS})
   endif()
   add_test(NAME ${name} COMMAND ${launcher} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}>)
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")

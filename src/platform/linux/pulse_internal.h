@@ -213,7 +213,8 @@ class PulseStream {
 
     // Guarded by the connection's lock.
     pa_stream* m_stream = nullptr;
-    std::uint32_t m_channels = 0; ///< as the stream delivers them, before they are made two
+    pa_context* m_context = nullptr; ///< the stream's; an ended stream forgets it
+    std::uint32_t m_channels = 0;    ///< as the stream delivers them, before they are made two
     bool m_is_started = false;
     PulseOperation m_move_query;  ///< asks what the stream was moved to
     bool m_is_on_monitor = false; ///< moved to a source that no microphone list has

@@ -43,6 +43,8 @@ void PulseStream::close() {
     pa_stream_disconnect(m_stream);
     pa_stream_unref(m_stream);
     m_stream = nullptr;
+    pa_context_unref(m_context);
+    m_context = nullptr;
 }
 
 AudioResult PulseStream::initialize(const AudioFormat& format, std::uint32_t buffer_ms) {
@@ -84,6 +86,7 @@ AudioResult PulseStream::open(const pa_sample_spec& format, const pa_channel_map
     if (m_stream == nullptr) {
         return m_connection->last_error();
     }
+    m_context = pa_context_ref(m_connection->context());
     pa_stream_set_state_callback(
         m_stream,
         [](pa_stream*, void* data) { static_cast<PulseStream*>(data)->m_connection->wake(); },
@@ -143,7 +146,7 @@ AudioResult PulseStream::state() const {
     if (m_stream == nullptr) {
         return k_audio_not_initialized;
     }
-    if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(pa_stream_get_context(m_stream)))) {
+    if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(m_context))) {
         return k_audio_server_gone;
     }
     // The server ends a stream whose endpoint has gone unless it has another for it.
@@ -165,7 +168,7 @@ void PulseStream::watch_move() {
         return;
     }
     m_move_query = PulseOperation(pa_context_get_source_info_by_name(
-        pa_stream_get_context(m_stream), name,
+        m_context, name,
         [](pa_context*, const pa_source_info* info, int end, void* data) {
             if (end == 0 && info->monitor_of_sink != PA_INVALID_INDEX) {
                 static_cast<PulseStream*>(data)->m_is_on_monitor = true;

@@ -18,8 +18,8 @@ namespace {
 /// In 100-nanosecond units.
 constexpr REFERENCE_TIME k_millisecond = 10'000;
 
-/// Successes of audio_system_init that are still to be ended. Main thread.
-int g_com_inits = 0;
+/// Successes of audio_system_init on this thread that are still to be ended.
+thread_local int t_com_inits = 0;
 
 struct TaskMemory {
     void operator()(void* memory) const { CoTaskMemFree(memory); }
@@ -154,14 +154,14 @@ AudioResult audio_system_init() {
     const HRESULT result = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     // S_FALSE, set up before in the same mode, counts as one more and is to be ended as well.
     if (SUCCEEDED(result)) {
-        ++g_com_inits;
+        ++t_com_inits;
     }
     return result;
 }
 
 void audio_system_uninit() {
-    if (g_com_inits > 0) {
-        --g_com_inits;
+    if (t_com_inits > 0) {
+        --t_com_inits;
         CoUninitialize();
     }
 }
