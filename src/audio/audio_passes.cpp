@@ -60,7 +60,7 @@ void capture_pass(AudioCaptureService& service, const StopEvent& stop) {
         }
         // A thread that hung in a device call may wake beside its successor, when the callbacks and
         // the ring are no longer its own. An empty packet would repeat for ever.
-        const bool ends = stop.is_set() || samples == nullptr || frames == 0;
+        const bool ends = stop.is_set() || frames == 0;
         if (!ends) {
             deliver_packet(samples, frames);
         }
@@ -78,7 +78,7 @@ void render_pass(AudioClient& client, AudioRenderService& service, std::uint32_t
     }
     const std::uint32_t available = buffer_frames - padding;
     float* output = nullptr;
-    if (!audio_ok(audio_render_get_buffer(service, available, output)) || output == nullptr) {
+    if (!audio_ok(audio_render_get_buffer(service, available, output))) {
         return;
     }
     const std::size_t count = std::size_t{available} * 2;
