@@ -13,6 +13,7 @@
 #include <memory>
 #include <pulse/pulseaudio.h>
 #include <span>
+#include <stop_token>
 #include <thread>
 
 namespace {
@@ -31,6 +32,8 @@ constexpr auto k_connect_limit = std::chrono::seconds(10);
 constexpr auto k_settle_time = std::chrono::milliseconds(400);
 /// Recordings go on this long after the end: a monitor's last samples arrive late.
 constexpr auto k_tail_time = std::chrono::milliseconds(300);
+/// Real-time threads of sound programs sleep about this long.
+constexpr auto k_nap = std::chrono::milliseconds(5);
 /// The readings between these shares count for the spread: a stalled reading now and then says
 /// nothing about the sound.
 constexpr double k_spread_low = 0.1;
@@ -308,6 +311,32 @@ bool watch_until(Probe& probe, Clock::time_point end, std::string& error) {
     return true;
 }
 
+/// Finds out how busy the machine is: naps like the threads of a sound program, and notes how late
+/// it was woken.
+class StallWatch {
+  public:
+    StallWatch() : m_thread([this](const std::stop_token& stop) { watch(stop); }) {}
+
+    double stop() {
+        m_thread.request_stop();
+        m_thread.join();
+        return m_longest_ms;
+    }
+
+  private:
+    void watch(const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            const Clock::time_point before = Clock::now();
+            std::this_thread::sleep_for(k_nap);
+            const std::chrono::duration<double, std::milli> late = Clock::now() - before - k_nap;
+            m_longest_ms = std::max(m_longest_ms, late.count());
+        }
+    }
+
+    double m_longest_ms = 0.0; // the thread's, until it has ended
+    std::jthread m_thread;
+};
+
 /// Moves what was recorded onto the timeline that begins at `start` and lasts `frames`.
 StereoSound align(const Stream& stream, double start, std::ptrdiff_t frames) {
     StereoSound sound;
@@ -357,6 +386,7 @@ bool run_probe(ProbePlan& plan, std::string& error) {
         return false;
     }
     const double recordings_ready = to_seconds(pa_rtclock_now());
+    StallWatch stalls;
     start_plays(probe);
     std::puts("started");
     std::fflush(stdout);
@@ -365,6 +395,7 @@ bool run_probe(ProbePlan& plan, std::string& error) {
     if (!watch_until(probe, Clock::now() + duration, error)) {
         return false;
     }
+    plan.longest_stall_ms = stalls.stop();
 
     const LoopLock lock(probe.loop.get());
     for (const auto& stream : probe.streams) {

@@ -33,6 +33,9 @@ struct ProbePlan {
     std::vector<ProbeRecord> records;
     double seconds = 0.0;
     bool loop = false; ///< plays begin again at their ends
+
+    // Filled in by running:
+    double longest_stall_ms = 0.0; ///< the machine kept a program waiting for so long
 };
 
 /// Runs the plan: records everything, then starts all plays together, and ends `seconds` after the

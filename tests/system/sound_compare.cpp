@@ -5,7 +5,6 @@
 #include "system/correlate.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <optional>
 
@@ -32,6 +31,7 @@ constexpr double k_gap_active_ratio = 0.1;
 constexpr double k_active_floor = 0.001;
 /// A recording 20 dB below its reference is silent there.
 constexpr double k_silent_ratio = 0.1;
+constexpr int k_sum_rounds = 2;
 constexpr double k_silence_db = -120.0;
 constexpr float k_flattening = 0.95F;
 
@@ -161,10 +161,15 @@ double percentile(std::vector<double> values, double share) {
     return values[static_cast<std::size_t>(index)];
 }
 
-/// One delay for every half second of the section; where it cannot be told, the one before.
-std::vector<std::ptrdiff_t> track_delay(const StereoSound& reference, FrameRange range,
-                                        const StereoSound& recording, std::ptrdiff_t overall,
-                                        double active_rms) {
+/// One delay for every half second of a stretch of a reference.
+struct DelayTrack {
+    FrameRange range;
+    std::vector<std::ptrdiff_t> delays;
+};
+
+/// Follows the delay through `range`; where it cannot be told, the one before counts.
+DelayTrack track_delay(const StereoSound& reference, FrameRange range, const StereoSound& recording,
+                       std::ptrdiff_t overall, double active_rms) {
     const std::ptrdiff_t step = to_frames(k_track_step_ms);
     const std::ptrdiff_t margin = (to_frames(k_track_length_ms) - step) / 2;
     const std::ptrdiff_t reach = to_frames(k_track_reach_ms);
@@ -185,12 +190,37 @@ std::vector<std::ptrdiff_t> track_delay(const StereoSound& reference, FrameRange
     const auto first =
         std::ranges::find_if(found, [](const auto& delay) { return delay.has_value(); });
     std::ptrdiff_t latest = first != found.end() ? **first : overall;
-    std::vector<std::ptrdiff_t> track;
+    DelayTrack track{range, {}};
     for (const auto& delay : found) {
         latest = delay.value_or(latest);
-        track.push_back(latest);
+        track.delays.push_back(latest);
     }
     return track;
+}
+
+/// A window of a reference at the delay where it fits best.
+struct Placement {
+    std::ptrdiff_t delay = 0;
+    Products sums;
+};
+
+/// Tries the delay of the window's half second and those beside it: a jump lies anywhere between.
+Placement place_window(const StereoSound& reference, FrameRange window,
+                       const StereoSound& recording, const DelayTrack& track) {
+    const std::vector<std::ptrdiff_t>& delays = track.delays;
+    const auto index =
+        static_cast<std::size_t>((window.from - track.range.from) / to_frames(k_track_step_ms));
+    Placement best{delays[index], multiply_sounds(reference, window, recording, delays[index])};
+    for (const std::size_t beside : {index > 0 ? index - 1 : 0, index + 1}) {
+        if (beside >= delays.size() || delays[beside] == delays[index]) {
+            continue;
+        }
+        const Products sums = multiply_sounds(reference, window, recording, delays[beside]);
+        if (std::abs(sums.correlation()) > std::abs(best.sums.correlation())) {
+            best = {delays[beside], sums};
+        }
+    }
+    return best;
 }
 
 void describe_track(const std::vector<std::ptrdiff_t>& track, SoundMatch& match) {
@@ -241,6 +271,50 @@ class GapCounter {
     bool m_in_gap = false;
 };
 
+StereoSound silence_like(const StereoSound& sound) {
+    return {std::vector<float>(sound.samples.size())};
+}
+
+void add_sound(const StereoSound& sound, float factor, StereoSound& sum) {
+    for (std::size_t i = 0; i < sum.samples.size(); ++i) {
+        sum.samples[i] += factor * sound.samples[i];
+    }
+}
+
+StereoSound sum_of(std::span<const StereoSound> sounds, const StereoSound& like) {
+    StereoSound sum = silence_like(like);
+    for (const StereoSound& sound : sounds) {
+        add_sound(sound, 1.0F, sum);
+    }
+    for (float& sample : sum.samples) {
+        sample = std::clamp(sample, -1.0F, 1.0F);
+    }
+    return sum;
+}
+
+/// The talker on the recording's timeline, window by window where it is found there; `overall` is
+/// the delay of the whole.
+StereoSound follow_talker(const StereoSound& talker, const StereoSound& recording,
+                          const SoundSection& section, std::ptrdiff_t& overall) {
+    const FrameRange range = frames_of(section, talker);
+    const double active_rms =
+        std::max(loudest_window(talker, range) * k_active_ratio, k_active_floor);
+    overall = search_everywhere(talker, range, recording).frames;
+    const DelayTrack track = track_delay(talker, range, recording, overall, active_rms);
+    StereoSound placed = silence_like(recording);
+    for (std::ptrdiff_t at = range.from; at < range.to; at += to_frames(k_window_ms)) {
+        const FrameRange window{at, std::min(at + to_frames(k_window_ms), range.to)};
+        const std::ptrdiff_t delay = place_window(talker, window, recording, track).delay;
+        const std::ptrdiff_t from = std::max(window.from, -delay);
+        const std::ptrdiff_t to = std::min(window.to, recording.frames() - delay);
+        if (from < to) {
+            std::copy(talker.samples.begin() + from * 2, talker.samples.begin() + to * 2,
+                      placed.samples.begin() + (from + delay) * 2);
+        }
+    }
+    return placed;
+}
+
 /// A first difference lifts the high end, where voices differ most.
 StereoSound flatten(const StereoSound& sound) {
     StereoSound flat = sound;
@@ -260,10 +334,11 @@ SoundMatch compare_sounds(const StereoSound& reference, const StereoSound& recor
     const double active_rms = std::max(loudest * k_active_ratio, k_active_floor);
     const std::ptrdiff_t overall = search_everywhere(reference, range, recording).frames;
     match.delay_ms = to_ms(overall);
-    match.correlation = multiply_sounds(reference, range, recording, overall).correlation();
-    const std::vector<std::ptrdiff_t> track =
-        track_delay(reference, range, recording, overall, active_rms);
-    describe_track(track, match);
+    // What was said too late to be recorded is not missed.
+    const FrameRange recorded{range.from, std::min(range.to, recording.frames() - overall)};
+    match.correlation = multiply_sounds(reference, recorded, recording, overall).correlation();
+    const DelayTrack track = track_delay(reference, range, recording, overall, active_rms);
+    describe_track(track.delays, match);
 
     GapCounter gaps(reference, recording, std::max(loudest * k_gap_active_ratio, k_active_floor));
     Products all;
@@ -272,26 +347,15 @@ SoundMatch compare_sounds(const StereoSound& reference, const StereoSound& recor
     const std::ptrdiff_t length = to_frames(k_window_ms);
     for (std::ptrdiff_t at = range.from; at + length <= range.to; at += length) {
         const FrameRange window{at, at + length};
-        const auto index = static_cast<std::size_t>((at - range.from) / to_frames(k_track_step_ms));
-        const std::array candidates{track[index], track[index > 0 ? index - 1 : 0],
-                                    track[std::min(index + 1, track.size() - 1)]};
-        Products best;
-        std::optional<std::ptrdiff_t> delay;
-        for (const std::ptrdiff_t candidate : candidates) {
-            const Products sums = multiply_sounds(reference, window, recording, candidate);
-            if (!delay || std::abs(sums.correlation()) > std::abs(best.correlation())) {
-                best = sums;
-                delay = candidate;
-            }
+        const auto [delay, sums] = place_window(reference, window, recording, track);
+        if (window.to + delay > recording.frames()) {
+            break;
         }
-        if (window.to + *delay > recording.frames()) {
-            break; // said too late to be recorded
-        }
-        all.add(best);
-        gaps.look_at(window, *delay, match);
-        if (rms_of(best.said, length) >= active_rms) {
-            active.add(best);
-            correlations.push_back(best.correlation());
+        all.add(sums);
+        gaps.look_at(window, delay, match);
+        if (rms_of(sums.said, length) >= active_rms) {
+            active.add(sums);
+            correlations.push_back(sums.correlation());
         }
     }
     match.tracked_correlation = all.correlation();
@@ -305,25 +369,22 @@ SoundMatch compare_sounds(const StereoSound& reference, const StereoSound& recor
 
 StereoSound sum_talkers(std::span<const StereoSound> talkers, const StereoSound& recording,
                         const SoundSection& section, std::vector<double>& delays_ms) {
-    StereoSound sum;
-    sum.samples.resize(recording.samples.size());
-    const auto end = static_cast<std::ptrdiff_t>(sum.samples.size());
-    delays_ms.clear();
-    for (const StereoSound& talker : talkers) {
-        const std::ptrdiff_t delay =
-            search_everywhere(talker, frames_of(section, talker), recording).frames;
-        delays_ms.push_back(to_ms(delay));
-        for (std::size_t i = 0; i < talker.samples.size(); ++i) {
-            const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(i) + delay * 2;
-            if (at >= 0 && at < end) {
-                sum.samples[static_cast<std::size_t>(at)] += talker.samples[i];
-            }
+    // Found one by one in the whole, then each again in what the others leave of it.
+    std::vector<StereoSound> placed(talkers.size(), silence_like(recording));
+    std::vector<std::ptrdiff_t> delays(talkers.size());
+    for (int round = 0; round < k_sum_rounds; ++round) {
+        for (std::size_t i = 0; i < talkers.size(); ++i) {
+            placed[i] = silence_like(recording);
+            StereoSound rest = recording;
+            add_sound(sum_of(placed, recording), -1.0F, rest);
+            placed[i] = follow_talker(talkers[i], rest, section, delays[i]);
         }
     }
-    for (float& sample : sum.samples) {
-        sample = std::clamp(sample, -1.0F, 1.0F);
+    delays_ms.clear();
+    for (const std::ptrdiff_t delay : delays) {
+        delays_ms.push_back(to_ms(delay));
     }
-    return sum;
+    return sum_of(placed, recording);
 }
 
 double find_trace(const StereoSound& talker, const StereoSound& recording,

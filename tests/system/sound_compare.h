@@ -38,8 +38,9 @@ struct SoundMatch {
 SoundMatch compare_sounds(const StereoSound& reference, const StereoSound& recording,
                           const SoundSection& section = {});
 
-/// The sum of several talkers as `recording` should hold it: each shifted by the delay at which it
-/// is found there (returned in `delays_ms`), clipped at full scale. On the recording's timeline.
+/// The sum of several talkers as `recording` should hold it: each aligned by itself, following its
+/// own delay, clipped at full scale. On the recording's timeline, the section only. The talkers'
+/// delays over the whole come back in `delays_ms`.
 StereoSound sum_talkers(std::span<const StereoSound> talkers, const StereoSound& recording,
                         const SoundSection& section, std::vector<double>& delays_ms);
 

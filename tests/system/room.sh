@@ -1,0 +1,242 @@
+# The actors of the voice room tests: service, relay, participants, microphones and loudspeakers. Sourced by
+# scripts/voice-room; every case runs in a subshell of its own with $case_dir (its folder) and $first_card set.
+# shellcheck shell=bash
+
+# By the participants' numbers; spoken_by tells who speaks a voice that is not his own.
+declare -A peer_pid=() peer_fd=() peer_kind=() peer_card=() spoken_by=()
+children=()
+
+note() { printf '%s\n' "$*" >>"$case_dir/notes"; }
+
+# disturbed WHAT: something that the case is not about may make it fail.
+disturbed() {
+  note "$*"
+  printf '%s\n' "$*" >>"$case_dir/disturbed"
+}
+
+# give_up TEXT: ends the case as failed.
+give_up() {
+  printf '%s\n' "$*" >>"$case_dir/failures"
+  exit 1
+}
+
+# check CONDITION TEXT: an awk condition on numbers; the text is what is said when it does not hold.
+check() {
+  awk "BEGIN { exit !($1) }" || printf '%s (%s)\n' "$2" "$1" >>"$case_dir/failures"
+}
+
+# pause SECONDS: unlike a plain sleep, a signal ends it.
+pause() {
+  sleep "$1" &
+  wait $!
+}
+
+# until_true SECONDS COMMAND...: tries until it succeeds.
+until_true() {
+  local tries=$(($1 * 20))
+  shift
+  until "$@"; do
+    [ $((tries--)) -gt 0 ] || return 1
+    sleep 0.05
+  done
+}
+
+# end PID...: asks, then insists.
+end() {
+  local pid
+  for pid in "$@"; do
+    kill -TERM "$pid" 2>/dev/null || continue
+    until_true 3 gone "$pid" || kill -KILL "$pid" 2>/dev/null
+    wait "$pid" 2>/dev/null
+  done
+}
+
+end_hard() {
+  kill -KILL "$1"
+  wait "$1" 2>/dev/null
+}
+
+gone() { ! kill -0 "$1" 2>/dev/null || grep -q '^State:.Z' "/proc/$1/status" 2>/dev/null; }
+
+end_all() {
+  trap - EXIT TERM INT
+  [ ${#children[@]} -eq 0 ] || kill -TERM "${children[@]}" 2>/dev/null
+  end "${children[@]}"
+}
+
+# run_first COMMAND...: becomes the command, in a session of its own and, where that is allowed, ahead of whatever
+# else keeps the machine busy. It is the programs' sound that is tested, not the machine.
+run_first() {
+  exec setsid bash -c '{ echo -10 >/proc/self/autogroup; renice -n -10 $$; } >/dev/null 2>&1; exec "$@"' run_first "$@"
+}
+
+# start_service [PORT]: sets service_pid and port.
+start_service() {
+  : >"$case_dir/service.log"
+  run_first "$service_program" --voice-port "${1:-0}" >"$case_dir/service.log" 2>&1 </dev/null &
+  service_pid=$!
+  children+=("$service_pid")
+  until_true 10 grep -q '^voice: listening on' "$case_dir/service.log" ||
+    give_up "the service did not start: $(tail -n 2 "$case_dir/service.log")"
+  port=$(sed -n 's/^voice: listening on .*:\([0-9]*\)$/\1/p' "$case_dir/service.log")
+}
+
+# start_relay OPTION...: a bad network before the service; clients then reach it at $port.
+start_relay() {
+  run_first "$relay_program" --to "127.0.0.1:$port" "$@" >"$case_dir/relay.log" 2>&1 </dev/null &
+  relay_pid=$!
+  children+=("$relay_pid")
+  until_true 10 grep -q '^lossy relay: ' "$case_dir/relay.log" ||
+    give_up "the relay did not start: $(tail -n 2 "$case_dir/relay.log")"
+  port=$(sed -n 's/^lossy relay: 127.0.0.1:\([0-9]*\) to .*/\1/p' "$case_dir/relay.log")
+}
+
+# start_peer NUMBER KIND: participant NUMBER of this case, with the sound card of that number.
+start_peer() {
+  local number=$1 kind=$2 card=$((first_card + $1 - 1)) program=("$peer_program") fd
+  [ "$kind" = linux ] || program=("$root/scripts/wine-run" "$wine_peer_program")
+  peer_kind[$number]=$kind
+  peer_card[$number]=$card
+  rm -f "$case_dir/commands-$number"
+  mkfifo "$case_dir/commands-$number"
+  : >"$case_dir/peer-$number.log"
+  mkdir -p "$case_dir/folder-$number"
+  (
+    cd "$case_dir/folder-$number" || exit 1
+    export PULSE_SOURCE=microphone_$card PULSE_SINK=speaker_$card
+    run_first "${program[@]}" \
+      --server "127.0.0.1:$port" --room test-room --name "peer-$number" --report --report-every 1 \
+      >>"$case_dir/peer-$number.log" 2>&1 <"$case_dir/commands-$number"
+  ) &
+  peer_pid[$number]=$!
+  children+=("${peer_pid[$number]}")
+  exec {fd}>"$case_dir/commands-$number"
+  peer_fd[$number]=$fd
+}
+
+peer_said() { grep -q "$2" "$case_dir/peer-$1.log" 2>/dev/null; }
+
+# await_peers NUMBER...: until each is in the room and talks about it.
+await_peers() {
+  local number
+  for number in "$@"; do
+    until_true 40 peer_said "$number" '^state: in room' ||
+      give_up "peer $number (${peer_kind[$number]}) did not enter the room: $(tail -n 2 "$case_dir/peer-$number.log")"
+  done
+}
+
+# tell NUMBER COMMAND: types a command into a participant.
+tell() {
+  local number=$1
+  shift
+  printf '%s\n' "$*" >&"${peer_fd[$number]}"
+}
+
+# stop_peer NUMBER: the orderly way; a participant that does not leave by itself has failed.
+stop_peer() {
+  local number=$1 pid=${peer_pid[$1]} fd=${peer_fd[$1]}
+  gone "$pid" || tell "$number" quit
+  exec {fd}>&-
+  if until_true 10 gone "$pid"; then
+    wait "$pid" || printf 'peer %s (%s) ended with %s\n' "$number" "${peer_kind[$number]}" "$?" >>"$case_dir/failures"
+  else
+    printf 'peer %s (%s) did not quit\n' "$number" "${peer_kind[$number]}" >>"$case_dir/failures"
+    end "$pid"
+  fi
+}
+
+# mark NUMBER...: the figures that are reported from now on are this measurement's.
+mark() {
+  local number
+  for number in "$@"; do
+    grep -c . "$case_dir/peer-$number.log" >"$case_dir/mark-$number"
+  done
+}
+
+# reported NUMBER KEY [mean|min|max|last|count]: from the figures since the mark.
+reported() {
+  tail -n "+$(($(cat "$case_dir/mark-$1" 2>/dev/null || echo 0) + 1))" "$case_dir/peer-$1.log" |
+    grep -o "\"$2\": *-\{0,1\}[0-9.]*" | sed 's/.*: *//' |
+    awk -v how="${3:-mean}" '
+      { last = $1; sum += $1 }
+      NR == 1 || $1 < min { min = $1 }
+      NR == 1 || $1 > max { max = $1 }
+      END {
+        if (how == "count") print NR
+        else if (NR == 0) print "nan"
+        else print how == "mean" ? sum / NR : how == "min" ? min : how == "max" ? max : last
+      }'
+}
+
+# ring_is_clear NUMBER: false when the playback ring's reader and writer nearly meet.
+ring_is_clear() {
+  awk -v ring="$(reported "$1" ring_delay_ms last)" -v margin="$ring_margin_ms" \
+    'BEGIN { exit !(ring != "nan" && ring >= margin && ring <= 250 - margin) }'
+}
+
+# measure NAME SECONDS NUMBER...: speech into those participants' microphones; these and all loudspeakers recorded
+# on one clock. Runs in the background as $probe_pid, and has begun when this returns.
+measure() {
+  local name=$1 length=$2
+  shift 2
+  options=()
+  play_options "$@"
+  record_options "$name" "$@"
+  start_probe "$name" "$length"
+}
+
+# listen NAME SECONDS NUMBER...: the same without the speech, which somebody else plays.
+listen() {
+  local name=$1 length=$2
+  shift 2
+  options=()
+  record_options "$name" "$@"
+  start_probe "$name" "$length"
+}
+
+# talk_on SECONDS NUMBER...: speech into those participants' microphones, on and on.
+talk_on() {
+  local length=$1
+  shift
+  options=(--loop)
+  play_options "$@"
+  start_probe talk-on "$length"
+}
+
+play_options() {
+  local number
+  for number in "$@"; do
+    options+=(--play "${talker_files[$((number - 1))]}:voice_${peer_card[$number]}")
+  done
+}
+
+record_options() {
+  local name=$1 number
+  shift
+  for number in "$@"; do
+    options+=(--record "voice_${peer_card[$number]}.monitor:$name-said-$number.wav")
+  done
+  for number in "${!peer_card[@]}"; do
+    options+=(--record "speaker_${peer_card[$number]}.monitor:$name-heard-$number.wav")
+  done
+}
+
+# start_probe NAME SECONDS: with $options.
+start_probe() {
+  measured=$2
+  probe_log=$case_dir/$1-probe.log
+  (cd "$case_dir" && run_first "$probe_program" run --seconds "$2" "${options[@]}") >"$probe_log" 2>&1 </dev/null &
+  probe_pid=$!
+  children+=("$probe_pid")
+  until_true 15 grep -q '^started' "$probe_log" || give_up "the probe did not start: $(tail -n 2 "$probe_log")"
+}
+
+await_measurement() {
+  local stall
+  wait "$probe_pid" ||
+    give_up "the probe failed: $(grep -hE ' failed$|^velmo-sound-probe:' "$case_dir"/*-probe.log | head -n 2)"
+  stall=$(sed -n 's/^longest_stall_ms=//p' "$probe_log")
+  if awk "BEGIN { exit !($stall > $most_stall_ms) }"; then
+    disturbed "the machine kept programs waiting for up to $stall ms"
+  fi
+}
