@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 
 namespace {
 
@@ -53,7 +54,8 @@ std::int32_t OpusCodec_Encode(const float* samples, std::int32_t frameCount, std
     }
     const auto bytes = static_cast<std::int32_t>(
         std::min<std::int64_t>(samples_of(frameCount) * 2, maxOutputBytes));
-    for (std::int32_t i = 0; i < bytes / 2; ++i) {
+    const auto count = static_cast<std::size_t>(bytes / 2);
+    for (std::size_t i = 0; i < count; ++i) {
         const auto bits = static_cast<std::uint16_t>(encode_sample(samples[i]));
         output[2 * i] = static_cast<std::uint8_t>(bits);
         output[2 * i + 1] = static_cast<std::uint8_t>(bits >> 8);
@@ -75,7 +77,8 @@ std::int32_t OpusCodec_Decode(const std::uint8_t* input, std::int32_t inputBytes
     }
     const auto samples =
         static_cast<std::int32_t>(std::min<std::int64_t>(inputBytes / 2, samples_of(maxFrames)));
-    for (std::int32_t i = 0; i < samples; ++i) {
+    const auto count = static_cast<std::size_t>(samples);
+    for (std::size_t i = 0; i < count; ++i) {
         const auto bits = static_cast<std::uint16_t>(input[2 * i] | input[2 * i + 1] << 8);
         output[i] = static_cast<float>(static_cast<std::int16_t>(bits)) / k_full_scale;
     }
