@@ -17,30 +17,40 @@ namespace {
 // How long a signal may wait for its turn: its handler cannot wake the loop.
 constexpr std::uint32_t k_signal_poll_ms = 20;
 
-std::mutex g_mutex;
-std::condition_variable g_posted;
-std::deque<MainThreadTask> g_tasks;
+struct Queue {
+    std::mutex mutex;
+    std::condition_variable posted;
+    std::deque<MainThreadTask> tasks;
+};
+
+// Never destroyed: the command reader, which nobody waits for, may post while the program ends.
+Queue& queue() {
+    static Queue& the_queue = *new Queue;
+    return the_queue;
+}
 
 std::atomic<bool> g_interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
 
 void post(const MainThreadTask& task) {
+    Queue& waiting = queue();
     {
-        const std::lock_guard lock(g_mutex);
-        g_tasks.push_back(task);
+        const std::lock_guard lock(waiting.mutex);
+        waiting.tasks.push_back(task);
     }
-    g_posted.notify_one();
+    waiting.posted.notify_one();
 }
 
 // The next task, waiting for it `milliseconds` at most; false when none came.
 bool take(MainThreadTask& task, std::uint32_t milliseconds) {
-    std::unique_lock lock(g_mutex);
-    if (!g_posted.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                           [] { return !g_tasks.empty(); })) {
+    Queue& waiting = queue();
+    std::unique_lock lock(waiting.mutex);
+    if (!waiting.posted.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                                 [&waiting] { return !waiting.tasks.empty(); })) {
         return false;
     }
-    task = g_tasks.front();
-    g_tasks.pop_front();
+    task = waiting.tasks.front();
+    waiting.tasks.pop_front();
     return true;
 }
 

@@ -7,7 +7,7 @@
 /// Makes the calling thread the main thread and the queue the way to it.
 void peer_loop_install();
 
-/// Drops what still waits; later posts are dropped too. While no worker runs.
+/// Drops what still waits; later posts are dropped too. While no audio or network thread runs.
 void peer_loop_uninstall();
 
 /// Runs what is posted until the time is over or a signal came. Main thread.

@@ -182,14 +182,14 @@ void tick() {
 int stay_in_room() {
     for (;;) {
         peer_loop_run_for(k_tick_ms);
+        if (peer_facade_state() == static_cast<int>(ConnectionState::disconnected)) {
+            peer_complain("the server ended the session");
+            return k_peer_session_ended;
+        }
         tick();
         if (g_quit || peer_loop_was_interrupted() ||
             (g_options.seconds && seconds_since(g_joined_at_ms) >= *g_options.seconds)) {
             return k_peer_ok;
-        }
-        if (peer_facade_state() == static_cast<int>(ConnectionState::disconnected)) {
-            peer_complain("the server ended the session");
-            return k_peer_session_ended;
         }
     }
 }
