@@ -49,4 +49,8 @@ function(velmo_test name)
   endif()
   add_test(NAME ${name} COMMAND ${launcher} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}>)
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+  if(ARG_SOUND)
+    # Sound is real time: fewer tests beside it.
+    set_tests_properties(${name} PROPERTIES PROCESSORS 2)
+  endif()
 endfunction()

@@ -84,17 +84,20 @@ AudioResult audio_device_id(AudioDevice& device, std::string& id);
 /// The endpoint's name for people, UTF-8.
 AudioResult audio_device_friendly_name(AudioDevice& device, std::string& name);
 
-/// A new, uninitialised client on the endpoint; k_audio_device_gone when it is gone. Control thread
-/// (whoever starts and stops audio, one at a time), as the client functions below.
+/// A new, uninitialised client on the endpoint; k_audio_device_gone when it is gone, which on some
+/// systems only the initialisation tells. Control thread (whoever starts and stops audio, one at a
+/// time, after audio_system_init on that thread), as the client functions below.
 AudioResult audio_device_activate(AudioDevice& device, AudioPtr<AudioClient>& client);
 
-/// Prepares a shared-mode stream with a buffer of `buffer_ms` and no event callback. Once per
-/// client after a success.
+/// Prepares a shared-mode stream with a buffer of `buffer_ms` (the system may grant more) and no
+/// event callback. Once per client after a success. k_audio_unsupported_format for anything but two
+/// channels at 8 to 192 kHz, and for a rate that the endpoint does not take.
 AudioResult audio_client_initialize(AudioClient& client, const AudioFormat& format,
                                     std::uint32_t buffer_ms);
 
-/// As above with the endpoint's own mix format. The capture service still hands out two channels:
-/// mono doubled, the first two of more. The rate stays the endpoint's.
+/// As above with the endpoint's own mix format, for capture only (k_audio_unsupported_format on a
+/// render endpoint). The capture service still hands out two channels of floats: mono doubled, the
+/// first two of more, whole numbers scaled. The rate stays the endpoint's.
 AudioResult audio_client_initialize_mix_format(AudioClient& client, std::uint32_t buffer_ms);
 
 AudioResult audio_client_start(AudioClient& client);
@@ -119,10 +122,11 @@ AudioResult audio_client_render_service(AudioClient& client, AudioPtr<AudioRende
 AudioResult audio_capture_next_packet_size(AudioCaptureService& service, std::uint32_t& frames);
 
 /// The next packet: interleaved stereo samples that the caller may change, valid until released.
+/// Succeeds with 0 frames when none is waiting; such a packet need not be released.
 AudioResult audio_capture_get_buffer(AudioCaptureService& service, float*& samples,
                                      std::uint32_t& frames);
 
-/// Gives the packet back; `frames` as got.
+/// Gives the packet back; `frames` as got, or 0 to have the same packet as the next one again.
 AudioResult audio_capture_release_buffer(AudioCaptureService& service, std::uint32_t frames);
 
 /// Room for `frames` stereo frames (at most buffer size less padding), valid until released. Render
@@ -130,5 +134,6 @@ AudioResult audio_capture_release_buffer(AudioCaptureService& service, std::uint
 AudioResult audio_render_get_buffer(AudioRenderService& service, std::uint32_t frames,
                                     float*& samples);
 
-/// Queues the frames for playing.
+/// Queues the first `frames` of the room for playing, at most as many as were asked for; 0 queues
+/// none.
 AudioResult audio_render_release_buffer(AudioRenderService& service, std::uint32_t frames);

@@ -12,7 +12,8 @@ target_link_libraries(velmo_audio_contract PUBLIC velmo_flags velmo_gtest velmo_
 velmo_test(audio_samples_test SOURCES audio_samples_test.cpp LINKS velmo_platform_audio)
 
 velmo_test(audio_endpoint_test SOURCES audio_endpoint_test.cpp LINKS velmo_audio_contract SOUND)
-velmo_test(audio_stream_test SOURCES audio_stream_test.cpp LINKS velmo_audio_contract SOUND)
+velmo_test(audio_stream_test
+  SOURCES audio_stream_test.cpp audio_allocations.cpp LINKS velmo_audio_contract SOUND)
 velmo_test(audio_lost_server_test SOURCES audio_lost_server_test.cpp LINKS velmo_audio_contract SOUND)
 
 # Wine adds an endpoint of its own to every sound server: there a machine without cards is one

@@ -63,14 +63,12 @@ TEST_F(AudioLostServer, StreamsFailAndNothingHangsWhenTheServerDies) {
     std::uint32_t number = 12345;
     float* samples = nullptr;
     EXPECT_FALSE(audio_ok(audio_client_padding(*m_voice.client, number)));
-    EXPECT_FALSE(audio_ok(audio_capture_next_packet_size(*m_microphone.service, number)));
     EXPECT_FALSE(audio_ok(audio_capture_get_buffer(*m_microphone.service, samples, number)));
     EXPECT_EQ(number, 12345U);
     EXPECT_EQ(samples, nullptr);
     EXPECT_FALSE(audio_ok(audio_render_get_buffer(*m_voice.service, 480, samples)));
     EXPECT_FALSE(audio_ok(audio_client_stop(*m_microphone.client)));
     EXPECT_FALSE(audio_ok(audio_client_stop(*m_voice.client)));
-    EXPECT_FALSE(audio_ok(audio_client_start(*m_microphone.client)));
 
     // A buffer lent by a dead stream is given back without harm, and so are the handles.
     audio_render_release_buffer(*m_voice.service, 0);

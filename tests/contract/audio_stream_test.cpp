@@ -1,20 +1,16 @@
 // What flows through the audio seam: rates, levels, frequencies, packets and delay, against one
 // virtual card whose microphone hears what is played into its "voice".
+#include "contract/audio_allocations.h"
 #include "contract/audio_support.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
 #include <iostream>
-#include <new>
+#include <memory>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using AudioStreams = AudioContract;
-
-/// Allocations of the running thread by our own code; the libraries below it are C.
-thread_local std::uint64_t t_allocations = 0;
 
 double seconds_since(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
@@ -54,24 +50,6 @@ std::uint32_t wait_for_packet(Microphone& microphone) {
 }
 
 } // namespace
-
-// NOLINTBEGIN: the counting allocator of this test program.
-void* operator new(std::size_t size) {
-    ++t_allocations;
-    if (void* memory = std::malloc(size > 0 ? size : 1)) {
-        return memory;
-    }
-    std::abort();
-}
-
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-// NOLINTEND
 
 TEST_F(AudioStreams, MicrophoneDelivers48000FramesASecond) {
     Microphone microphone = open_microphone(*m_enumerator, "Virtual microphone 1");
@@ -292,11 +270,11 @@ TEST_F(AudioStreams, RealTimeCallsDoNotAllocate) {
     ASSERT_EQ(audio_client_start(*microphone.client), k_audio_ok);
     ASSERT_EQ(audio_client_start(*voice.client), k_audio_ok);
 
-    const std::uint64_t before_counting = t_allocations;
+    const std::uint64_t before_counting = allocations_of_this_thread();
     const auto counted = std::make_unique<std::string>(100, 'x');
-    ASSERT_EQ(t_allocations, before_counting + 2) << "the counter itself";
+    ASSERT_EQ(allocations_of_this_thread(), before_counting + 2) << "the counter itself";
 
-    const std::uint64_t before = t_allocations;
+    const std::uint64_t before = allocations_of_this_thread();
     std::uint32_t packets = 0;
     const auto start = Clock::now();
     while (seconds_since(start) < 1.0) {
@@ -317,7 +295,7 @@ TEST_F(AudioStreams, RealTimeCallsDoNotAllocate) {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    EXPECT_EQ(t_allocations, before);
+    EXPECT_EQ(allocations_of_this_thread(), before);
     EXPECT_GT(packets, 50U);
 }
 

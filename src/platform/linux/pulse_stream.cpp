@@ -16,6 +16,10 @@ using ConnectionLock = std::lock_guard<PulseConnection>;
 /// What the caller did not fetch in this time is of no use to a conversation any more.
 constexpr std::uint32_t k_capture_backlog_ms = 200;
 
+/// Buffers that make sense.
+constexpr std::uint32_t k_shortest_buffer_ms = 4;
+constexpr std::uint32_t k_longest_buffer_ms = 2000;
+
 constexpr std::uint8_t k_stereo = 2;
 
 std::size_t bytes_of(const pa_sample_spec& format, std::uint32_t milliseconds) {
@@ -95,11 +99,11 @@ AudioResult PulseStream::open(const pa_sample_spec& format, const pa_channel_map
         m_stream, [](pa_stream*, void* data) { static_cast<PulseStream*>(data)->watch_move(); },
         this);
 
+    buffer_ms = std::clamp(buffer_ms, k_shortest_buffer_ms, k_longest_buffer_ms);
     constexpr auto server_chooses = static_cast<std::uint32_t>(-1);
     const auto frame_size = static_cast<std::uint32_t>(pa_frame_size(&format));
-    const auto flags =
-        static_cast<pa_stream_flags_t>(PA_STREAM_START_CORKED | PA_STREAM_ADJUST_LATENCY |
-                                       PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_INTERPOLATE_TIMING);
+    constexpr auto flags = static_cast<pa_stream_flags_t>(
+        PA_STREAM_START_CORKED | PA_STREAM_ADJUST_LATENCY | PA_STREAM_AUTO_TIMING_UPDATE);
     pa_buffer_attr wanted{server_chooses, server_chooses, server_chooses, server_chooses,
                           server_chooses};
     int answer = 0;
@@ -107,13 +111,13 @@ AudioResult PulseStream::open(const pa_sample_spec& format, const pa_channel_map
         // The whole way, of which the server leaves the device half of what two requests do not
         // take: the buffer asked for remains for the caller.
         wanted.tlength = static_cast<std::uint32_t>(bytes_of(format, buffer_ms * 3 / 2));
-        wanted.minreq = static_cast<std::uint32_t>(bytes_of(format, buffer_ms) / 4);
+        wanted.minreq = static_cast<std::uint32_t>(bytes_of(format, buffer_ms / 4));
         // After an underrun the next frame plays at once, as a clocked device would have it.
         wanted.prebuf = frame_size;
         answer = pa_stream_connect_playback(m_stream, m_endpoint.c_str(), &wanted, flags, nullptr,
                                             nullptr);
     } else {
-        wanted.fragsize = static_cast<std::uint32_t>(bytes_of(format, buffer_ms) / 2);
+        wanted.fragsize = static_cast<std::uint32_t>(bytes_of(format, buffer_ms / 2));
         wanted.maxlength =
             static_cast<std::uint32_t>(bytes_of(format, std::max(buffer_ms, k_capture_backlog_ms)));
         answer = pa_stream_connect_record(m_stream, m_endpoint.c_str(), &wanted, flags);
