@@ -32,7 +32,9 @@ void Network_Cleanup();
 bool Network_Connect(const char* url);
 
 /// Ends the connection and calls the disconnected callback; nothing unless connected. Waits at most
-/// 2000 ms for the network thread. Main thread.
+/// 2000 ms for the network thread; a callback that takes longer keeps its thread, and the next
+/// connect waits for it. Main thread, or a callback on the network thread (which then does not
+/// wait). Sends fail from its first moment on.
 void Network_Disconnect();
 
 /// True from a successful handshake until Network_Disconnect, also after the server ended the
