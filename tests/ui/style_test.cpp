@@ -120,4 +120,93 @@ TEST_F(Style, OurSheetHasNoErrors) {
     });
 }
 
+GLogWriterOutput count_warnings(GLogLevelFlags level, const GLogField* fields, gsize count,
+                                gpointer warnings) {
+    if ((level & (G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING)) != 0) {
+        const GCharPtr text(g_log_writer_format_fields(level, fields, count, FALSE));
+        static_cast<std::vector<std::string>*>(warnings)->emplace_back(text.get());
+    }
+    return g_log_writer_default(level, fields, count, nullptr);
+}
+
+/// Where the log's warnings go; GLib takes one writer for the life of the process.
+std::vector<std::string>& logged_warnings() {
+    static std::vector<std::string> warnings;
+    static const bool once = [] {
+        g_log_set_writer_func(count_warnings, &warnings, nullptr);
+        return true;
+    }();
+    (void)once;
+    return warnings;
+}
+
+void add(GtkWidget* box, GtkWidget* widget, const char* css_class = nullptr) {
+    if (css_class != nullptr) {
+        gtk_widget_add_css_class(widget, css_class);
+    }
+    gtk_box_append(GTK_BOX(box), widget);
+}
+
+TEST_F(Style, OurSheetLaysOutEveryKindOfWidgetWithoutAWarning) {
+    std::filesystem::create_directories("resources");
+    std::filesystem::copy_file(VELMO_RESOURCES "/style.css", "resources/style.css");
+    std::vector<std::string>& warnings = logged_warnings();
+    run_interface([&warnings] {
+        const char* const choices[] = {"uno", "dos", nullptr};
+        GtkWidget* const page = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+        GtkWidget* const scrolled = gtk_scrolled_window_new();
+        gtk_widget_set_vexpand(scrolled, TRUE);
+        gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), page);
+        add(g_hub_page, scrolled);
+        warnings.clear();
+        GtkWidget* const popover = gtk_popover_new();
+        gtk_popover_set_child(GTK_POPOVER(popover), gtk_label_new("x"));
+        GtkWidget* const menu = gtk_menu_button_new();
+        gtk_menu_button_set_popover(GTK_MENU_BUTTON(menu), popover);
+        add(page, menu);
+        for (const char* name : {"btn-primary", "suggested-action", "destructive-action", "flat",
+                                 "muted", "audio-control", "chat-send-btn", "login-btn"}) {
+            add(page, gtk_button_new_with_label("x"), name);
+            add(page, gtk_button_new_from_icon_name("mail-send-symbolic"), name);
+        }
+        add(page, gtk_entry_new(), "chat-input");
+        add(page, gtk_password_entry_new(), "login-entry");
+        add(page, gtk_drop_down_new_from_strings(choices));
+        add(page, gtk_switch_new());
+        for (const double value : {0.0, 100.0, 200.0}) {
+            GtkWidget* const scale =
+                gtk_scale_new_with_range(GTK_ORIENTATION_HORIZONTAL, 0.0, 200.0, 1.0);
+            gtk_range_set_value(GTK_RANGE(scale), value);
+            add(page, scale);
+        }
+        for (const double value : {0.0, 0.5, 1.0}) {
+            GtkWidget* const meter = gtk_level_bar_new();
+            gtk_level_bar_set_value(GTK_LEVEL_BAR(meter), value);
+            add(page, meter, "audio-meter");
+        }
+        GtkWidget* const spinner = gtk_spinner_new();
+        gtk_spinner_start(GTK_SPINNER(spinner));
+        add(page, spinner);
+        GtkWidget* const list = gtk_list_box_new();
+        gtk_list_box_append(GTK_LIST_BOX(list), gtk_label_new("x"));
+        add(page, list, "peer-list");
+        add(page, gtk_text_view_new(), "chat-messages");
+
+        switch_to_hub_page();
+        wait_until([spinner] { return gtk_widget_get_width(spinner) > 0; });
+        gtk_widget_grab_focus(menu);
+        gtk_menu_button_popup(GTK_MENU_BUTTON(menu));
+        wait_until([popover] { return gtk_widget_get_width(popover) > 0; });
+        gtk_menu_button_popdown(GTK_MENU_BUTTON(menu));
+        switch_to_main_page();
+        wait_until([] { return gtk_widget_get_width(g_notebook) > 0; });
+        EXPECT_NE(paint_widget(g_window).data.size(), 0U);
+        EXPECT_EQ(warnings, std::vector<std::string>{});
+
+        // The same watch does see a warning.
+        g_warning("a warning on purpose");
+        EXPECT_EQ(warnings.size(), 1U);
+    });
+}
+
 } // namespace
