@@ -7,6 +7,7 @@
 #include <mutex>
 
 AppState g_appState;
+std::mutex g_roster_mutex;
 
 void app_state_set_defaults() {
     g_appState.inputGain.store(1.0F, std::memory_order_relaxed);

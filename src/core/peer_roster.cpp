@@ -13,7 +13,6 @@
 #include <iterator>
 #include <string_view>
 
-std::mutex g_roster_mutex;
 Peer g_peerList[k_max_peers];
 int g_peerCount = 0;
 
