@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cstdint>
-#include <span>
 
 /// Summing all once and taking each listener's own voice out again makes the work grow with the
 /// number of people, not with its square. 32 bits hold 65536 voices; a sum is cut to 16 bits only
@@ -17,9 +16,8 @@ class VoiceMix {
 
     void add(const AudioBlock& block);
 
-    /// Writes the mix as little-endian 16-bit samples, saturated, without `own` (null: of
-    /// everyone). `own` must have been added.
-    void write_without(const AudioBlock* own, std::span<std::uint8_t, k_block_bytes> out) const;
+    /// The mix, saturated, without `own` (null: of everyone), which must have been added.
+    void take_without(const AudioBlock* own, AudioBlock& block) const;
 
   private:
     std::array<std::int32_t, k_block_samples> m_sum{};

@@ -1,5 +1,6 @@
 // Audio: from a client's packets into its queue, and every 10 ms from the queues to the listeners.
 // See service/voice/voice_rooms.h.
+#include "service/voice/pcm_bytes.h"
 #include "service/voice/voice_rooms.h"
 
 #include <algorithm>
@@ -24,10 +25,9 @@ void VoiceRooms::handle_audio(VoiceSession& session, std::uint32_t sequence, Pay
     const Payload pcm = payload.subspan(k_timestamp_bytes);
     const std::size_t frames = std::min(pcm.size() / k_frame_bytes, k_block_frames);
     AudioBlock samples;
-    for (std::size_t i = 0; i < frames * k_channels; ++i) {
-        samples[i] = static_cast<std::int16_t>(pcm[2 * i] | pcm[2 * i + 1] << 8);
-    }
-    session.talker->push(sequence, std::span(samples).first(frames * k_channels));
+    const std::span taken = std::span(samples).first(frames * k_channels);
+    read_samples(pcm, taken);
+    session.talker->push(sequence, taken);
     session.last_audio = now;
 }
 
@@ -82,8 +82,9 @@ void VoiceRooms::mix_room(VoiceRoom& room, VoiceTime now) {
     for (std::size_t i = 0; i < room.members.size(); ++i) {
         VoiceSession& listener = *room.members[i];
         if (talkers > (talks(listener) ? 1U : 0U)) {
-            m_mix.write_without(heard[i] ? &m_blocks[i] : nullptr,
-                                std::span(payload).subspan<k_timestamp_bytes, k_block_bytes>());
+            AudioBlock mixed;
+            m_mix.take_without(heard[i] ? &m_blocks[i] : nullptr, mixed);
+            write_samples(mixed, std::span(payload).subspan(k_timestamp_bytes));
             send(listener, VoicePacketType::audio, payload);
         }
     }

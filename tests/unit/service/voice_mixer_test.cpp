@@ -1,9 +1,10 @@
 // The mix of a room: the sum of all without the listener's own voice, saturated.
+#include "service/voice/pcm_bytes.h"
 #include "service/voice/voice_mixer.h"
 
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <array>
 
 namespace {
 
@@ -14,13 +15,10 @@ AudioBlock constant(std::int16_t value) {
 }
 
 std::int16_t mixed(const VoiceMix& mix, const AudioBlock* own) {
-    std::array<std::uint8_t, k_block_bytes> bytes{};
-    mix.write_without(own, bytes);
-    const auto sample = [&](std::size_t i) {
-        return static_cast<std::int16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
-    };
-    EXPECT_EQ(sample(0), sample(k_block_samples - 1));
-    return sample(0);
+    AudioBlock block = constant(99);
+    mix.take_without(own, block);
+    EXPECT_EQ(block, constant(block[0]));
+    return block[0];
 }
 
 TEST(VoiceMix, OfNobodyIsSilence) {
@@ -67,13 +65,14 @@ TEST(VoiceMix, TakingAVoiceOutOfAnOverloadLeavesTheOthersExact) {
     EXPECT_EQ(mixed(mix, &loud), -30995);
 }
 
-TEST(VoiceMix, IsLittleEndian) {
-    VoiceMix mix;
-    mix.add(constant(0x1234));
-    std::array<std::uint8_t, k_block_bytes> bytes{};
-    mix.write_without(nullptr, bytes);
-    EXPECT_EQ(bytes[0], 0x34);
-    EXPECT_EQ(bytes[1], 0x12);
+TEST(PcmBytes, AreLittleEndian) {
+    const std::array<std::int16_t, 2> samples{0x1234, -2};
+    std::array<std::uint8_t, 4> bytes{};
+    write_samples(samples, bytes);
+    EXPECT_EQ(bytes, (std::array<std::uint8_t, 4>{0x34, 0x12, 0xFE, 0xFF}));
+    std::array<std::int16_t, 2> again{};
+    read_samples(bytes, again);
+    EXPECT_EQ(again, samples);
 }
 
 TEST(VoiceMix, ClearForgetsEveryVoice) {
