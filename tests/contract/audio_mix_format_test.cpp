@@ -9,6 +9,7 @@ using AudioMixFormat = AudioContract;
 
 /// The rate of the fixture's cards.
 double card_rate() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing sets it
     const char* rate = std::getenv("VELMO_SOUND_RATE");
     return rate != nullptr ? std::atof(rate) : 48000.0;
 }

@@ -195,19 +195,25 @@ TEST_F(AudioStreams, SpeakerDrainsInRealTime) {
     EXPECT_EQ(padding_of(speaker), speaker.buffer_frames); // nothing plays before the start
     ASSERT_EQ(audio_client_start(*speaker.client), k_audio_ok);
 
+    // A busy machine lets the device run dry now and then: some half second goes without.
     const auto start = Clock::now();
-    std::int64_t played = 0;
-    while (seconds_since(start) < 1.5) {
-        const std::int64_t frames = fill_with_silence(speaker);
-        ASSERT_GE(frames, 0);
-        played += frames;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::int64_t total = 0;
+    double best = 0.0;
+    while (best < 0.93 && seconds_since(start) < 20.0) {
+        const auto window = Clock::now();
+        std::int64_t played = 0;
+        while (seconds_since(window) < 0.5) {
+            const std::int64_t frames = fill_with_silence(speaker);
+            ASSERT_GE(frames, 0);
+            played += frames;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        total += played;
+        best = std::max(best, static_cast<double>(played) / (seconds_since(window) * 48000.0));
     }
-    const double expected = seconds_since(start) * 48000.0;
-    // 100 ms beyond the rate for what the device itself takes in at the start; less than the rate
-    // when a busy machine let it run dry.
-    EXPECT_LT(static_cast<double>(played), expected * 1.03 + 4800.0);
-    EXPECT_GT(static_cast<double>(played), expected * 0.7);
+    EXPECT_GE(best, 0.93);
+    // Never faster, but for what the device itself takes in at the start.
+    EXPECT_LT(static_cast<double>(total), seconds_since(start) * 48000.0 * 1.03 + 4800.0);
 
     EXPECT_TRUE(eventually([&] { return padding_of(speaker) == 0; }, std::chrono::seconds(2)));
 }

@@ -14,6 +14,7 @@ using Clock = std::chrono::steady_clock;
 } // namespace
 
 std::int32_t sound_cards() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing sets it
     const char* cards = std::getenv("VELMO_SOUND_CARDS");
     return cards != nullptr ? std::atoi(cards) : 0;
 }
@@ -125,7 +126,7 @@ void TonePlayer::run(double left_hz, double right_hz, float amplitude) {
         }
         const std::uint32_t room = m_speaker.buffer_frames - padding;
         if (room > 0 && audio_ok(audio_render_get_buffer(*m_speaker.service, room, samples))) {
-            for (std::uint32_t frame = 0; frame < room; ++frame, ++time) {
+            for (std::size_t frame = 0; frame < room; ++frame, ++time) {
                 const double at = static_cast<double>(time) * turn;
                 samples[2 * frame] = amplitude * static_cast<float>(std::sin(at * left_hz));
                 samples[2 * frame + 1] = amplitude * static_cast<float>(std::sin(at * right_hz));

@@ -37,7 +37,8 @@ namespace {
 
 /// The endpoint that the environment names in place of the server's default; empty without one.
 std::string endpoint_of_environment(AudioFlow flow) {
-    const char* name = std::getenv(flow == AudioFlow::render ? "PULSE_SINK" : "PULSE_SOURCE");
+    const char* variable = flow == AudioFlow::render ? "PULSE_SINK" : "PULSE_SOURCE";
+    const char* name = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): nothing sets it
     return name != nullptr ? name : "";
 }
 

@@ -20,7 +20,7 @@ constexpr std::uint32_t k_capture_backlog_ms = 200;
 constexpr std::uint32_t k_shortest_buffer_ms = 4;
 constexpr std::uint32_t k_longest_buffer_ms = 2000;
 
-constexpr std::uint8_t k_stereo = 2;
+constexpr std::size_t k_stereo = 2;
 
 std::size_t bytes_of(const pa_sample_spec& format, std::uint32_t milliseconds) {
     return pa_usec_to_bytes(pa_usec_t{milliseconds} * PA_USEC_PER_MSEC, &format);
@@ -58,8 +58,9 @@ AudioResult PulseStream::initialize(const AudioFormat& format, std::uint32_t buf
     pa_channel_map channels;
     pa_channel_map_init_stereo(&channels);
     const ConnectionLock lock(*m_connection);
-    return open({PA_SAMPLE_FLOAT32NE, format.samples_per_second, k_stereo}, channels, buffer_ms,
-                pulse_deadline());
+    return open(
+        {PA_SAMPLE_FLOAT32NE, format.samples_per_second, static_cast<std::uint8_t>(k_stereo)},
+        channels, buffer_ms, pulse_deadline());
 }
 
 AudioResult PulseStream::initialize_mix_format(std::uint32_t buffer_ms) {
