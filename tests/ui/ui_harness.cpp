@@ -105,11 +105,10 @@ GtkWidget* find_widget(GtkWidget* widget, GType type) {
 GtkWindow* find_dialog() {
     GListModel* const windows = gtk_window_get_toplevels();
     for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
-        const GObjectPtr<GtkWindow> window(
-            static_cast<GtkWindow*>(g_list_model_get_item(windows, i)));
-        if (g_window != nullptr &&
-            gtk_window_get_transient_for(window.get()) == GTK_WINDOW(g_window)) {
-            return window.get();
+        auto* const window = static_cast<GtkWindow*>(g_list_model_get_item(windows, i));
+        g_object_unref(window); // the list keeps its own reference
+        if (g_window != nullptr && gtk_window_get_transient_for(window) == GTK_WINDOW(g_window)) {
+            return window;
         }
     }
     return nullptr;
