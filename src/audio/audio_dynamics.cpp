@@ -10,10 +10,11 @@
 #include "audio/float4.h"
 
 #include <cmath>
+#include <cstddef>
 
 namespace {
 
-constexpr std::int32_t k_group = 4; ///< samples, as many as a Float4 has lanes
+constexpr std::ptrdiff_t k_group = 4; ///< samples, as many as a Float4 has lanes
 
 // ---- Envelope follower ----
 
@@ -149,9 +150,9 @@ inline void compress_group(CompressorRun& run, Float4 envelopes, float* samples)
 
 /// Processes the last `count` samples, fewer than a group, and hands the state back.
 void end_compressor(CompressorRun& run, Compressor& compressor, float* samples,
-                    std::int32_t count) {
+                    std::ptrdiff_t count) {
     compressor.gain = run.gains[k_group - 1];
-    for (std::int32_t i = 0; i < count; ++i) {
+    for (std::ptrdiff_t i = 0; i < count; ++i) {
         compressor.gain = gain_by_formula(run.curve, follow(run.follower, samples[i]));
         samples[i] *= compressor.gain;
     }
@@ -167,7 +168,7 @@ struct GateRun {
     float gain;
     float hold_counter;
     std::int32_t is_open;
-    bool settled; ///< open, and the gain has come as close to 1.0 as it will
+    bool settled; ///< open, and another step would leave the gain as it is
 };
 
 GateRun begin_gate(const NoiseGate& gate, const NoiseGateSettings& settings,
@@ -197,24 +198,53 @@ inline float next_gate_gain(GateRun& run, float envelope) {
     return run.gain;
 }
 
-inline void gate_group(GateRun& run, float* samples) {
-    const Float4 envelopes = follow_group(run.follower, samples);
-    if (run.settled && all_lanes(envelopes > run.threshold)) [[likely]] {
-        run.hold_counter = run.hold_samples;
+/// An open gate moves on towards 1.0 until that changes nothing any more.
+inline void pass_group(GateRun& run, float* samples) {
+    run.is_open = 1;
+    run.hold_counter = run.hold_samples;
+    if (run.settled) [[likely]] {
         store4(samples, load4(samples) * run.gain);
         return;
     }
-    float before = 0.0F;
-    for (int lane = 0; lane < k_group; ++lane) {
-        before = run.gain;
-        samples[lane] *= next_gate_gain(run, envelopes[lane]);
+    const float step = run.follower.attack_rest;
+    const float first = run.gain + (1.0F - run.gain) * step;
+    const float second = first + (1.0F - first) * step;
+    const float third = second + (1.0F - second) * step;
+    run.gain = third + (1.0F - third) * step;
+    run.settled = run.gain == third;
+    store4(samples, load4(samples) * Float4{first, second, third, run.gain});
+}
+
+/// A closed gate fades: gain + (0 - gain) * step, with one operation less.
+inline void fade_group(GateRun& run, float* samples) {
+    run.is_open = 0;
+    run.settled = false;
+    const float step = run.follower.release_rest;
+    const float first = run.gain - run.gain * step;
+    const float second = first - first * step;
+    const float third = second - second * step;
+    run.gain = third - third * step;
+    store4(samples, load4(samples) * Float4{first, second, third, run.gain});
+}
+
+inline void gate_group(GateRun& run, float* samples) {
+    const Float4 envelopes = follow_group(run.follower, samples);
+    const Mask4 over = envelopes > run.threshold;
+    if (all_lanes(over)) {
+        pass_group(run, samples);
+    } else if (no_lane(over) && !(run.hold_counter > 0.0F)) {
+        fade_group(run, samples);
+    } else {
+        run.settled = false;
+        for (int lane = 0; lane < k_group; ++lane) {
+            samples[lane] *= next_gate_gain(run, envelopes[lane]);
+        }
     }
-    run.settled = run.is_open != 0 && run.gain == before;
 }
 
 /// Processes the last `count` samples, fewer than a group, and hands the state back.
-void end_gate(GateRun& run, NoiseGate& gate, float* samples, std::int32_t count) {
-    for (std::int32_t i = 0; i < count; ++i) {
+void end_gate(GateRun& run, NoiseGate& gate, float* samples, std::ptrdiff_t count) {
+    for (std::ptrdiff_t i = 0; i < count; ++i) {
         samples[i] *= next_gate_gain(run, follow(run.follower, samples[i]));
     }
     gate.gain = run.gain;
@@ -263,9 +293,9 @@ void CompressAndGate_Process(Compressor* compressor, const CompressorSettings& c
     GateRun gate_run = begin_gate(*gate, gating, sampleRate);
 
     // Three steps, each one group behind the one before: envelope, compression, gate.
-    const std::int32_t groups = count / k_group;
+    const std::ptrdiff_t groups = count / k_group;
     Float4 envelopes{};
-    for (std::int32_t i = 0; i < groups + 2; ++i) {
+    for (std::ptrdiff_t i = 0; i < groups + 2; ++i) {
         float* const group = samples + i * k_group;
         Float4 followed{};
         if (i < groups) {
@@ -287,7 +317,7 @@ void CompressAndGate_Process(Compressor* compressor, const CompressorSettings& c
 
 void Limiter_Process(float* samples, std::int32_t count, float ceilingDb) {
     const float ceiling = std::pow(10.0F, ceilingDb / 20.0F);
-    std::int32_t i = 0;
+    std::ptrdiff_t i = 0;
     for (; i + k_group <= count; i += k_group) {
         const Float4 x = load4(samples + i);
         const Float4 cut = x > ceiling ? all4(ceiling) : x;

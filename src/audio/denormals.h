@@ -2,9 +2,10 @@
 // around every block.
 //
 // In silence after speech the histories of the filters and the envelopes die away into the denormal
-// range (below 1.2e-38) and stay there; processors compute such numbers a hundred times slower. Set
-// aside, they change nothing that can be heard or sent: results differ only where they are below
-// 1e-30 themselves, and a normal sample makes the histories equal again to the last bit.
+// range (below 1.2e-38) and stay there, where processors are slow: the chain would take some forty
+// times as long. Taken for zero, such numbers change nothing that can be heard or sent: results
+// differ only where they are below 1e-30 themselves, and the first sound after a silence makes the
+// histories equal again to the last bit.
 #pragma once
 
 #ifdef __SSE2__

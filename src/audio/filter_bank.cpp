@@ -16,12 +16,15 @@
 
 #include "audio/float4.h"
 
+#include <cstddef>
 #include <cstring>
+#include <iterator>
 
 namespace {
 
-constexpr std::int32_t k_skew = 2; ///< frames that a stage is behind the one before it
-constexpr std::int32_t k_min_stages = 3;
+constexpr std::ptrdiff_t k_skew = 2; ///< frames that a stage is behind the one before it
+constexpr std::ptrdiff_t k_min_stages = 3;
+constexpr std::ptrdiff_t k_max_stages = k_max_filter_stages;
 constexpr std::size_t k_pairs = k_max_filter_stages / 2;
 
 /// The fields of four BiquadFilters.
@@ -68,14 +71,14 @@ inline Float4 hand_over(Float4 previous, Float4 own) {
     return __builtin_shufflevector(previous, own, 2, 3, 4, 5);
 }
 
-template <std::int32_t Channels>
+template <std::ptrdiff_t Channels>
 inline Float4 first_input(const float* frame, Float4 own) {
     std::int64_t pair = 0;
     std::memcpy(&pair, frame, Channels * sizeof(float));
     return __builtin_shufflevector(reinterpret_cast<Float4>(Half2{pair, 0}), own, 0, 1, 4, 5);
 }
 
-template <std::int32_t Stages, std::int32_t Channels>
+template <std::ptrdiff_t Stages, std::ptrdiff_t Channels>
 inline void give_out(float* frame, Float4 last_pair) {
     const std::int64_t pair = reinterpret_cast<Half2>(last_pair)[Stages % 2 == 0 ? 1 : 0];
     std::memcpy(frame, &pair, Channels * sizeof(float));
@@ -83,13 +86,13 @@ inline void give_out(float* frame, Float4 last_pair) {
 
 /// Runs the full pipeline for an even number of frames: the first stage takes them from `in`, the
 /// last stage, lagging behind, gives frames out to `out`.
-template <std::int32_t Stages, std::int32_t Channels>
-void run(SectionPair* pairs, const float* in, float* out, std::int32_t frames) {
+template <std::ptrdiff_t Stages, std::ptrdiff_t Channels>
+void run(SectionPair* pairs, const float* in, float* out, std::ptrdiff_t frames) {
     constexpr bool k_use_third = Stages > 4;
     SectionPair first = pairs[0];
     SectionPair second = pairs[1];
     SectionPair third = pairs[2];
-    for (std::int32_t frame = 0; frame < frames; frame += 2) {
+    for (std::ptrdiff_t frame = 0; frame < frames; frame += 2) {
         if constexpr (k_use_third) {
             step(third, hand_over(second.y2, third.y2), third.x2, third.x1, third.y2, third.y1);
         }
@@ -113,7 +116,7 @@ void run(SectionPair* pairs, const float* in, float* out, std::int32_t frames) {
     pairs[2] = third;
 }
 
-using Run = void (*)(SectionPair* pairs, const float* in, float* out, std::int32_t frames);
+using Run = void (*)(SectionPair* pairs, const float* in, float* out, std::ptrdiff_t frames);
 
 /// By number of stages (from k_min_stages) and channels (from 1).
 constexpr Run k_runs[][2] = {
@@ -124,11 +127,11 @@ constexpr Run k_runs[][2] = {
 };
 
 /// Takes the frames from `first` to before `end` through one stage.
-void process_stage(FilterStage& stage, float* samples, std::int32_t first, std::int32_t end,
-                   std::int32_t channels) {
-    for (std::int32_t channel = 0; channel < channels; ++channel) {
+void process_stage(FilterStage& stage, float* samples, std::ptrdiff_t first, std::ptrdiff_t end,
+                   std::ptrdiff_t channels) {
+    for (std::ptrdiff_t channel = 0; channel < channels; ++channel) {
         BiquadFilter section = stage[static_cast<std::size_t>(channel)];
-        for (std::int32_t i = first * channels + channel; i < end * channels; i += channels) {
+        for (std::ptrdiff_t i = first * channels + channel; i < end * channels; i += channels) {
             samples[i] = BiquadFilter_Process(&section, samples[i]);
         }
         stage[static_cast<std::size_t>(channel)] = section;
@@ -137,8 +140,8 @@ void process_stage(FilterStage& stage, float* samples, std::int32_t first, std::
 
 /// Puts a stage's last two outputs, which the next stage has not taken in yet, where the drain
 /// finds them.
-void spill_outputs(const FilterStage& stage, float* two_frames, std::int32_t channels) {
-    for (std::int32_t channel = 0; channel < channels; ++channel) {
+void spill_outputs(const FilterStage& stage, float* two_frames, std::ptrdiff_t channels) {
+    for (std::ptrdiff_t channel = 0; channel < channels; ++channel) {
         const BiquadFilter& section = stage[static_cast<std::size_t>(channel)];
         two_frames[channel] = section.y2;
         two_frames[channels + channel] = section.y1;
@@ -149,18 +152,18 @@ void spill_outputs(const FilterStage& stage, float* two_frames, std::int32_t cha
 
 void filter_bank_process(std::span<FilterStage* const> stages, float* samples, std::int32_t frames,
                          std::int32_t channels) {
-    const auto count = static_cast<std::int32_t>(stages.size());
-    const std::int32_t lead = k_skew * (count - 1); // from the last stage to the first
-    if (count < k_min_stages || frames <= lead) {
+    const std::ptrdiff_t count = std::ssize(stages);
+    const std::ptrdiff_t lead = k_skew * (count - 1); // from the last stage to the first
+    if (count < k_min_stages || count > k_max_stages || frames <= lead) {
         for (FilterStage* stage : stages) {
             process_stage(*stage, samples, 0, frames, channels);
         }
         return;
     }
 
-    // Fill, and leave an even number of frames.
-    const std::int32_t filled = lead + (frames - lead) % 2;
-    for (std::int32_t k = 0; k < count; ++k) {
+    // Fill the pipeline, leaving an even number of frames.
+    const std::ptrdiff_t filled = lead + (frames - lead) % 2;
+    for (std::ptrdiff_t k = 0; k < count; ++k) {
         process_stage(*stages[static_cast<std::size_t>(k)], samples, 0, filled - k_skew * k,
                       channels);
     }
@@ -177,12 +180,12 @@ void filter_bank_process(std::span<FilterStage* const> stages, float* samples, s
             for_each_field([&](auto field, auto lanes) { section.*field = (pair.*lanes)[lane]; });
         });
 
-    // Drain. Stage k has been fed up to frame - k_skew * k.
-    for (std::int32_t k = 1; k < count; ++k) {
+    // Drain: stage k has yet to take in the last k_skew * k frames.
+    for (std::ptrdiff_t k = 1; k < count; ++k) {
         spill_outputs(*stages[static_cast<std::size_t>(k - 1)],
                       samples + (frames - k_skew * k) * channels, channels);
     }
-    for (std::int32_t k = 1; k < count; ++k) {
+    for (std::ptrdiff_t k = 1; k < count; ++k) {
         process_stage(*stages[static_cast<std::size_t>(k)], samples, frames - k_skew * k, frames,
                       channels);
     }

@@ -34,3 +34,8 @@ inline bool all_lanes(Mask4 mask) {
     const auto halves = reinterpret_cast<Half2>(mask);
     return (halves[0] & halves[1]) == -1;
 }
+
+inline bool no_lane(Mask4 mask) {
+    const auto halves = reinterpret_cast<Half2>(mask);
+    return (halves[0] | halves[1]) == 0;
+}
