@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <iterator>
 #include <vector>
 
@@ -55,7 +56,7 @@ TEST(AudioGolden, FilterBankGivesTheRecordedBits) {
     std::int32_t size = 0;
     for (std::int32_t done = 0; done < k_recorded_frames; done += size) {
         size = std::min(size % 701 + 1, k_recorded_frames - done);
-        filter_bank_process(row, samples.data() + done * 2, size, 2);
+        filter_bank_process(row, samples.data() + std::ptrdiff_t{2} * done, size, 2);
     }
     EXPECT_EQ(hash_of(samples), k_golden_filter_hash);
 }

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstddef>
 #include <fstream>
+#include <limits>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -348,6 +349,14 @@ TEST_F(AudioProcessing, ZeroAndNegativeCountsDoNothing) {
     AudioProcessing_Process(&sample, -960);
     AudioProcessing_Process(nullptr, 0);
     EXPECT_EQ(sample, 0.5F);
+}
+
+TEST_F(AudioProcessing, LeavesTheCallersFloatArithmeticAsItWas) {
+    std::vector<float> samples = speech_like(480, 2);
+    process(samples);
+    volatile float smallest_normal = std::numeric_limits<float>::min();
+    const volatile float half = smallest_normal / 2.0F;
+    EXPECT_GT(half, 0.0F);
 }
 
 TEST_F(AudioProcessing, AnOpenGateStaysOpenThroughCleanupAndInit) {
