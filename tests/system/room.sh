@@ -170,7 +170,7 @@ reported() {
 
 # ring_is_clear NUMBER: false when the playback ring's reader and writer nearly meet.
 ring_is_clear() {
-  awk -v ring="$(reported "$1" ring_delay_ms last)" -v margin="$ring_margin_ms" \
+  awk -v ring="$(reported "$1" ring_delay_ms last)" -v margin="$((ring_margin_ms + 15))" \
     'BEGIN { exit !(ring != "nan" && ring >= margin && ring <= 250 - margin) }'
 }
 

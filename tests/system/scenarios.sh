@@ -210,19 +210,16 @@ scenario_deafen() {
 }
 
 # The service dies without a word and comes back at the same address, where it knows nobody: the clients are
-# told, end, and new ones meet there.
+# told, end, and new ones meet there. When it ends in order, they are told, too.
 scenario_server_restart() {
-  local number pid
+  local number
   open_room linux linux
   await_peers 1 2
   end_hard "$service_pid"
   pause 1
   start_service "$port"
   for number in 1 2; do
-    pid=${peer_pid[$number]}
-    until_true 10 gone "$pid" || give_up "peer $number did not notice that the service is another one"
-    wait "$pid"
-    [ $? -eq 6 ] || give_up "peer $number did not say that its session was ended"
+    await_session_end "$number"
     start_peer "$number" linux
   done
   await_peers 1 2
@@ -233,8 +230,16 @@ scenario_server_restart() {
   look_for_edges 1 2
   hears talk 2 1
   hears talk 1 2
-  stop_peer 1
-  stop_peer 2
+  end "$service_pid"
+  await_session_end 1
+  await_session_end 2
+}
+
+# await_session_end NUMBER: the participant must end because its session did, and say so.
+await_session_end() {
+  until_true 10 gone "${peer_pid[$1]}" || give_up "peer $1 did not notice that its session had ended"
+  wait "${peer_pid[$1]}"
+  [ $? -eq 6 ] || give_up "peer $1 did not say that its session had ended"
 }
 
 # While both talk, 2 changes to another loudspeaker, 1 to another microphone with another voice in it, and 2
@@ -277,15 +282,15 @@ scenario_soak() {
   await_peers 1 2
   settle 1 2
   mark 1 2
-  talk_on "$seconds" 1 2
+  talk_on "$soak_seconds" 1 2
   watched=("${peer_pid[1]}" "${peer_pid[2]}" "$service_pid")
   watch_memory "${watched[@]}"
   listen begin 10 1 2
   await_measurement
-  pause $((seconds - 24))
+  pause $((soak_seconds - 24))
   listen end 10 1 2
   await_measurement
-  settled=$((seconds > 120 ? 60 : seconds / 2))
+  settled=$((soak_seconds > 120 ? 60 : soak_seconds / 2))
   judge_memory "$settled" "peer 1" "peer 2" service
   for number in 1 2; do
     check "$(reported "$number" queued_packets max) <= $most_queued_packets" "peer $number: packets in its queue"

@@ -1,13 +1,15 @@
 // Tests of the comparison mathematics, on made-up talkers.
+#include "peer/wav_file.h"
 #include "system/correlate.h"
 #include "system/sound_compare.h"
 #include "system/stereo_sound.h"
+#include "system/voice_chain.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <numbers>
 
@@ -90,15 +92,6 @@ class WavFile : public testing::Test {
     std::string m_error;
 
     void TearDown() override { std::remove(m_path.c_str()); }
-
-    void write_bytes(const std::string& bytes) {
-        std::ofstream(m_path, std::ios::binary).write(bytes.data(), std::ssize(bytes));
-    }
-
-    std::string read_bytes() {
-        std::ifstream stream(m_path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
 };
 
 } // namespace
@@ -162,21 +155,21 @@ TEST(BestDelay, OfSilenceIsNoCorrelation) {
 }
 
 TEST(SoundCompare, SameSoundMatchesFullyWithoutDelay) {
-    const StereoSound talker = make_talker(1, 5.0);
+    const StereoSound talker = make_talker(1, 3.8);
     const SoundMatch match = compare_sounds(talker, talker);
     EXPECT_EQ(match.delay_ms, 0.0);
     EXPECT_NEAR(match.correlation, 1.0, 1e-9);
     EXPECT_NEAR(match.tracked_correlation, 1.0, 1e-9);
     EXPECT_NEAR(match.window_percentile_5, 1.0, 1e-9);
-    EXPECT_GT(match.active_windows, 40);
+    EXPECT_GT(match.active_windows, 30);
     EXPECT_EQ(match.gaps, 0);
     EXPECT_EQ(match.delay_jumps, 0);
     EXPECT_NEAR(match.level_db, 0.0, 1e-9);
 }
 
 TEST(SoundCompare, FindsAKnownDelayToTheFrame) {
-    const StereoSound talker = make_talker(1, 5.0);
-    for (const std::ptrdiff_t frames : {1, 5321, 1499 * 48, -480}) {
+    const StereoSound talker = make_talker(1, 3.8);
+    for (const std::ptrdiff_t frames : {1, 71000, -480}) {
         const SoundMatch match = compare_sounds(talker, delayed(talker, frames));
         EXPECT_DOUBLE_EQ(match.delay_ms, static_cast<double>(frames) / 48.0);
         EXPECT_DOUBLE_EQ(match.earliest_delay_ms, match.delay_ms);
@@ -187,7 +180,7 @@ TEST(SoundCompare, FindsAKnownDelayToTheFrame) {
 }
 
 TEST(SoundCompare, NoiseLowersTheCorrelationByItsShare) {
-    const StereoSound talker = make_talker(1, 5.0);
+    const StereoSound talker = make_talker(1, 3.8);
     Noise noise(9);
     double said = 0.0;
     double added = 0.0;
@@ -202,7 +195,7 @@ TEST(SoundCompare, NoiseLowersTheCorrelationByItsShare) {
 }
 
 TEST(SoundCompare, InvertedRecordingCorrelatesNegatively) {
-    const StereoSound talker = make_talker(1, 5.0);
+    const StereoSound talker = make_talker(1, 3.8);
     const SoundMatch match = compare_sounds(talker, scaled(delayed(talker, 777), -1.0F));
     EXPECT_DOUBLE_EQ(match.delay_ms, 777.0 / 48.0);
     EXPECT_LT(match.correlation, -0.99);
@@ -221,7 +214,7 @@ TEST(SoundCompare, SilentRecordingIsOneGapPerWordAndNoCorrelation) {
 }
 
 TEST(SoundCompare, CountsGapsAndTheirLength) {
-    const StereoSound talker = make_talker(1, 5.0);
+    const StereoSound talker = make_talker(1, 3.8);
     StereoSound cut = delayed(talker, 4321);
     silence(cut, 4321 + 1250 * k_ms, 10 * k_ms);
     silence(cut, 4321 + 2135 * k_ms, 30 * k_ms); // crosses the border of two windows
@@ -234,7 +227,7 @@ TEST(SoundCompare, CountsGapsAndTheirLength) {
 }
 
 TEST(SoundCompare, SilenceOfTheTalkerIsNoGap) {
-    StereoSound talker = make_talker(1, 5.0);
+    StereoSound talker = make_talker(1, 3.8);
     silence(talker, 2000 * k_ms, 1000 * k_ms);
     EXPECT_EQ(compare_sounds(talker, delayed(talker, 100)).gaps, 0);
 }
@@ -247,7 +240,7 @@ TEST(SoundCompare, TellsTheLevelDifference) {
 }
 
 TEST(SoundCompare, FollowsADelayThatJumps) {
-    const StereoSound talker = make_talker(1, 8.0);
+    const StereoSound talker = make_talker(1, 3.8);
     StereoSound jumping = delayed(talker, 100 * k_ms);
     const StereoSound later = delayed(talker, 90 * k_ms);
     std::copy(later.samples.begin() + std::ssize(later.samples) / 2, later.samples.end(),
@@ -272,19 +265,19 @@ TEST(SoundCompare, SwappedChannelsLowerTheCorrelation) {
 }
 
 TEST(SoundCompare, JudgesOnlyTheSection) {
-    const StereoSound talker = make_talker(1, 6.0);
+    const StereoSound talker = make_talker(1, 3.8);
     StereoSound cut = delayed(talker, 480);
-    silence(cut, 0, 3000 * k_ms + 480);
+    silence(cut, 0, 1900 * k_ms + 480);
     EXPECT_LT(compare_sounds(talker, cut).correlation, 0.9);
-    const SoundMatch second_half = compare_sounds(talker, cut, {3.0, 6.0});
+    const SoundMatch second_half = compare_sounds(talker, cut, {1.9, 3.8});
     EXPECT_GT(second_half.correlation, 0.99);
     EXPECT_EQ(second_half.gaps, 0);
-    EXPECT_LE(second_half.active_windows, 30);
-    EXPECT_LT(compare_sounds(talker, cut, {0.5, 2.0}).correlation, 0.1);
+    EXPECT_LE(second_half.active_windows, 19);
+    EXPECT_LT(compare_sounds(talker, cut, {0.5, 1.2}).correlation, 0.1);
 }
 
 TEST(SoundCompare, WhatWasSaidTooLateToBeRecordedIsNotMissed) {
-    const StereoSound talker = make_talker(1, 4.0);
+    const StereoSound talker = make_talker(1, 3.8);
     const SoundMatch match = compare_sounds(talker, delayed(talker, 400 * k_ms));
     EXPECT_NEAR(match.correlation, 1.0, 1e-9);
     EXPECT_EQ(match.gaps, 0);
@@ -309,21 +302,21 @@ TEST(SoundCompare, EmptySoundsAreHarmless) {
 }
 
 TEST(SoundCompare, OtherTalkersDoNotMatch) {
-    const StereoSound talker = make_talker(1, 8.0);
-    const StereoSound other = make_talker(2, 8.0);
+    const StereoSound talker = make_talker(1, 3.8);
+    const StereoSound other = make_talker(2, 3.8);
     EXPECT_LT(std::abs(compare_sounds(talker, other).correlation), 0.1);
     EXPECT_LT(find_trace(talker, other), 0.05);
 }
 
 TEST(SoundTrace, FindsAQuietEchoOfTheTalkerBesideAnother) {
-    const StereoSound talker = make_talker(1, 8.0);
-    const StereoSound other = make_talker(2, 8.0);
+    const StereoSound talker = make_talker(1, 3.8);
+    const StereoSound other = make_talker(2, 3.8);
     const StereoSound echo = scaled(delayed(talker, 9999), 0.3F);
     EXPECT_GT(find_trace(talker, mixed(other, echo)), 0.2);
 }
 
 TEST(TalkerSum, AlignsEveryTalkerByItself) {
-    const StereoSound talkers[] = {make_talker(1, 6.0), make_talker(2, 6.0)};
+    const StereoSound talkers[] = {make_talker(1, 3.8), make_talker(2, 3.8)};
     const StereoSound recording = mixed(delayed(talkers[0], 4000), delayed(talkers[1], 9500));
     std::vector<double> delays;
     const StereoSound sum = sum_talkers(talkers, recording, {}, delays);
@@ -336,7 +329,7 @@ TEST(TalkerSum, AlignsEveryTalkerByItself) {
 }
 
 TEST(TalkerSum, FollowsEveryTalkersOwnDelay) {
-    const StereoSound talkers[] = {make_talker(1, 8.0), make_talker(2, 8.0)};
+    const StereoSound talkers[] = {make_talker(1, 3.8), make_talker(2, 3.8)};
     StereoSound jumping = delayed(talkers[0], 100 * k_ms);
     const StereoSound later = delayed(talkers[0], 120 * k_ms);
     const auto half = std::ssize(later.samples) / 2;
@@ -350,11 +343,31 @@ TEST(TalkerSum, FollowsEveryTalkersOwnDelay) {
 }
 
 TEST(TalkerSum, MissingTalkerLowersTheCorrelation) {
-    const StereoSound talkers[] = {make_talker(1, 6.0), make_talker(2, 6.0)};
+    const StereoSound talkers[] = {make_talker(1, 3.8), make_talker(2, 3.8)};
     const StereoSound recording = delayed(talkers[0], 4000);
     std::vector<double> delays;
     const StereoSound sum = sum_talkers(talkers, recording, {}, delays);
     EXPECT_LT(compare_sounds(sum, recording).correlation, 0.8);
+}
+
+TEST(VoiceChain, ForgetsWhatWentBefore) {
+    const StereoSound talker = make_talker(1, 2.0);
+    const StereoSound first = process_like_client(talker);
+    process_like_client(make_talker(2, 1.3));
+    const StereoSound second = process_like_client(talker);
+    ASSERT_EQ(first.samples.size(), talker.samples.size());
+    for (std::size_t i = 0; i < first.samples.size(); ++i) {
+        ASSERT_NEAR(first.samples[i], second.samples[i], 1.0F / 32767.0F) << i;
+    }
+}
+
+TEST(VoiceChain, ChangesTheSoundAsAMicrophonesDoes) {
+    const StereoSound talker = make_talker(1, 3.0);
+    const StereoSound processed = process_like_client(talker);
+    EXPECT_LT(compare_sounds(talker, processed).correlation, 0.98);
+    EXPECT_LE(measure_level(processed).peak_db, -2.99);
+    // Its times are those of the client: nothing is shifted.
+    EXPECT_NEAR(compare_sounds(talker, processed).delay_ms, 0.0, 0.2);
 }
 
 TEST(SoundLevel, OfASquareWaveIsItsAmplitude) {
@@ -378,49 +391,23 @@ TEST_F(WavFile, ComesBackAsWritten) {
     EXPECT_EQ(m_sound.samples, expected);
 }
 
-TEST_F(WavFile, MonoIsDoubledAndForeignChunksAreSkipped) {
-    const std::string bytes("RIFF\0\0\0\0WAVE"
-                            "fmt \x10\0\0\0\x01\0\x01\0\x80\xBB\0\0\0\x77\x01\0\x02\0\x10\0"
-                            "LIST\x03\0\0\0abc\0"
-                            "data\x04\0\0\0\0\x40\0\xC0",
-                            12 + 24 + 12 + 12);
-    write_bytes(bytes);
+TEST_F(WavFile, MonoIsDoubled) {
+    WavWriter writer;
+    ASSERT_TRUE(writer.open(m_path.c_str(), 48000, 1));
+    ASSERT_TRUE(writer.write(std::array<std::int16_t, 2>{16384, -16384}) && writer.close());
     ASSERT_TRUE(read_wav(m_path, m_sound, m_error)) << m_error;
     const std::vector<float> expected = {0.5F, 0.5F, -0.5F, -0.5F};
     EXPECT_EQ(m_sound.samples, expected);
 }
 
-TEST_F(WavFile, DataCutShortGivesWhatIsThere) {
-    StereoSound written;
-    written.samples.assign(200, 0.25F);
-    ASSERT_TRUE(write_wav(m_path, written, m_error));
-    const std::string bytes = read_bytes();
-    write_bytes(bytes.substr(0, bytes.size() - 101));
-    ASSERT_TRUE(read_wav(m_path, m_sound, m_error)) << m_error;
-    EXPECT_EQ(m_sound.samples.size(), 148U);
-}
-
-TEST_F(WavFile, WhatIsNoWavFileIsRefusedWithAReason) {
+TEST_F(WavFile, OtherRatesAndWhatIsNotThereAreRefusedWithAReason) {
     EXPECT_FALSE(read_wav("no/such/file.wav", m_sound, m_error));
-    EXPECT_FALSE(m_error.empty());
-    for (const char* text : {"", "RIFF", "RIFF1234WAVE", "RIFF1234WAVEfmt \x02"}) {
-        write_bytes(text);
-        m_error.clear();
-        EXPECT_FALSE(read_wav(m_path, m_sound, m_error)) << text;
-        EXPECT_FALSE(m_error.empty());
-    }
-}
-
-TEST_F(WavFile, OtherRatesAreRefused) {
-    StereoSound written;
-    written.samples.assign(20, 0.25F);
-    ASSERT_TRUE(write_wav(m_path, written, m_error));
-    std::string bytes = read_bytes();
-    bytes[24] = '\x44';
-    bytes[25] = '\xAC';
-    write_bytes(bytes);
+    EXPECT_NE(m_error.find("no/such/file.wav"), std::string::npos);
+    WavWriter writer;
+    ASSERT_TRUE(writer.open(m_path.c_str(), 44100, 2));
+    ASSERT_TRUE(writer.write(std::array<std::int16_t, 2>{1, 2}) && writer.close());
     EXPECT_FALSE(read_wav(m_path, m_sound, m_error));
-    EXPECT_NE(m_error.find("48 kHz"), std::string::npos);
+    EXPECT_NE(m_error.find("44100"), std::string::npos);
 }
 
 TEST_F(WavFile, UnwritablePathIsReported) {

@@ -15,8 +15,8 @@ struct StereoSound {
     std::ptrdiff_t frames() const { return static_cast<std::ptrdiff_t>(samples.size() / 2); }
 };
 
-/// Reads a RIFF WAV file: 16-bit PCM or 32-bit float, one or two channels (one is doubled), 48 kHz.
-/// False with the reason, one line for a person, in `error`.
+/// Reads a WAV file of 48 kHz; one channel is doubled. False with the reason, one line for a
+/// person, in `error`.
 bool read_wav(const std::string& path, StereoSound& sound, std::string& error);
 
 /// Writes 16-bit PCM, clipping at full scale. False with the reason in `error`.
