@@ -3,12 +3,21 @@
 #include "core/debug_log.h"
 #include "unit/core/core_fixture.h"
 
-#include <regex>
+#include <algorithm>
+#include <cctype>
+#include <sstream>
 
 namespace {
 
 class DebugLogFile : public CoreTest {};
 class HubClickLog : public CoreTest {};
+
+// Digits become '0', so that a time can be compared with its shape.
+std::string with_digits_as_zero(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c) != 0; }, '0');
+    return text;
+}
 
 TEST_F(DebugLogFile, LineIsExactlyTheMessage) {
     DebugLog("Sent %d bytes to %s", 13, "host");
@@ -68,20 +77,20 @@ TEST_F(DebugLogFile, ConcurrentLinesStayWhole) {
     a.join();
     b.join();
     const std::string log = debug_log();
-    const std::regex whole_line("(a{200}|b{200})\n");
-    const auto lines = std::sregex_iterator(log.begin(), log.end(), whole_line);
-    EXPECT_GE(std::distance(lines, std::sregex_iterator()), 1);
     // Windows refuses a second writer now and then; such a line is lost, never mixed up.
-    EXPECT_EQ(static_cast<std::size_t>(std::distance(lines, std::sregex_iterator())) * 201,
-              log.size());
+    std::istringstream lines(log);
+    std::size_t count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        EXPECT_TRUE(line == std::string(200, 'a') || line == std::string(200, 'b')) << line;
+    }
+    EXPECT_GE(count, 1u);
+    EXPECT_EQ(log.size(), count * 201);
 }
 
 TEST_F(HubClickLog, StampsTheLineInItsFileAndRepeatsItInTheDebugLog) {
     append_hub_click_log("[HUB][LOG] %s %d", "row", 4);
-    EXPECT_TRUE(std::regex_match(
-        read_text_file("hub_click_debug.log"),
-        std::regex(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] \[HUB\]\[LOG\] row 4\n)")))
-        << read_text_file("hub_click_debug.log");
+    EXPECT_EQ(with_digits_as_zero(read_text_file("hub_click_debug.log")),
+              "[0000-00-00 00:00:00] [HUB][LOG] row 0\n");
     EXPECT_EQ(debug_log(), "[HUB][LOG] row 4\n");
 }
 
