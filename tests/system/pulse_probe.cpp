@@ -27,7 +27,6 @@ constexpr std::uint32_t k_play_buffer_bytes = 2 * k_second_bytes;
 constexpr std::uint32_t k_play_request_bytes = k_second_bytes / 50;
 constexpr std::uint32_t k_record_fragment_bytes = k_second_bytes / 20;
 constexpr auto k_reading_interval = std::chrono::milliseconds(50);
-constexpr auto k_connect_limit = std::chrono::seconds(10);
 /// Recordings run this long before the plays begin, so that their beginnings are safe.
 constexpr auto k_settle_time = std::chrono::milliseconds(400);
 /// Recordings go on this long after the end: a monitor's last samples arrive late.
@@ -174,8 +173,7 @@ void on_change(pa_threaded_mainloop* loop) {
 }
 
 double pick(std::vector<double> values, double share) {
-    const auto index =
-        static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1) + 0.5);
+    const std::ptrdiff_t index = std::lround(share * static_cast<double>(values.size() - 1));
     std::nth_element(values.begin(), values.begin() + index, values.end());
     return values[static_cast<std::size_t>(index)];
 }

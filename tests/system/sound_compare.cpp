@@ -11,7 +11,7 @@
 namespace {
 
 constexpr double k_earliest_delay_ms = -50.0;
-constexpr double k_latest_delay_ms = 1500.0;
+constexpr double k_latest_delay_ms = 1000.0;
 /// The playback ring holds 250 ms: no jump of the delay is longer than one turn of it.
 constexpr double k_track_reach_ms = 280.0;
 constexpr double k_track_step_ms = 500.0;
@@ -155,8 +155,7 @@ double percentile(std::vector<double> values, double share) {
     if (values.empty()) {
         return 0.0;
     }
-    const auto index =
-        static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1) + 0.5);
+    const std::ptrdiff_t index = std::lround(share * static_cast<double>(values.size() - 1));
     std::nth_element(values.begin(), values.begin() + index, values.end());
     return values[static_cast<std::size_t>(index)];
 }
@@ -236,6 +235,7 @@ void describe_track(const std::vector<std::ptrdiff_t>& track, SoundMatch& match)
         }
     }
     std::vector<double> delays;
+    delays.reserve(track.size());
     for (const std::ptrdiff_t delay : track) {
         delays.push_back(to_ms(delay));
     }

@@ -33,7 +33,7 @@ struct SoundMatch {
 };
 
 /// Judges `recording` against `reference`. Both lie on one timeline, so the delay is the time from
-/// one to the other; it is searched from 50 ms early to 1.5 s late. A silent recording gives no
+/// one to the other; it is searched from 50 ms early to 1 s late. A silent recording gives no
 /// correlation and one long gap.
 SoundMatch compare_sounds(const StereoSound& reference, const StereoSound& recording,
                           const SoundSection& section = {});
