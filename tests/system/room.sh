@@ -10,7 +10,6 @@ note() { printf '%s\n' "$*" >>"$case_dir/notes"; }
 
 # disturbed WHAT: something that the case is not about may make it fail.
 disturbed() {
-  note "$*"
   printf '%s\n' "$*" >>"$case_dir/disturbed"
 }
 
@@ -105,7 +104,7 @@ start_peer() {
     cd "$case_dir/folder-$number" || exit 1
     export PULSE_SOURCE=microphone_$card PULSE_SINK=speaker_$card
     run_first "${program[@]}" \
-      --server "127.0.0.1:$port" --room test-room --name "peer-$number" --report --report-every 1 \
+      --server "127.0.0.1:$port" --room test-room --name "peer-$number" --report --report-every 0.25 \
       >>"$case_dir/peer-$number.log" 2>&1 <"$case_dir/commands-$number"
   ) &
   peer_pid[$number]=$!
@@ -224,6 +223,7 @@ record_options() {
 # start_probe NAME SECONDS: with $options.
 start_probe() {
   measured=$2
+  waited_before=$(waited_for_processors)
   probe_log=$case_dir/$1-probe.log
   (cd "$case_dir" && run_first "$probe_program" run --seconds "$2" "${options[@]}") >"$probe_log" 2>&1 </dev/null &
   probe_pid=$!
@@ -232,11 +232,22 @@ start_probe() {
 }
 
 await_measurement() {
-  local stall
+  local stall share
   wait "$probe_pid" ||
     give_up "the probe failed: $(grep -hE ' failed$|^velmo-sound-probe:' "$case_dir"/*-probe.log | head -n 2)"
   stall=$(sed -n 's/^longest_stall_ms=//p' "$probe_log")
-  if awk "BEGIN { exit !($stall > $most_stall_ms) }"; then
-    disturbed "the machine kept programs waiting for up to $stall ms"
+  share=$((($(waited_for_processors) - waited_before) / (measured * 10000)))
+  [ "$share" -le 100 ] || share=100
+  note "processors short for $share % of the time, for $stall ms at most"
+  if awk "BEGIN { exit !($stall > $most_stall_ms || $share > $most_shortage) }"; then
+    disturbed "the machine was too busy"
   fi
+}
+
+# Microseconds since the machine's start in which some program waited for a processor; 0 where the kernel does not
+# count them.
+waited_for_processors() {
+  local total
+  total=$(sed -n 's/^some .*total=//p' /proc/pressure/cpu 2>/dev/null)
+  echo "${total:-0}"
 }
