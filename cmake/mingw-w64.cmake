@@ -16,5 +16,7 @@ if(VELMO_SYSROOT)
   set(ENV{PKG_CONFIG_LIBDIR} "${VELMO_SYSROOT}/lib/pkgconfig")
 endif()
 
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-static-libgcc -static-libstdc++ -Wl,-Bstatic,-lwinpthread,-Bdynamic")
+# The compiler's own libraries go into each program, so that one without GTK is one file. CMake names the
+# sysroot's import libraries by their paths, which stay as they are.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine-run)

@@ -85,9 +85,9 @@ find_sysroot() {
   fi
 }
 
-# run_ctest PRESET [CTEST-ARGUMENT...]: runs a built suite, its tests side by side.
+# run_ctest PRESET [CTEST-ARGUMENT...]: runs a built suite, its tests side by side; what fails says so, no more.
 run_ctest() {
   local preset=$1
   shift
-  (cd "$root" && ctest --test-dir "build/$preset" --output-on-failure --no-tests=error -j "$((jobs * 2))" "$@")
+  (cd "$root" && GTEST_BRIEF=1 ctest --test-dir "build/$preset" --output-on-failure --no-tests=error -j "$((jobs * 2))" "$@")
 }

@@ -173,8 +173,9 @@ void filter_bank_process(std::span<FilterStage* const> stages, float* samples, s
         stages, channels, pairs, [](BiquadFilter& section, SectionPair& pair, std::size_t lane) {
             for_each_field([&](auto field, auto lanes) { (pair.*lanes)[lane] = section.*field; });
         });
-    k_runs[count - k_min_stages][channels - 1](
-        pairs, samples + filled * channels, samples + (filled - lead) * channels, frames - filled);
+    const auto& [mono, stereo] = k_runs[count - k_min_stages];
+    const Run run = channels == 1 ? mono : stereo;
+    run(pairs, samples + filled * channels, samples + (filled - lead) * channels, frames - filled);
     for_each_section(
         stages, channels, pairs, [](BiquadFilter& section, SectionPair& pair, std::size_t lane) {
             for_each_field([&](auto field, auto lanes) { section.*field = (pair.*lanes)[lane]; });

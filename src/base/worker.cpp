@@ -16,8 +16,9 @@ bool Worker::start(Body body) {
     }
     auto run = std::make_shared<Run>();
     try {
-        m_thread = std::thread([run, body = std::move(body)] {
+        m_thread = std::thread([run, body = std::move(body)]() mutable {
             body(run->stop);
+            body = nullptr; // what the body owned is gone before anybody learns of its end
             run->ended.set();
         });
     } catch (const std::system_error&) {

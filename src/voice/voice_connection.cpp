@@ -100,10 +100,11 @@ bool start_network_thread(std::shared_ptr<UdpSocket> socket) {
     // Under the lock, so that the thread finds g_hNetworkThread complete.
     const std::lock_guard lock(g_sendLock);
     const bool started =
-        g_hNetworkThread.start([socket = std::move(socket), ended](const StopEvent& stop) {
+        g_hNetworkThread.start([socket = std::move(socket), ended](const StopEvent& stop) mutable {
             { const std::lock_guard wait_for_starter(g_sendLock); }
             g_onNetworkThread = true;
             run_network_thread(stop, *socket);
+            socket.reset(); // the next connection finds this one's socket closed
             ended->set();
         });
     if (started) {

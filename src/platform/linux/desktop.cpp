@@ -9,6 +9,7 @@ namespace {
 // Decided once: the environment may be read safely only while nobody changes it, and a log call
 // from the capture thread should not search it every time.
 bool wants_debug_output() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes the environment
     static const bool wanted = std::getenv("VELMO_DEBUG") != nullptr;
     return wanted;
 }

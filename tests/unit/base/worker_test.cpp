@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -66,6 +67,18 @@ struct Stubborn {
     StopEvent go_on;
     StopEvent saw_its_stop;
 };
+
+TEST(Worker, WhatTheBodyOwnedIsGoneOnceItCountsAsEnded) {
+    auto owned = std::make_shared<int>(1);
+    const std::weak_ptr<int> watched = owned;
+    Worker worker;
+    ASSERT_TRUE(worker.start([owned = std::move(owned)](const StopEvent&) {}));
+    while (worker.is_running()) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(watched.expired());
+    EXPECT_TRUE(worker.wait_and_release(k_long_ms));
+}
 
 TEST(Worker, BodyThatOutlivesItsWaitIsLetGoAndStillSeesItsStop) {
     const auto stubborn = std::make_shared<Stubborn>();
