@@ -6,12 +6,11 @@ jobs=$(nproc)
 
 # What each kind of work needs on Debian 12.
 declare -A packages=(
-  [build]="g++ cmake ninja-build pkg-config libgtk-4-dev libpulse-dev libsodium-dev nlohmann-json3-dev"
+  [build]="g++ cmake ninja-build pkg-config libgtk-4-dev libpulse-dev libsodium-dev nlohmann-json3-dev
+    googletest libbenchmark-dev libspeexdsp-dev"
   [sound]="pulseaudio pulseaudio-utils espeak-ng sox"
   [display]="xvfb xauth openbox xdotool imagemagick fonts-dejavu-core adwaita-icon-theme librsvg2-common"
-  [test]="googletest"
   [windows]="g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 wine xz-utils"
-  [bench]="libbenchmark-dev libspeexdsp-dev"
   [fuzz]="clang-14 libclang-rt-14-dev"
   [lint]="clang-format-14 clang-tidy-14 shellcheck git"
 )
