@@ -41,7 +41,7 @@ need() {
     die "cannot install ${missing[*]}"
 }
 
-# build PRESET [TARGET...]: configures and builds in build/PRESET.
+# build PRESET [TARGET...]: configures and builds in build/PRESET; who asks at the same time waits.
 build() {
   local preset=$1
   shift
@@ -50,9 +50,10 @@ build() {
   say "Building $preset (a few minutes at the first time, seconds later)"
   (
     cd "$root" || exit 1
-    cmake --preset "$preset" >"$log" 2>&1 &&
-      cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"} >>"$log" 2>&1
-  ) || {
+    flock 9
+    cmake --preset "$preset" >"$log" 2>&1 9>&- &&
+      cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"} >>"$log" 2>&1 9>&-
+  ) 9>"$root/build/$preset.lock" || {
     grep -E -A 8 'error|Error|FAILED' "$log" | head -60 >&2
     die "the build of $preset failed; all of it is in $log"
   }
