@@ -229,7 +229,7 @@ start_probe() {
   (cd "$case_dir" && run_first "$probe_program" run --seconds "$2" "${options[@]}") >"$probe_log" 2>&1 </dev/null &
   probe_pid=$!
   children+=("$probe_pid")
-  until_true 15 grep -q '^started' "$probe_log" || give_up "the probe did not start: $(tail -n 2 "$probe_log")"
+  until_true 15 grep -qs '^started' "$probe_log" || give_up "the probe did not start: $(tail -n 2 "$probe_log")"
 }
 
 await_measurement() {
