@@ -9,17 +9,26 @@
 #include "core/debug_log.h"
 
 #include <array>
+#include <atomic>
 #include <cstddef>
+#include <mutex>
 #include <span>
 #include <string_view>
 
 namespace {
 
-std::int32_t g_initialized = 0;
+std::atomic<std::int32_t> g_initialized = 0;
 std::int32_t g_sampleRate = 48000;
 std::int32_t g_channels = 2;
-AudioProcessingConfig g_config{};
+AudioProcessingConfig g_config{}; ///< as last set; the main thread's
 
+/// On its way from the main thread to the capture thread, which adopts it before its next block.
+std::mutex g_pending_mutex;
+AudioProcessingConfig g_pending_config{};
+std::atomic<bool> g_is_config_pending = false;
+
+// From here on the capture thread's, once a capture runs.
+AudioProcessingConfig g_running_config{};
 FilterStage g_highpass{};
 FilterStage g_lowpass{};
 FilterStage g_notch50{};
@@ -120,6 +129,33 @@ void set_peaking(FilterStage& stage, float freq, float gain_db, float q) {
     }
 }
 
+/// Recomputes the filters that a configuration has enabled. The others' coefficients are of no
+/// interest: what enables a filter recomputes it.
+void set_enabled_filters(const AudioProcessingConfig& config) {
+    if (config.highpassEnabled != 0) {
+        set_highpass(config.highpassFreq);
+    }
+    if (config.lowpassEnabled != 0) {
+        set_lowpass(config.lowpassFreq);
+    }
+    if (config.deEsserEnabled != 0) {
+        set_peaking(g_deEsser, config.deEsserFreq, config.deEsserGain, k_de_esser_q);
+    }
+}
+
+/// Never waits: a configuration that is being written at this very moment is for the next block.
+void adopt_pending_config() {
+    if (!g_is_config_pending.load(std::memory_order_relaxed)) {
+        return;
+    }
+    const std::unique_lock lock(g_pending_mutex, std::try_to_lock);
+    if (lock.owns_lock()) {
+        g_is_config_pending = false;
+        g_running_config = g_pending_config;
+        set_enabled_filters(g_running_config);
+    }
+}
+
 void filter(const AudioProcessingConfig& config, float* samples, std::int32_t count) {
     if (g_channels != 1 && g_channels != 2) {
         return; // the stages hold two channels
@@ -172,11 +208,11 @@ std::int32_t AudioProcessing_Init(std::int32_t sampleRate, std::int32_t channels
     g_sampleRate = sampleRate;
     g_channels = channels;
     g_config = k_default_config;
-    set_highpass(g_config.highpassFreq);
-    set_lowpass(g_config.lowpassFreq);
+    g_running_config = k_default_config;
+    g_is_config_pending = false;
+    set_enabled_filters(k_default_config);
     set_notch(g_notch50, 50.0F);
     set_notch(g_notch60, 60.0F);
-    set_peaking(g_deEsser, g_config.deEsserFreq, g_config.deEsserGain, k_de_esser_q);
     set_peaking(g_presence, k_presence_freq, k_presence_gain_db, k_presence_q);
     g_initialized = 1;
     DebugLog("Audio processing initialized: %dHz, %d channels", sampleRate, channels);
@@ -193,7 +229,8 @@ void AudioProcessing_Process(float* samples, std::int32_t sampleCount) {
         return;
     }
     const DenormalsAsZero denormals_as_zero;
-    const AudioProcessingConfig config = g_config;
+    adopt_pending_config();
+    const AudioProcessingConfig& config = g_running_config;
     filter(config, samples, sampleCount);
     compress_and_gate(config, samples, sampleCount);
     if (config.limiterEnabled != 0) {
@@ -206,14 +243,10 @@ void AudioProcessing_SetConfig(const AudioProcessingConfig* config) {
         return;
     }
     g_config = *config;
-    if (g_config.highpassEnabled != 0) {
-        set_highpass(g_config.highpassFreq);
-    }
-    if (g_config.lowpassEnabled != 0) {
-        set_lowpass(g_config.lowpassFreq);
-    }
-    if (g_config.deEsserEnabled != 0) {
-        set_peaking(g_deEsser, g_config.deEsserFreq, g_config.deEsserGain, k_de_esser_q);
+    {
+        const std::lock_guard lock(g_pending_mutex);
+        g_pending_config = *config;
+        g_is_config_pending = true;
     }
     DebugLog("Audio processing config updated");
 }

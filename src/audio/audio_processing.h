@@ -39,8 +39,8 @@ void AudioProcessing_Cleanup();
 /// last whole frame skip the filters. Does nothing before init. Capture thread; allocates nothing.
 void AudioProcessing_Process(float* samples, std::int32_t sampleCount);
 
-/// Adopts all fields and recomputes the enabled filters, which clears their histories. Null is
-/// ignored. A capture running meanwhile may process one block with partly updated parameters.
+/// Adopts all fields and recomputes the enabled filters, which clears their histories, before the
+/// next block is processed: a capture may run meanwhile. Null is ignored. Main thread.
 void AudioProcessing_SetConfig(const AudioProcessingConfig* config);
 
 /// Copies the configuration out. Null is ignored.

@@ -15,8 +15,9 @@ struct MainThreadTask {
 /// Queues a task for the main thread, in order, without waiting for it. Called from any thread.
 using MainThreadPoster = void (*)(const MainThreadTask& task);
 
-/// Registers the poster and makes the calling thread the main thread. A null poster unregisters:
-/// what workers post from then on is destroyed unrun. Call while no worker runs.
+/// Registers the poster and makes the calling thread the main thread, before the first worker. A
+/// null poster unregisters, and workers may still run: what they post from then on is destroyed
+/// unrun.
 void main_thread_register(MainThreadPoster poster);
 
 /// True on the thread that registered the poster.

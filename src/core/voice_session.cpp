@@ -102,7 +102,8 @@ void OnJoinRoom(const char* roomId) {
     format_text(message, "{\"roomId\":\"%s\",\"username\":\"%s\"}", or_empty(roomId),
                 g_appState.username);
     Network_SendMessage(k_voice_message_join, message);
-    DebugLog(Audio_Start() != 0 ? "Audio capture started" : "Audio start failed");
+    const bool is_capturing = Audio_Start() != 0;
+    DebugLog(is_capturing ? "Audio capture started" : "Audio start failed");
 
     // In the room without waiting for the server's word, also without a microphone.
     set_state(ConnectionState::in_room);

@@ -12,6 +12,10 @@ add_executable(record_chain EXCLUDE_FROM_ALL
   golden/record_chain.cpp ${VELMO_PROCESSING_SUPPORT})
 target_include_directories(record_chain PRIVATE ${PROJECT_SOURCE_DIR}/tests)
 target_link_libraries(record_chain PRIVATE velmo_flags velmo_audio_processing)
+# A program of its own, for ThreadSanitizer's sake: the arithmetic above would take it too long.
+velmo_test(audio_processing_threads_test
+  SOURCES audio_processing_threads_test.cpp
+  LINKS velmo_audio_processing velmo_platform_desktop)
 # A program of its own: it needs the state that the chain has when a program starts.
 velmo_test(audio_processing_start_test
   SOURCES audio_processing_start_test.cpp
