@@ -20,6 +20,7 @@ std::atomic<bool> g_initialized{false};
 std::int16_t encode_sample(float sample) {
     // Not a number compares unequal to itself; it is silence.
     const float clamped = sample == sample ? std::clamp(sample, -1.0f, 1.0f) : 0.0f;
+    // The product is rounded to float before it is cut, so that a decoded sample encodes to itself.
     return static_cast<std::int16_t>(clamped * k_full_scale);
 }
 

@@ -17,6 +17,10 @@
 #include <string_view>
 #include <utility>
 
+// One connection at a time exists, and one counter numbers everything that it sends.
+std::uint64_t g_sessionId = 0;
+std::uint32_t g_sendSeq = 0;
+
 std::atomic<bool> g_isConnected{false};
 
 std::atomic<NetworkMessageCallback> g_onMessage{nullptr};
@@ -115,6 +119,21 @@ bool start_network_thread(std::shared_ptr<UdpSocket> socket) {
 
 } // namespace
 
+int CreateUdpPacket(std::uint8_t* buffer, int bufferSize, std::uint8_t type,
+                    const std::uint8_t* payload, int payloadLength) {
+    constexpr int k_header = static_cast<int>(k_voice_header_bytes);
+    if (buffer == nullptr || payloadLength < 0 || bufferSize < k_header ||
+        bufferSize - k_header < payloadLength) {
+        return -1;
+    }
+    write_voice_header(buffer, type, g_sessionId, g_sendSeq);
+    ++g_sendSeq;
+    if (payload != nullptr && payloadLength >= 1) {
+        std::memcpy(buffer + k_header, payload, static_cast<std::size_t>(payloadLength));
+    }
+    return payloadLength + k_header;
+}
+
 VoiceEndpoint parse_voice_url(const char* url) {
     VoiceEndpoint endpoint{};
     endpoint.port = k_voice_default_port;
@@ -190,13 +209,11 @@ std::shared_ptr<UdpSocket> begin_session(const char* url) {
     if (!await_connect_ack(*socket, session_id)) {
         return nullptr;
     }
-    {
-        const std::lock_guard lock(g_sendLock);
-        g_sessionId = session_id;
-        g_socket = socket;
-        g_isConnected = true;
-    }
     DebugLog("Connected! Session ID: %llu", static_cast<unsigned long long>(session_id));
+    const std::lock_guard lock(g_sendLock);
+    g_sessionId = session_id;
+    g_socket = socket;
+    g_isConnected = true;
     return socket;
 }
 

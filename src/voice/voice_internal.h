@@ -27,6 +27,12 @@ constexpr int k_peer_id_size = 64;
 extern std::uint64_t g_sessionId;
 extern std::uint32_t g_sendSeq;
 
+/// Writes a datagram of this connection: the current session id and the next sequence number, which
+/// it consumes. Returns payloadLength + 13, or -1 (consuming nothing) when `bufferSize` is smaller
+/// than that. The payload is copied only when given. Caller holds the connection's send lock.
+int CreateUdpPacket(std::uint8_t* buffer, int bufferSize, std::uint8_t type,
+                    const std::uint8_t* payload, int payloadLength);
+
 /// Written under the send lock, read by anyone.
 extern std::atomic<bool> g_isConnected;
 

@@ -1,28 +1,22 @@
 // See voice/voice_packet.h.
 #include "voice/voice_packet.h"
 
-#include "voice/voice_internal.h"
-
 #include <cstring>
-
-// One connection at a time exists, and one counter numbers everything that it sends.
-std::uint64_t g_sessionId = 0;
-std::uint32_t g_sendSeq = 0;
 
 namespace {
 
 constexpr std::size_t k_session_offset = 1;
 constexpr std::size_t k_sequence_offset = 9;
 
-void write_header(std::uint8_t* bytes, std::uint8_t type, std::uint64_t sessionId,
-                  std::uint32_t sequence) {
+} // namespace
+
+void write_voice_header(std::uint8_t* bytes, std::uint8_t type, std::uint64_t sessionId,
+                        std::uint32_t sequence) {
     bytes[0] = type;
     write_big_endian_32(bytes + k_session_offset, static_cast<std::uint32_t>(sessionId >> 32));
     write_big_endian_32(bytes + k_session_offset + 4, static_cast<std::uint32_t>(sessionId));
     write_big_endian_32(bytes + k_sequence_offset, sequence);
 }
-
-} // namespace
 
 int write_voice_packet(std::span<std::uint8_t> buffer, VoicePacketType type,
                        std::uint64_t sessionId, std::uint32_t sequence,
@@ -31,26 +25,11 @@ int write_voice_packet(std::span<std::uint8_t> buffer, VoicePacketType type,
         buffer.size() < k_voice_header_bytes + payload.size()) {
         return -1;
     }
-    write_header(buffer.data(), static_cast<std::uint8_t>(type), sessionId, sequence);
+    write_voice_header(buffer.data(), static_cast<std::uint8_t>(type), sessionId, sequence);
     if (!payload.empty()) {
         std::memcpy(buffer.data() + k_voice_header_bytes, payload.data(), payload.size());
     }
     return static_cast<int>(k_voice_header_bytes + payload.size());
-}
-
-int CreateUdpPacket(std::uint8_t* buffer, int bufferSize, std::uint8_t type,
-                    const std::uint8_t* payload, int payloadLength) {
-    constexpr int k_header = static_cast<int>(k_voice_header_bytes);
-    if (buffer == nullptr || payloadLength < 0 || bufferSize < k_header ||
-        bufferSize - k_header < payloadLength) {
-        return -1;
-    }
-    write_header(buffer, type, g_sessionId, g_sendSeq);
-    ++g_sendSeq;
-    if (payload != nullptr && payloadLength >= 1) {
-        std::memcpy(buffer + k_header, payload, static_cast<std::size_t>(payloadLength));
-    }
-    return payloadLength + k_header;
 }
 
 bool ParseUdpHeader(const std::uint8_t* data, int length, std::uint8_t* type,

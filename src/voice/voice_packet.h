@@ -40,11 +40,9 @@ int write_voice_packet(std::span<std::uint8_t> buffer, VoicePacketType type,
                        std::uint64_t sessionId, std::uint32_t sequence,
                        std::span<const std::uint8_t> payload);
 
-/// Writes a datagram of this connection: the current session id and the next sequence number, which
-/// it consumes. Returns payloadLength + 13, or -1 (consuming nothing) when `bufferSize` is smaller
-/// than that. The payload is copied only when given. Caller holds the connection's send lock.
-int CreateUdpPacket(std::uint8_t* buffer, int bufferSize, std::uint8_t type,
-                    const std::uint8_t* payload, int payloadLength);
+/// Writes the header's 13 bytes.
+void write_voice_header(std::uint8_t* bytes, std::uint8_t type, std::uint64_t sessionId,
+                        std::uint32_t sequence);
 
 /// Reads the header. Returns false for a length of 12 or less, leaving the outputs untouched.
 bool ParseUdpHeader(const std::uint8_t* data, int length, std::uint8_t* type,

@@ -1,6 +1,6 @@
 // The voice session: what each handler sends, sets, shows and logs, and in which order.
 #include "core/voice_session.h"
-#include "unit/core/allocation_counter.h"
+#include "support/allocation_counter.h"
 #include "unit/core/core_fixture.h"
 
 #include <array>

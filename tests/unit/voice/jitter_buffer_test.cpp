@@ -1,6 +1,7 @@
 // The jitter buffer's arithmetic to the integer, its bounds and its release rule.
 #include "voice/jitter_buffer.h"
 
+#include "support/allocation_counter.h"
 #include "voice_fixture.h"
 
 #include <string>
@@ -34,12 +35,31 @@ class JitterBuffer : public testing::Test {
     FakeClock clock{50000};
 };
 
-TEST_F(JitterBuffer, StartsWithItsInitialValues) {
-    const NetworkStatistics statistics = Network_GetStatistics();
-    EXPECT_EQ(statistics.smoothed_rtt_ms, 60u);
-    EXPECT_EQ(statistics.jitter_estimate_ms, 0u);
-    EXPECT_EQ(statistics.target_jitter_delay_ms, 30u);
-    EXPECT_EQ(statistics.queued_packets, 0u);
+// Taken during static initialisation, before any test resets anything.
+const NetworkStatistics k_statistics_at_start = Network_GetStatistics();
+
+TEST_F(JitterBuffer, StartsWithItsInitialValuesAndResetsToThem) {
+    for (const NetworkStatistics& statistics : {k_statistics_at_start, Network_GetStatistics()}) {
+        EXPECT_EQ(statistics.smoothed_rtt_ms, 60u);
+        EXPECT_EQ(statistics.jitter_estimate_ms, 0u);
+        EXPECT_EQ(statistics.target_jitter_delay_ms, 30u);
+        EXPECT_EQ(statistics.queued_packets, 0u);
+    }
+}
+
+TEST_F(JitterBuffer, NeitherQueueingNorReleasingAllocates) {
+    static int g_released = 0;
+    g_released = 0;
+    Network_SetAudioCallback([](const std::uint8_t*, int) { ++g_released; });
+    const std::vector<std::uint8_t> packet(1920, 1);
+    const AllocationCounter allocations;
+    for (std::uint32_t tick = 1; tick <= 1000; ++tick) {
+        Network_QueueAudioPacket(packet.data(), 1920, tick, clock.now());
+        clock.advance(10);
+        Network_DispatchBufferedAudio();
+    }
+    EXPECT_EQ(allocations.count(), 0);
+    EXPECT_GT(g_released, 900);
 }
 
 struct TargetCase {

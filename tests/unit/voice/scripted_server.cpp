@@ -8,7 +8,9 @@ ScriptedServer::ScriptedServer() {
         std::abort();
     }
     m_socket = udp_open();
-    if (!m_socket || !udp_bind(*m_socket, {k_udp_loopback, 0})) {
+    m_other_socket = udp_open();
+    if (!m_socket || !udp_bind(*m_socket, {k_udp_loopback, 0}) || !m_other_socket ||
+        !udp_bind(*m_other_socket, {k_udp_loopback, 0})) {
         std::abort();
     }
     m_port = udp_local_address(*m_socket)->port;
@@ -19,6 +21,7 @@ ScriptedServer::~ScriptedServer() {
     m_stop = true;
     m_thread.join();
     m_socket.reset();
+    m_other_socket.reset();
     udp_system_stop();
 }
 
@@ -42,7 +45,7 @@ void ScriptedServer::send_raw(std::span<const std::uint8_t> datagram) {
         const std::lock_guard lock(m_mutex);
         client = m_client;
     }
-    udp_send(*m_socket, client, datagram);
+    udp_send(answer_from_elsewhere ? *m_other_socket : *m_socket, client, datagram);
 }
 
 std::vector<ScriptedServer::Received> ScriptedServer::received() const {

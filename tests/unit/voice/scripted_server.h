@@ -40,12 +40,14 @@ class ScriptedServer {
 
     std::atomic<std::uint64_t> session{0x1000};
     std::atomic<bool> echo_audio{true};
+    std::atomic<bool> answer_from_elsewhere{false}; ///< from a second socket, on a port of its own
 
   private:
     void run();
     void answer(VoicePacketType type, std::span<const std::uint8_t> payload);
 
     UdpSocketPtr m_socket;
+    UdpSocketPtr m_other_socket;
     std::uint16_t m_port = 0;
     mutable std::mutex m_mutex;
     UdpAddress m_client;

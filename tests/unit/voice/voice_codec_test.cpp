@@ -209,14 +209,20 @@ TEST_F(VoiceCodec, LogsItsThreeEvents) {
 }
 
 // Taken during static initialisation, before any test initialises the stage.
-const std::int32_t k_before_first_init = [] {
-    float samples[2] = {};
+const std::int32_t k_encoded_before_init = [] {
+    const float samples[2] = {};
     std::uint8_t bytes[4] = {};
     return OpusCodec_Encode(samples, 1, bytes, 4);
 }();
+const std::int32_t k_decoded_before_init = [] {
+    float samples[2] = {};
+    const std::uint8_t bytes[4] = {};
+    return OpusCodec_Decode(bytes, 4, samples, 1);
+}();
 
 TEST(VoiceCodecAtStart, RefusesBeforeTheFirstInit) {
-    EXPECT_EQ(k_before_first_init, -1);
+    EXPECT_EQ(k_encoded_before_init, -1);
+    EXPECT_EQ(k_decoded_before_init, -1);
 }
 
 } // namespace

@@ -120,9 +120,10 @@ TEST_F(VoiceConnection, AnswerWithAPayloadIsAccepted) {
     EXPECT_EQ(g_sessionId, k_test_session);
 }
 
-TEST_F(VoiceConnection, LogShowsThePortThatIsUsed) {
-    udp.fail_open = true;
-    EXPECT_FALSE(Network_Connect("ws://voice.example:70000/x"));
+TEST_F(VoiceConnection, OfTheURLsPortNumberTheLow16BitsAreUsedAndLogged) {
+    answer_connect();
+    EXPECT_TRUE(Network_Connect("ws://voice.example:70000/x"));
+    EXPECT_EQ(udp.sent().front().to, (UdpAddress{FakeUdp::k_resolved.ipv4, 4464}));
     EXPECT_EQ(log_lines().front(), "Connecting to voice.example:4464 (UDP)");
 }
 

@@ -123,6 +123,16 @@ TEST_F(VoiceLoopback, JoinsTalksAndHearsItselfBack) {
     }
 }
 
+TEST_F(VoiceLoopback, AnswersFromAnotherAddressAreTheServersToo) {
+    server.answer_from_elsewhere = true;
+    ASSERT_TRUE(Network_Connect(server.url().c_str()));
+    server.send(VoicePacketType::error, "mal");
+    ASSERT_TRUE(eventually([] { return g_error_calls == 1; }));
+    // What the client sends still goes where it connected to.
+    EXPECT_TRUE(Network_SendSpeakingState(true));
+    ASSERT_TRUE(eventually([this] { return server.count(VoicePacketType::speaking) == 1; }));
+}
+
 TEST_F(VoiceLoopback, ResolvesANameForItsFirstIpv4Address) {
     std::string url = server.url();
     url.replace(url.find("127.0.0.1"), 9, "localhost");

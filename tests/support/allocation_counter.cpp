@@ -1,6 +1,6 @@
 // See allocation_counter.h. In a file of its own, so that no compiler sees through the replaced
 // operators into their callers.
-#include "unit/core/allocation_counter.h"
+#include "support/allocation_counter.h"
 
 #include <cstdlib>
 #include <new>
