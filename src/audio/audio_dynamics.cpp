@@ -296,16 +296,15 @@ void CompressAndGate_Process(Compressor* compressor, const CompressorSettings& c
     const std::ptrdiff_t groups = count / k_group;
     Float4 envelopes{};
     for (std::ptrdiff_t i = 0; i < groups + 2; ++i) {
-        float* const group = samples + i * k_group;
         Float4 followed{};
         if (i < groups) {
-            followed = follow_group(compressor_run.follower, group);
+            followed = follow_group(compressor_run.follower, samples + i * k_group);
         }
         if (i >= 1 && i <= groups) {
-            compress_group(compressor_run, envelopes, group - k_group);
+            compress_group(compressor_run, envelopes, samples + (i - 1) * k_group);
         }
         if (i >= 2) {
-            gate_group(gate_run, group - 2 * k_group);
+            gate_group(gate_run, samples + (i - 2) * k_group);
         }
         envelopes = followed;
     }
