@@ -22,6 +22,10 @@ die() {
   exit 1
 }
 
+as_root() {
+  if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
+}
+
 # need KIND...: installs what these kinds of work lack, as root or with sudo.
 need() {
   local missing=() kind package
@@ -33,10 +37,8 @@ need() {
   done
   [ ${#missing[@]} -gt 0 ] || return 0
   say "Installing ${missing[*]} (a few minutes at the first time)"
-  local as_root=()
-  [ "$(id -u)" = 0 ] || as_root=(sudo)
-  "${as_root[@]}" apt-get update -q >/dev/null || die "cannot read the package lists"
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+  as_root apt-get update -q >/dev/null || die "cannot read the package lists"
+  as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -q --no-install-recommends "${missing[@]}" >/dev/null ||
     die "cannot install ${missing[*]}"
 }
@@ -49,8 +51,7 @@ build() {
   local log=$root/build/$preset.log
   say "Building $preset (a few minutes at the first time, seconds later)"
   (
-    cd "$root" || exit 1
-    flock 9
+    cd "$root" && flock 9 || exit 1
     cmake --preset "$preset" >"$log" 2>&1 9>&- &&
       cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"} >>"$log" 2>&1 9>&-
   ) 9>"$root/build/$preset.lock" || {
@@ -70,19 +71,24 @@ find_sysroot() {
   local cache=${XDG_CACHE_HOME:-$HOME/.cache}/velmo name=velmo-win64-gtk418
   local archive=$root/../shared/windows/gtk4-win64-sysroot.tar.xz
   export VELMO_SYSROOT=$cache/$name
-  if [ ! -e "$VELMO_SYSROOT/.relocated" ]; then
-    mkdir -p "$cache"
+  mkdir -p "$cache" || die "$cache cannot be made"
+  (
+    flock 9 || exit 1
+    [ ! -e "$VELMO_SYSROOT/.relocated" ] || exit 0
     if [ -e "$archive" ]; then
       say "Unpacking GTK for Windows"
-      tar -xJf "$archive" -C "$cache" || die "cannot unpack $archive"
-    elif [ ! -d "$VELMO_SYSROOT/lib/pkgconfig" ]; then
+      tar -xJf "$archive" -C "$cache" 9>&- || exit 1
+    else
       say "Building GTK for Windows from its sources (about 22 minutes, once)"
-      PREFIX=$VELMO_SYSROOT "$root/packaging/windows/build-sysroot" || die "no GTK for Windows"
+      as_root env HOME="$HOME" PREFIX="$VELMO_SYSROOT" WORK="$cache/sysroot-work" \
+        "$root/packaging/windows/build-sysroot" 9>&- || exit 1
     fi
+    # Both write the manifest last: what has none is half of a sysroot.
+    [ -s "$VELMO_SYSROOT/MANIFEST" ] || exit 1
     # Wherever it was built, it works where it lies.
-    sed -i -E "s|/[^ ]*/$name|\${pcfiledir}/../..|g" "$VELMO_SYSROOT"/lib/pkgconfig/*.pc
-    touch "$VELMO_SYSROOT/.relocated"
-  fi
+    as_root sed -i -E "s|/[^ ]*/$name|\${pcfiledir}/../..|g" "$VELMO_SYSROOT"/lib/pkgconfig/*.pc &&
+      as_root touch "$VELMO_SYSROOT/.relocated"
+  ) 9>"$cache/sysroot.lock" || die "there is no GTK for Windows in $VELMO_SYSROOT"
 }
 
 # run_ctest PRESET [CTEST-ARGUMENT...]: runs a built suite, its tests side by side; what fails says so, no more.
