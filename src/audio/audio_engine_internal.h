@@ -3,6 +3,7 @@
 #pragma once
 
 #include "audio/audio_engine.h"
+#include "audio/audio_level.h"
 #include "audio/audio_ring.h"
 #include "base/worker.h"
 #include "platform/audio_endpoint.h"
@@ -59,10 +60,6 @@ void stop_locked();
 /// Drop this side's share of one direction's service and client. With g_control held.
 void release_input_client();
 void release_output_client();
-
-/// The level of `count` samples: three times their root mean square, which makes speech fill the
-/// meter, 1.0 at most; 0.0 for none.
-float CalculateRMS(const float* samples, std::int32_t count);
 
 /// Works off the packets that wait, until one call fails or `stop` is set. Capture thread.
 void capture_pass(AudioCaptureService& service, const StopEvent& stop);

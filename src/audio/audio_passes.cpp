@@ -3,14 +3,11 @@
 #include "audio/audio_engine_internal.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 
 namespace audio_engine {
 
 namespace {
-
-constexpr float k_level_scale = 3.0F;
 
 /// Silences or amplifies one packet in place and hands it to whoever listens. Every setting is read
 /// once, so that one packet is treated as a whole.
@@ -38,17 +35,6 @@ void deliver_packet(float* samples, std::uint32_t frames) {
 }
 
 } // namespace
-
-float CalculateRMS(const float* samples, std::int32_t count) {
-    if (count <= 0) {
-        return 0.0F;
-    }
-    float sum = 0.0F;
-    for (std::int32_t sample = 0; sample < count; ++sample) {
-        sum += samples[sample] * samples[sample];
-    }
-    return std::fmin(std::sqrt(sum / static_cast<float>(count)) * k_level_scale, 1.0F);
-}
 
 void capture_pass(AudioCaptureService& service, const StopEvent& stop) {
     std::uint32_t waiting = 0;

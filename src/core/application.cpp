@@ -3,6 +3,7 @@
 
 #include "audio/audio_engine.h"
 #include "audio/audio_processing.h"
+#include "audio/sound_format.h"
 #include "base/printf_format.h"
 #include "core/app_state.h"
 #include "core/voice_session.h"
@@ -20,10 +21,6 @@
 
 namespace {
 
-constexpr std::int32_t k_sample_rate = 48000;
-constexpr std::int32_t k_channels = 2;
-constexpr std::int32_t k_bitrate = 128000;
-
 struct Subsystem {
     bool (*init)();
     void (*cleanup)();
@@ -38,11 +35,12 @@ constexpr Subsystem k_subsystems[] = {
      "Error al inicializar la red\\n"},
     {[] { return Audio_Init() != 0; }, Audio_Cleanup, "Audio_Init OK\\n", "Audio_Init failed\\n",
      "Error al inicializar el audio\\n"},
-    {[] { return AudioProcessing_Init(k_sample_rate, k_channels) != 0; }, AudioProcessing_Cleanup,
-     "AudioProcessing_Init OK\\n", "AudioProcessing_Init failed\\n",
+    {[] { return AudioProcessing_Init(k_sound_rate, k_sound_channels) != 0; },
+     AudioProcessing_Cleanup, "AudioProcessing_Init OK\\n", "AudioProcessing_Init failed\\n",
      "Error al inicializar el procesador de audio\\n"},
-    {[] { return OpusCodec_Init(k_sample_rate, k_channels, k_bitrate); }, OpusCodec_Cleanup,
-     "OpusCodec_Init OK\\n", "OpusCodec_Init failed\\n", "Error al inicializar el codec Opus\\n"},
+    {[] { return OpusCodec_Init(k_sound_rate, k_sound_channels, k_sound_bitrate); },
+     OpusCodec_Cleanup, "OpusCodec_Init OK\\n", "OpusCodec_Init failed\\n",
+     "Error al inicializar el codec Opus\\n"},
 };
 
 // The start-up log: one file per start, every marker on disk before the next step begins. Does
