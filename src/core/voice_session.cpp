@@ -3,6 +3,7 @@
 
 #include "audio/audio_engine.h"
 #include "audio/audio_processing.h"
+#include "audio/sound_format.h"
 #include "base/main_thread.h"
 #include "base/text.h"
 #include "core/app_state.h"
@@ -19,14 +20,13 @@
 
 namespace {
 
-constexpr std::int32_t k_channels = 2;
-constexpr std::int32_t k_sent_frames_max = 480;   // 10 ms at 48 kHz
-constexpr std::int32_t k_played_frames_max = 960; // per received packet
 constexpr std::size_t k_encoded_bytes_max = 65536;
 
 // Connection states that the main thread showed itself, counted. A worker's farewell that was still
 // under way then is older, and must not overwrite them.
 std::atomic<std::uint32_t> g_direct_state_changes{0};
+
+std::atomic<std::uint64_t> g_audio_packets_sent{0};
 
 const char* or_empty(const char* text) {
     return text != nullptr ? text : "";
@@ -167,21 +167,25 @@ void OnAudioInput(float* samples, std::int32_t frameCount) {
     }
     // On the stack: nothing is allocated, and a capture thread that outlived its stop shares
     // nothing with the next. Untouched bytes of the large one cost nothing.
-    std::array<float, k_sent_frames_max * k_channels> block;
+    std::array<float, k_sent_frames_max * k_sound_channels> block;
     std::array<std::uint8_t, k_encoded_bytes_max> encoded;
 
-    const std::int32_t sample_count = frames * k_channels;
+    const std::int32_t sample_count = frames * k_sound_channels;
     std::copy_n(samples, sample_count, block.begin());
     AudioProcessing_Process(block.data(), sample_count);
     const std::int32_t bytes = OpusCodec_Encode(block.data(), frames, encoded.data(),
                                                 static_cast<std::int32_t>(encoded.size()));
-    if (bytes >= 1 && is_in_room()) {
-        Network_SendAudio(encoded.data(), bytes);
+    if (bytes >= 1 && is_in_room() && Network_SendAudio(encoded.data(), bytes)) {
+        g_audio_packets_sent.fetch_add(1, std::memory_order_relaxed);
     }
 }
 
 void OnAudioLevel(float level) {
     GUI_UpdateAudioLevel(level);
+}
+
+std::uint64_t audio_packets_sent() {
+    return g_audio_packets_sent.load(std::memory_order_relaxed);
 }
 
 void OnNetworkConnected() {
@@ -232,8 +236,9 @@ void OnNetworkAudio(const std::uint8_t* data, int length) {
     if (data == nullptr || length < 1 || g_appState.deafened.load(std::memory_order_relaxed)) {
         return;
     }
-    std::array<float, k_played_frames_max * k_channels> samples;
-    const std::int32_t frames = OpusCodec_Decode(data, length, samples.data(), k_played_frames_max);
+    std::array<float, k_received_frames_max * k_sound_channels> samples;
+    const std::int32_t frames =
+        OpusCodec_Decode(data, length, samples.data(), k_received_frames_max);
     if (frames >= 1) {
         Audio_PlaySamples(samples.data(), frames);
     }

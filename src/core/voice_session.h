@@ -19,6 +19,9 @@ void OnChatSend(const char* text);
 void OnAudioInput(float* samples, std::int32_t frameCount);
 void OnAudioLevel(float level);
 
+/// Audio packets that the network took since the program began. Any thread.
+std::uint64_t audio_packets_sent();
+
 // Called by the voice transport: the first on the connecting thread, the second on the network
 // thread or the disconnecting one, the others on the network thread.
 void OnNetworkConnected();

@@ -32,7 +32,7 @@ bool Network_SendMessage(int kind, const char* text) {
 
 bool Network_SendAudio(const std::uint8_t* data, int length) {
     journal("Network_SendAudio(%d: %02x)", length, data[0]);
-    return true;
+    return g_fake_voice.send_audio_result;
 }
 
 void Network_SetConnectedCallback(NetworkConnectedCallback callback) {

@@ -10,6 +10,7 @@ struct FakeVoice {
     bool init_result = true;
     bool connect_result = true;
     bool codec_init_result = true;
+    bool send_audio_result = true;
     std::int32_t encode_result = 0; ///< what encoding returns; 0: the bytes it wrote
     std::int32_t decode_result = 0; ///< what decoding returns; 0: the frames it wrote
     NetworkConnectedCallback on_connected = nullptr;

@@ -241,6 +241,20 @@ TEST_F(Session, CaptureWithoutFramesIsIgnored) {
     EXPECT_EQ(journal_lines("Network_SendAudio"), Lines{});
 }
 
+TEST_F(Session, CountsTheAudioThatWasSentAndNoOther) {
+    std::vector<float> samples = block(480);
+    const std::uint64_t before = audio_packets_sent();
+    OnAudioInput(samples.data(), 480);
+    EXPECT_EQ(audio_packets_sent() - before, 0U) << "outside a room";
+    enter_room();
+    OnAudioInput(samples.data(), 480);
+    OnAudioInput(samples.data(), 480);
+    EXPECT_EQ(audio_packets_sent() - before, 2U);
+    g_fake_voice.send_audio_result = false;
+    OnAudioInput(samples.data(), 480);
+    EXPECT_EQ(audio_packets_sent() - before, 2U) << "when the network takes nothing";
+}
+
 TEST_F(Session, CaptureHandlerDoesNotTestTheMuteFlag) {
     enter_room();
     OnMuteToggle(true);
