@@ -1,6 +1,8 @@
 // See service/service_options.h.
 #include "service/service_options.h"
 
+#include "base/glib_owner.h"
+
 #include <glib.h>
 
 #include <array>
@@ -9,7 +11,7 @@
 namespace {
 
 struct Values {
-    std::unique_ptr<char, void (*)(void*)> host{nullptr, g_free};
+    GCharSlot host;
     int voice_port = 0;
     gboolean verbose = FALSE;
     gboolean help = FALSE;
@@ -18,16 +20,17 @@ struct Values {
 
 using ContextPtr = std::unique_ptr<GOptionContext, void (*)(GOptionContext*)>;
 
-ContextPtr make_context(char** host, Values* values) {
+// Fills `values` when it parses, which must live until then.
+ContextPtr make_context(Values& values) {
     const std::array<GOptionEntry, 6> entries{{
-        {"host", 0, 0, G_OPTION_ARG_STRING, host, "Address to listen on (127.0.0.1)", "ADDRESS"},
-        {"voice-port", 0, 0, G_OPTION_ARG_INT, &values->voice_port,
+        {"host", 0, 0, G_OPTION_ARG_STRING, values.host.address(),
+         "Address to listen on (127.0.0.1)", "ADDRESS"},
+        {"voice-port", 0, 0, G_OPTION_ARG_INT, &values.voice_port,
          "UDP port for voice (3602); 0 takes a free one", "PORT"},
-        {"verbose", 0, 0, G_OPTION_ARG_NONE, &values->verbose,
+        {"verbose", 0, 0, G_OPTION_ARG_NONE, &values.verbose,
          "Tell on standard error who comes and goes", nullptr},
-        {"version", 0, 0, G_OPTION_ARG_NONE, &values->version, "Print the version and end",
-         nullptr},
-        {"help", 'h', 0, G_OPTION_ARG_NONE, &values->help, "Print this and end", nullptr},
+        {"version", 0, 0, G_OPTION_ARG_NONE, &values.version, "Print the version and end", nullptr},
+        {"help", 'h', 0, G_OPTION_ARG_NONE, &values.help, "Print this and end", nullptr},
         {},
     }};
     ContextPtr context(g_option_context_new(nullptr), g_option_context_free);
@@ -45,35 +48,27 @@ bool parse_service_options(int argc, const char* const* argv, ServiceOptions& op
                            std::string& error) {
     Values values;
     values.voice_port = options.voice_port;
-    char* host = nullptr;
-    const ContextPtr context = make_context(&host, &values);
+    const ContextPtr context = make_context(values);
 
     // The parser takes what it knows out of its list, so it gets one of its own.
-    char** arguments = g_new0(char*, static_cast<gsize>(argc) + 1);
-    for (int i = 0; i < argc; ++i) {
+    GStrvSlot arguments(g_new0(char*, static_cast<gsize>(argc) + 1));
+    for (std::size_t i = 0; i < static_cast<std::size_t>(argc); ++i) {
         arguments[i] = g_strdup(argv[i]);
     }
-    GError* failure = nullptr;
-    const bool parsed = g_option_context_parse_strv(context.get(), &arguments, &failure) != FALSE;
-    const std::string stray =
-        parsed && arguments[0] != nullptr && arguments[1] != nullptr ? arguments[1] : "";
-    g_strfreev(arguments);
-    values.host.reset(host);
-
-    if (!parsed) {
+    GErrorSlot failure;
+    if (!g_option_context_parse_strv(context.get(), arguments.address(), failure.address())) {
         error = failure->message;
-        g_error_free(failure);
         return false;
     }
-    if (!stray.empty()) {
-        error = "Unexpected argument " + stray;
+    if (arguments[0] != nullptr && arguments[1] != nullptr) {
+        error = std::string("Unexpected argument ") + arguments[1];
         return false;
     }
     if (values.voice_port < 0 || values.voice_port > 65535) {
         error = "A port is a number from 0 to 65535, not " + std::to_string(values.voice_port);
         return false;
     }
-    if (values.host != nullptr) {
+    if (values.host) {
         options.host = values.host.get();
     }
     options.voice_port = static_cast<std::uint16_t>(values.voice_port);
@@ -85,10 +80,7 @@ bool parse_service_options(int argc, const char* const* argv, ServiceOptions& op
 
 std::string service_help() {
     Values values;
-    char* host = nullptr;
-    const ContextPtr context = make_context(&host, &values);
-    char* text = g_option_context_get_help(context.get(), TRUE, nullptr);
-    std::string help = text;
-    g_free(text);
-    return help;
+    const ContextPtr context = make_context(values);
+    const GCharPtr text(g_option_context_get_help(context.get(), TRUE, nullptr));
+    return text.get();
 }

@@ -9,10 +9,8 @@
 namespace {
 
 void on_choice(GObject* source, GAsyncResult* result, gpointer data) {
-    GError* error = nullptr;
-    // There is nothing to choose; closing it any other way counts as an error here.
-    gtk_alert_dialog_choose_finish(GTK_ALERT_DIALOG(source), result, &error);
-    g_clear_error(&error);
+    // There is nothing to choose. Closing it any other way would be an error, which is nobody's.
+    gtk_alert_dialog_choose_finish(GTK_ALERT_DIALOG(source), result, nullptr);
     reinterpret_cast<AlertClosedCallback>(data)();
 }
 

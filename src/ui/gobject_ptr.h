@@ -1,5 +1,8 @@
-// Owners for what GLib hands out: GObject references and allocated strings.
+// Owners for what the interface gets from GLib: GObject references here, texts and errors from
+// base.
 #pragma once
+
+#include "base/glib_owner.h"
 
 #include <glib-object.h>
 
@@ -12,9 +15,3 @@ struct GObjectUnref {
 /// Owns one reference. To adopt a floating one, sink it first.
 template <typename T>
 using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
-
-struct GFree {
-    void operator()(void* memory) const { g_free(memory); }
-};
-
-using GCharPtr = std::unique_ptr<char, GFree>;
