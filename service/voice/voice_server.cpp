@@ -9,9 +9,9 @@
 
 #include <sodium.h>
 
+#include <limits>
 #include <memory>
 #include <optional>
-#include <system_error>
 #include <vector>
 
 namespace {
@@ -57,6 +57,36 @@ class WideClock {
     VoiceTime m_now = m_ticks;
 };
 
+void serve(UdpSocket& socket, void (*log)(const char* line), const StopEvent& stop) {
+    Outside outside{&socket, log};
+    const auto rooms = std::make_unique<VoiceRooms>(hooks_to(outside));
+    std::vector<std::uint8_t> buffer(k_voice_datagram_max);
+    WideClock clock;
+    TickPacer pacer(clock.now());
+
+    while (!stop.is_set()) {
+        // What arrived during a stall goes into the queues before the ticks that ask for it; a
+        // flood gets no more than one batch before the next look at the clock.
+        int received = 0;
+        for (; received < k_receive_batch; ++received) {
+            UdpAddress from;
+            const std::optional<std::size_t> length = udp_receive(socket, buffer, &from);
+            if (!length) {
+                break;
+            }
+            rooms->handle(std::span(buffer).first(*length), from, clock.now());
+        }
+        const VoiceTime now = clock.now();
+        while (const std::optional<VoiceTime> tick = pacer.take_due(now)) {
+            rooms->tick(*tick);
+        }
+        if (received < k_receive_batch) {
+            udp_wait_readable(socket, pacer.wait_ms(clock.now()));
+        }
+    }
+    rooms->disconnect_all();
+}
+
 } // namespace
 
 VoiceServer::~VoiceServer() {
@@ -73,53 +103,23 @@ bool VoiceServer::start(const VoiceServerOptions& options, std::string& error) {
         error = "unknown host " + options.host;
         return false;
     }
-    UdpSocketPtr socket = udp_open();
+    const std::shared_ptr<UdpSocket> socket = udp_open();
     if (socket == nullptr || !udp_bind(*socket, wanted)) {
         error = "cannot listen on " + options.host + ":" + std::to_string(options.port) +
                 " (UDP): the port is taken, or the address is not this machine's";
         return false;
     }
-    m_socket = std::move(socket);
-    m_address = udp_local_address(*m_socket).value_or(wanted);
-    m_stop.reset();
-    m_thread = std::thread([this, log = options.log] { serve(log); });
+    const UdpAddress bound = udp_local_address(*socket).value_or(wanted);
+    if (!m_worker.start(
+            [socket, log = options.log](const StopEvent& stop) { serve(*socket, log, stop); })) {
+        error = "the system gives no thread";
+        return false;
+    }
+    m_address = bound;
     return true;
 }
 
 void VoiceServer::stop() {
-    if (m_thread.joinable()) {
-        m_stop.set();
-        m_thread.join();
-        m_socket.reset();
-    }
-}
-
-void VoiceServer::serve(void (*log)(const char* line)) {
-    Outside outside{m_socket.get(), log};
-    const auto rooms = std::make_unique<VoiceRooms>(hooks_to(outside));
-    std::vector<std::uint8_t> buffer(k_voice_datagram_max);
-    WideClock clock;
-    TickPacer pacer(clock.now());
-
-    while (!m_stop.is_set()) {
-        // What arrived during a stall goes into the queues before the ticks that ask for it; a
-        // flood gets no more than one batch before the next look at the clock.
-        int received = 0;
-        for (; received < k_receive_batch; ++received) {
-            UdpAddress from;
-            const std::optional<std::size_t> length = udp_receive(*m_socket, buffer, &from);
-            if (!length) {
-                break;
-            }
-            rooms->handle(std::span(buffer).first(*length), from, clock.now());
-        }
-        const VoiceTime now = clock.now();
-        while (const std::optional<VoiceTime> tick = pacer.take_due(now)) {
-            rooms->tick(*tick);
-        }
-        if (received < k_receive_batch) {
-            udp_wait_readable(*m_socket, pacer.wait_ms(clock.now()));
-        }
-    }
-    rooms->disconnect_all();
+    m_worker.request_stop();
+    m_worker.wait_and_release(std::numeric_limits<std::uint32_t>::max());
 }

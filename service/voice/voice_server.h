@@ -2,12 +2,11 @@
 // service's entry and by tests.
 #pragma once
 
-#include "base/stop_event.h"
+#include "base/worker.h"
 #include "platform/udp_socket.h"
 
 #include <cstdint>
 #include <string>
-#include <thread>
 
 struct VoiceServerOptions {
     std::string host = "127.0.0.1"; ///< an address of this machine, or a name for one
@@ -36,10 +35,6 @@ class VoiceServer {
     void stop();
 
   private:
-    void serve(void (*log)(const char* line));
-
-    UdpSocketPtr m_socket;
     UdpAddress m_address;
-    StopEvent m_stop;
-    std::thread m_thread;
+    Worker m_worker; // its body owns the socket
 };
