@@ -106,7 +106,8 @@ AudioResult audio_client_stop(AudioClient& client);
 /// The buffer's size in frames. Control or render thread.
 AudioResult audio_client_buffer_size(AudioClient& client, std::uint32_t& frames);
 
-/// Frames queued for playing and not yet played. Render thread.
+/// Frames queued for playing and not yet played, at most the buffer's size. Control or render
+/// thread.
 AudioResult audio_client_padding(AudioClient& client, std::uint32_t& frames);
 
 /// The time from the device to the program (capture) or back (render) beside the padding, in
@@ -117,8 +118,9 @@ AudioResult audio_client_capture_service(AudioClient& client,
                                          AudioPtr<AudioCaptureService>& service);
 AudioResult audio_client_render_service(AudioClient& client, AudioPtr<AudioRenderService>& service);
 
-/// The next packet's size in frames, 0 when none is waiting. A packet is never longer than 480
-/// frames. Capture thread, as the two functions below; none of the three blocks or allocates.
+/// The next packet's size in frames, 0 when none is waiting: what the device delivers at a time, at
+/// most the client's buffer. Capture thread, as the two functions below; none of the three blocks
+/// or allocates.
 AudioResult audio_capture_next_packet_size(AudioCaptureService& service, std::uint32_t& frames);
 
 /// The next packet: interleaved stereo samples that the caller may change, valid until released.

@@ -8,9 +8,6 @@
 #include <cstdint>
 #include <span>
 
-/// The longest packet that a capture service hands out.
-constexpr std::uint32_t k_max_packet_frames = 480;
-
 /// Samples of an endpoint's own format, little-endian, packed.
 enum class SampleKind { float32, int16, int24, int32 };
 

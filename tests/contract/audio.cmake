@@ -34,6 +34,9 @@ velmo_test(audio_mono_card_test
 velmo_test(audio_wide_card_test
   SOURCES audio_mix_format_test.cpp LINKS velmo_audio_contract
   SOUND SOUND_ARGUMENTS --channels 4 --rate 44100)
+velmo_test(audio_fast_card_test
+  SOURCES audio_mix_format_test.cpp LINKS velmo_audio_contract
+  SOUND SOUND_ARGUMENTS --rate 96000)
 
 if(WIN32)
   velmo_test(audio_com_test SOURCES audio_com_test.cpp LINKS velmo_audio_contract ole32 SOUND)

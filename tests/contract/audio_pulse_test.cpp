@@ -103,7 +103,7 @@ TEST_F(AudioOnPulse, MonitorNamedByTheEnvironmentIsAMicrophone) {
     EXPECT_EQ(name_of(*device), "Monitor of Virtual speaker 1");
     ASSERT_EQ(audio_device_activate(*device, m_microphone.client), k_audio_ok);
     ASSERT_EQ(audio_client_initialize(*m_microphone.client, k_stereo_48k, 20), k_audio_ok);
-    ASSERT_EQ(audio_client_capture_service(*m_microphone.client, m_microphone.service), k_audio_ok);
+    take_capture_service(m_microphone);
     Speaker speaker = open_speaker(*m_enumerator, "Virtual speaker 1");
     ASSERT_TRUE(speaker.service);
     ASSERT_EQ(audio_client_start(*m_microphone.client), k_audio_ok);
@@ -241,7 +241,7 @@ TEST_F(AudioOnPulse, SpeakerMovedToAnotherPlaysOn) {
     ASSERT_EQ(audio_default_device(*m_enumerator, AudioFlow::capture, device), k_audio_ok);
     ASSERT_EQ(audio_device_activate(*device, m_microphone.client), k_audio_ok);
     ASSERT_EQ(audio_client_initialize(*m_microphone.client, k_stereo_48k, 20), k_audio_ok);
-    ASSERT_EQ(audio_client_capture_service(*m_microphone.client, m_microphone.service), k_audio_ok);
+    take_capture_service(m_microphone);
     ASSERT_EQ(audio_client_start(*m_microphone.client), k_audio_ok);
     const TonePlayer player(m_voice, 300.0, 700.0, 0.25F);
     EXPECT_TRUE(hears_tone(m_microphone, 300.0, 700.0, 0.25));

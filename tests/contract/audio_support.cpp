@@ -76,6 +76,11 @@ AudioPtr<AudioDevice> find_endpoint(AudioEnumerator& enumerator, AudioFlow flow,
     return nullptr;
 }
 
+void take_capture_service(Microphone& microphone) {
+    EXPECT_EQ(audio_client_capture_service(*microphone.client, microphone.service), k_audio_ok);
+    EXPECT_EQ(audio_client_buffer_size(*microphone.client, microphone.buffer_frames), k_audio_ok);
+}
+
 Microphone open_microphone(AudioEnumerator& enumerator, const std::string& name) {
     Microphone microphone;
     const AudioPtr<AudioDevice> device = find_endpoint(enumerator, AudioFlow::capture, name);
@@ -86,7 +91,7 @@ Microphone open_microphone(AudioEnumerator& enumerator, const std::string& name)
     EXPECT_EQ(audio_device_activate(*device, microphone.client), k_audio_ok);
     if (microphone.client) {
         EXPECT_EQ(audio_client_initialize(*microphone.client, k_stereo_48k, 20), k_audio_ok);
-        EXPECT_EQ(audio_client_capture_service(*microphone.client, microphone.service), k_audio_ok);
+        take_capture_service(microphone);
     }
     return microphone;
 }
@@ -144,7 +149,7 @@ AudioResult drain_microphone(Microphone& microphone, std::vector<float>& samples
         if (!audio_ok(result) || next == 0) {
             return result;
         }
-        EXPECT_LE(next, 480U);
+        EXPECT_LE(next, microphone.buffer_frames);
         float* packet = nullptr;
         std::uint32_t frames = 0;
         result = audio_capture_get_buffer(*microphone.service, packet, frames);

@@ -54,12 +54,16 @@ AudioPtr<AudioDevice> find_endpoint(AudioEnumerator& enumerator, AudioFlow flow,
 struct Microphone {
     AudioPtr<AudioClient> client;
     AudioPtr<AudioCaptureService> service;
+    std::uint32_t buffer_frames = 0;
 };
 struct Speaker {
     AudioPtr<AudioClient> client;
     AudioPtr<AudioRenderService> service;
     std::uint32_t buffer_frames = 0;
 };
+/// Adds the service to an initialised client.
+void take_capture_service(Microphone& microphone);
+
 Microphone open_microphone(AudioEnumerator& enumerator, const std::string& name);
 Speaker open_speaker(AudioEnumerator& enumerator, const std::string& name);
 
@@ -80,7 +84,7 @@ class TonePlayer {
 };
 
 /// Appends every packet that is waiting to `samples` (interleaved stereo). Returns the first
-/// failure, else success. Checks that no packet is longer than 480 frames.
+/// failure, else success. Checks that packets come as announced and none is longer than the buffer.
 AudioResult drain_microphone(Microphone& microphone, std::vector<float>& samples);
 
 /// The amplitude of a sine of `hz` in one channel (0 or 1) of interleaved stereo at `rate`.

@@ -16,7 +16,6 @@
 #include <pulse/stream.h>
 #include <pulse/thread-mainloop.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -219,7 +218,7 @@ class PulseStream {
     PulseOperation m_move_query;  ///< asks what the stream was moved to
     bool m_is_on_monitor = false; ///< moved to a source that no microphone list has
 
-    std::array<float, std::size_t{k_max_packet_frames} * 2> m_packet{};
+    std::vector<float> m_packet;       ///< in stereo
     std::uint32_t m_period_frames = 0; ///< a packet's size, 10 ms
     std::uint32_t m_packet_frames = 0;
     std::uint32_t m_fragment_used = 0; ///< frames of the server's fragment that are in a packet

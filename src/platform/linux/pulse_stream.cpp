@@ -16,6 +16,9 @@ using ConnectionLock = std::lock_guard<PulseConnection>;
 /// What the caller did not fetch in this time is of no use to a conversation any more.
 constexpr std::uint32_t k_capture_backlog_ms = 200;
 
+/// The period of this system's microphones, 10 ms.
+constexpr std::uint32_t k_packets_per_second = 100;
+
 /// Buffers that make sense.
 constexpr std::uint32_t k_shortest_buffer_ms = 4;
 constexpr std::uint32_t k_longest_buffer_ms = 2000;
@@ -136,13 +139,15 @@ AudioResult PulseStream::open(const pa_sample_spec& format, const pa_channel_map
         return error;
     }
 
-    m_period_frames = std::min(k_max_packet_frames, format.rate / 100);
+    m_period_frames = format.rate / k_packets_per_second;
     m_channels = format.channels;
     const pa_buffer_attr* granted = pa_stream_get_buffer_attr(m_stream);
     const std::uint32_t bytes = m_flow == AudioFlow::render ? granted->tlength : granted->maxlength;
     m_buffer_frames = bytes / frame_size;
     if (m_flow == AudioFlow::render) {
         m_render_buffer.assign(m_buffer_frames * k_stereo, 0.0F);
+    } else {
+        m_packet.assign(m_period_frames * k_stereo, 0.0F);
     }
     return k_audio_ok;
 }

@@ -9,6 +9,7 @@
 #include <mmreg.h>
 #include <mmsystem.h>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <string_view>
@@ -16,6 +17,7 @@
 namespace {
 
 /// In 100-nanosecond units.
+constexpr REFERENCE_TIME k_microsecond = 10;
 constexpr REFERENCE_TIME k_millisecond = 10'000;
 
 /// Successes of audio_system_init on this thread that are still to be ended.
@@ -315,7 +317,8 @@ AudioResult audio_client_latency_us(AudioClient& client, std::uint32_t& microsec
     REFERENCE_TIME latency = 0;
     const HRESULT result = client.client->GetStreamLatency(&latency);
     if (SUCCEEDED(result)) {
-        microseconds = static_cast<std::uint32_t>(latency * 1000 / k_millisecond);
+        microseconds = static_cast<std::uint32_t>(std::clamp<REFERENCE_TIME>(
+            latency / k_microsecond, 0, std::numeric_limits<std::uint32_t>::max()));
     }
     return result;
 }

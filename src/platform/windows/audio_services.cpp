@@ -6,45 +6,8 @@
 #include <memory>
 #include <span>
 
-namespace {
-
-UINT32 next_slice(const AudioCaptureService& service) {
-    return std::min(service.packet_frames - service.frames_done, k_max_packet_frames);
-}
-
-/// Fetches the system's next packet. The system takes whole packets back only, so it is kept until
-/// its last slice is done.
-HRESULT fetch_packet(AudioCaptureService& service) {
-    BYTE* data = nullptr;
-    UINT32 frames = 0;
-    DWORD flags = 0;
-    const HRESULT result = service.service->GetBuffer(&data, &frames, &flags, nullptr, nullptr);
-    if (FAILED(result) || result == AUDCLNT_S_BUFFER_EMPTY || frames == 0) {
-        return result;
-    }
-    service.packet = reinterpret_cast<const std::byte*>(data);
-    service.packet_frames = frames;
-    service.frames_done = 0;
-    // Such a packet's bytes may be anything.
-    service.is_silent = data == nullptr || (flags & AUDCLNT_BUFFERFLAGS_SILENT) != 0;
-    return result;
-}
-
-HRESULT return_packet(AudioCaptureService& service) {
-    const HRESULT result = service.service->ReleaseBuffer(service.packet_frames);
-    service.packet = nullptr;
-    service.packet_frames = 0;
-    service.frames_done = 0;
-    return result;
-}
-
-} // namespace
-
 void AudioRelease::operator()(AudioCaptureService* service) const {
-    const std::unique_ptr<AudioCaptureService> owned(service);
-    if (service->packet_frames > 0) {
-        return_packet(*service);
-    }
+    delete service;
 }
 
 void AudioRelease::operator()(AudioRenderService* service) const {
@@ -53,17 +16,23 @@ void AudioRelease::operator()(AudioRenderService* service) const {
 
 AudioResult audio_client_capture_service(AudioClient& client,
                                          AudioPtr<AudioCaptureService>& service) {
+    if (!client.format) {
+        return k_audio_not_initialized;
+    }
     auto created = std::make_unique<AudioCaptureService>();
-    const HRESULT result =
+    HRESULT result =
         client.client->GetService(__uuidof(IAudioCaptureClient), created->service.out_void());
     if (FAILED(result)) {
         return result;
     }
-    if (!client.format) {
-        return k_audio_not_initialized;
+    UINT32 buffer_frames = 0;
+    result = client.client->GetBufferSize(&buffer_frames);
+    if (FAILED(result)) {
+        return result;
     }
     created->client = client.client;
     created->format = *client.format;
+    created->packet.resize(std::size_t{buffer_frames} * 2);
     service.reset(created.release());
     return result;
 }
@@ -82,59 +51,44 @@ AudioResult audio_client_render_service(AudioClient& client,
 }
 
 AudioResult audio_capture_next_packet_size(AudioCaptureService& service, std::uint32_t& frames) {
-    if (service.packet_frames > 0) {
-        frames = next_slice(service);
-        return k_audio_ok;
-    }
     UINT32 size = 0;
     const HRESULT result = service.service->GetNextPacketSize(&size);
     if (SUCCEEDED(result)) {
-        frames = std::min(size, k_max_packet_frames);
+        frames = size;
     }
     return result;
 }
 
 AudioResult audio_capture_get_buffer(AudioCaptureService& service, float*& samples,
                                      std::uint32_t& frames) {
-    if (service.slice_frames > 0) {
-        return AUDCLNT_E_OUT_OF_ORDER;
+    BYTE* data = nullptr;
+    UINT32 size = 0;
+    DWORD flags = 0; // the system wants to tell them; nobody asks
+    const HRESULT result = service.service->GetBuffer(&data, &size, &flags, nullptr, nullptr);
+    if (FAILED(result)) {
+        return result;
     }
-    HRESULT result = S_OK;
-    if (service.packet_frames == 0) {
-        result = fetch_packet(service);
-        if (FAILED(result)) {
-            return result;
-        }
+    const std::size_t count = std::size_t{size} * 2;
+    // More than the system's own buffer holds cannot come; from a driver that is wrong about that
+    // it is not taken.
+    if (count > service.packet.size()) {
+        service.service->ReleaseBuffer(size);
+        return AUDCLNT_E_BUFFER_ERROR;
     }
-    const UINT32 slice = next_slice(service);
-    if (service.is_silent) {
-        std::fill_n(service.slice.begin(), std::size_t{slice} * 2, 0.0F);
-    } else if (slice > 0) {
-        const std::size_t frame = frame_bytes(service.format);
-        const std::span<const std::byte> packet(service.packet, service.packet_frames * frame);
-        copy_as_stereo(service.format, packet.subspan(service.frames_done * frame, slice * frame),
-                       service.slice.data());
+    if (data != nullptr) {
+        const std::span<const std::byte> packet(reinterpret_cast<const std::byte*>(data),
+                                                size * frame_bytes(service.format));
+        copy_as_stereo(service.format, packet, service.packet.data());
+    } else {
+        std::fill_n(service.packet.begin(), count, 0.0F);
     }
-    service.slice_frames = slice;
-    samples = service.slice.data();
-    frames = slice;
+    samples = service.packet.data();
+    frames = size;
     return result;
 }
 
 AudioResult audio_capture_release_buffer(AudioCaptureService& service, std::uint32_t frames) {
-    if (frames == 0) { // the same slice is the next one again
-        service.slice_frames = 0;
-        return k_audio_ok;
-    }
-    if (service.slice_frames == 0) {
-        return AUDCLNT_E_OUT_OF_ORDER;
-    }
-    if (frames != service.slice_frames) {
-        return AUDCLNT_E_INVALID_SIZE;
-    }
-    service.slice_frames = 0;
-    service.frames_done += frames;
-    return service.frames_done == service.packet_frames ? return_packet(service) : k_audio_ok;
+    return service.service->ReleaseBuffer(frames);
 }
 
 AudioResult audio_render_get_buffer(AudioRenderService& service, std::uint32_t frames,

@@ -17,9 +17,9 @@
 #include <audioclient.h>
 #include <mmdeviceapi.h>
 
-#include <array>
 #include <optional>
 #include <utility>
+#include <vector>
 
 /// One reference to a COM object.
 template <typename Interface>
@@ -81,16 +81,7 @@ struct AudioCaptureService {
     ComRef<IAudioClient> client; ///< outlives its service whatever is freed first
     ComRef<IAudioCaptureClient> service;
     MixFormat format;
-
-    /// The system's packet that is being handed out in slices; null without one.
-    const std::byte* packet = nullptr;
-    UINT32 packet_frames = 0;
-    UINT32 frames_done = 0;
-    bool is_silent = false;
-
-    /// The slice that the caller has, 0 frames when it has none.
-    std::array<float, std::size_t{k_max_packet_frames} * 2> slice{};
-    UINT32 slice_frames = 0;
+    std::vector<float> packet{}; ///< in stereo, as long as the system's buffer
 };
 
 struct AudioRenderService {
