@@ -12,7 +12,7 @@
 /// "velmotalk_debug.log" in the working folder, which is opened and closed for every line. Without
 /// the file only that line is lost. Any thread, without a lock.
 [[maybe_unused]] VELMO_PRINTF(1, 2) static void DebugLog(const char* format, ...) {
-    char text[1024];
+    char text[1024] = "";
     va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);

@@ -42,8 +42,6 @@ void create_window(GtkApplication* application) {
 
 GtkWidget* g_window = nullptr;
 
-// Settings come first: the texts and the pages depend on them. The session is restored when all
-// pages exist; what runs on a timer starts when the window is whole.
 void on_activate(GtkApplication* application, gpointer) {
     if (g_window != nullptr) {
         gtk_window_present(GTK_WINDOW(g_window));

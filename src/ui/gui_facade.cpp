@@ -8,6 +8,9 @@
 #include "ui/glib_poster.h"
 #include "ui/ui_internal.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 namespace {
 
 constexpr const char* k_application_id = "com.velmotalk.pro";
@@ -39,6 +42,11 @@ GuiTextCallback g_on_chat_send = nullptr;
 
 int GUI_Init(int argc, char** argv) {
     append_hub_click_log("[HUB][LOG] GUI_Init start");
+    // The application would end the process by itself, past every cleanup.
+    if (gtk_init_check() == FALSE) {
+        std::fputs("Error al inicializar la pantalla\n", stderr);
+        return EXIT_FAILURE;
+    }
     // The default flags are 0; their name differs between the GLib versions in use.
     g_app.reset(gtk_application_new(k_application_id, GApplicationFlags{}));
     g_signal_connect(g_app.get(), "activate", G_CALLBACK(on_activate), nullptr);

@@ -29,7 +29,7 @@ constexpr Picture k_space_picture = {
 GtkWidget* create_picture(const Picture& picture, std::int32_t pixel_size,
                           std::int32_t fallback_size) {
     for (const char* path : picture.paths) {
-        if (g_file_test(path, G_FILE_TEST_EXISTS)) {
+        if (g_file_test(path, G_FILE_TEST_IS_REGULAR)) {
             // As an icon the file is drawn at the size it is shown in, sharp on every screen; as a
             // plain image it would be drawn once at its own size and scaled.
             const GObjectPtr<GFile> file(g_file_new_for_path(path));

@@ -22,14 +22,16 @@ constexpr const char* k_fallback_css =
 
 void load_style_into(GtkCssProvider* provider) {
     for (const char* path : k_style_paths) {
-        if (g_file_test(path, G_FILE_TEST_EXISTS)) {
+        if (g_file_test(path, G_FILE_TEST_IS_REGULAR)) {
             gtk_css_provider_load_from_path(provider, path);
             std::printf("CSS loaded from: %s\n", path);
+            std::fflush(stdout);
             return;
         }
     }
     gtk_css_provider_load_from_data(provider, k_fallback_css, -1);
     std::printf("Using fallback CSS\n");
+    std::fflush(stdout);
 }
 
 } // namespace

@@ -124,6 +124,8 @@ TEST(Alert, ClosingRestoresTheFocusOnceAtIdleThenFourTimes) {
             const std::int64_t due_ms = 80 + 120 * static_cast<std::int64_t>(i - 1);
             EXPECT_GE((watch.restored_us[i] - closed_us) / 1000 + 1, due_ms);
         }
+        // How late is up to the machine, but not by so much that another rhythm would pass.
+        EXPECT_LT(watch.restored_us[4] - watch.restored_us[1], 2 * 360'000);
         run_main_loop_for_ms(300);
         EXPECT_EQ(watch.restored_us.size(), 5u);
         g_signal_handler_disconnect(g_window, handler);
@@ -131,14 +133,17 @@ TEST(Alert, ClosingRestoresTheFocusOnceAtIdleThenFourTimes) {
     });
 }
 
-TEST(Alert, ClosingWithoutASpacesListOnlyPresentsTheWindow) {
+TEST(Alert, ClosingPresentsTheWindowAlsoWithoutASpacesList) {
     run_interface([] {
         GUI_ShowMessage("t", "d", k_gui_message_information);
         GtkWindow* const dialog = wait_for_dialog();
         ASSERT_NE(dialog, nullptr);
-        close_dialog(dialog);
+        // Hidden under the alert, the window shows whether it is presented again.
+        gtk_window_set_transient_for(dialog, nullptr);
+        gtk_widget_set_visible(g_window, FALSE);
+        gtk_window_close(dialog);
+        wait_until([] { return gtk_widget_get_visible(g_window) != FALSE; });
         run_main_loop_for_ms(k_retries_ms);
-        EXPECT_TRUE(gtk_widget_get_visible(g_window));
     });
 }
 

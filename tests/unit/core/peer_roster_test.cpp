@@ -44,6 +44,20 @@ TEST_F(AppStateRecord, UserNameIsCutAt63Bytes) {
     EXPECT_STREQ(g_appState.username, "");
 }
 
+static_assert(offsetof(AppState, username) < offsetof(AppState, serverUrl) &&
+              offsetof(AppState, serverUrl) < offsetof(AppState, roomId) &&
+              offsetof(AppState, roomId) < offsetof(AppState, connectionState) &&
+              offsetof(AppState, connectionState) < offsetof(AppState, muted) &&
+              offsetof(AppState, muted) < offsetof(AppState, deafened) &&
+              offsetof(AppState, deafened) < offsetof(AppState, loopback) &&
+              offsetof(AppState, loopback) < offsetof(AppState, inputGain) &&
+              offsetof(AppState, inputGain) < offsetof(AppState, outputVolume) &&
+              offsetof(AppState, outputVolume) < offsetof(AppState, bitrate));
+static_assert(sizeof AppState::username == 64 && sizeof AppState::serverUrl == 256 &&
+              sizeof AppState::roomId == 64);
+static_assert(offsetof(Peer, id) == 0 && offsetof(Peer, username) == 64 &&
+              offsetof(Peer, speaking) == 128);
+
 TEST_F(AppStateRecord, FlagsAreOneByteAndNumbersFour) {
     EXPECT_EQ(sizeof g_appState.muted, 1U);
     EXPECT_EQ(sizeof g_appState.deafened, 1U);
