@@ -15,6 +15,9 @@
 struct JoinRequest {
     std::string room_id;
     std::string username;
+    /// The client's fixed buffers cut a name inside its last character, which is not kept here: the
+    /// client knows itself by another name than the service does.
+    bool was_cut = false;
 };
 
 /// One member as the texts name it.
@@ -27,7 +30,9 @@ struct PeerName {
 /// UTF-8.
 bool is_plain_name(std::string_view name);
 
-/// Reads {"roomId":"...","username":"..."}. Empty unless both are there and plain names.
+/// Reads {"roomId":"...","username":"..."}. Empty unless both are there and plain names. The first
+/// bytes of a cut character at the end of a name are dropped; bytes that are no UTF-8 anywhere else
+/// are refused.
 std::optional<JoinRequest> parse_join_request(std::string_view json);
 
 /// Reads the "message" of a chat line, empty when there is none. Clients put what was typed between
