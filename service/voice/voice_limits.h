@@ -59,7 +59,6 @@ constexpr std::size_t k_max_request_bytes = 1024; ///< JSON of a join or a chat 
 constexpr std::size_t k_max_chat_bytes = 512;
 
 constexpr VoiceTime k_idle_ms = 30'000;
-constexpr VoiceTime k_connect_repeat_ms = 1'000;
 
 /// A client whose heartbeat or its answer was lost waits for an answer for ever. It takes a late
 /// one as leave to go on, and as a measurement of the round trip only up to 4999 ms; half a second
@@ -84,3 +83,12 @@ constexpr int k_room_change_rate = 5;
 constexpr int k_room_change_burst = 10;
 constexpr int k_farewell_rate = 1000; ///< answers to strangers, all of them together
 constexpr int k_farewell_burst = 1000;
+
+/// New sessions, all of them together. A client asks once and waits in vain for an answer that the
+/// limit keeps back, so it lies far above what honest ones need: after a restart everyone of a full
+/// service comes back within a second.
+constexpr int k_connect_rate = 1000;
+constexpr int k_connect_burst = 2 * k_max_sessions;
+/// CONNECTs from an address that has a session, for each such address.
+constexpr int k_reconnect_rate = 1;
+constexpr int k_reconnect_burst = 5;

@@ -20,14 +20,19 @@ void VoiceRooms::handle_join(VoiceSession& session, std::uint32_t sequence, Payl
                              VoiceTime now) {
     session.room_sequence = sequence;
     session.has_asked_to_join = true;
+    if (!session.room_change_rate.allow(now)) {
+        refuse_hasty_join(session);
+        return;
+    }
+    session.was_told_of_haste = false;
     std::optional<JoinRequest> request;
-    const bool allowed = session.room_change_rate.allow(now);
-    if (allowed && payload.size() <= k_max_request_bytes) {
+    if (payload.size() <= k_max_request_bytes) {
         request = parse_join_request(text_of(payload));
     }
     if (request && session.room != nullptr && session.room->id == request->room_id) {
         const bool renamed = session.username != request->username;
         session.username = request->username;
+        session.name_was_cut = request->was_cut;
         confirm_join(session);
         if (renamed) {
             announce_peer(session, VoicePacketType::room_update);
@@ -39,8 +44,19 @@ void VoiceRooms::handle_join(VoiceSession& session, std::uint32_t sequence, Payl
     leave_room(session);
     if (request) {
         enter_room(session, *request);
-    } else if (allowed) {
+    } else {
         send_text(session, VoicePacketType::error, "La sala o el nombre de usuario no son válidos");
+    }
+}
+
+// Its person is told, once for each run of such joins: a client that storms on shall not get an
+// answer to everything. The old room is left all the same, as by every join.
+void VoiceRooms::refuse_hasty_join(VoiceSession& session) {
+    leave_room(session);
+    if (!session.was_told_of_haste) {
+        session.was_told_of_haste = true;
+        send_text(session, VoicePacketType::error,
+                  "Demasiados cambios de sala seguidos; espera un momento y vuelve a entrar");
     }
 }
 
@@ -62,6 +78,7 @@ void VoiceRooms::enter_room(VoiceSession& session, const JoinRequest& request) {
     room.members.push_back(&session);
     session.room = &room;
     session.username = request.username;
+    session.name_was_cut = request.was_cut;
     session.talker = std::make_unique<TalkerQueue>();
     session.last_audio = k_voice_time_never;
     log_session(session, "joins", room.id.c_str());
@@ -69,9 +86,15 @@ void VoiceRooms::enter_room(VoiceSession& session, const JoinRequest& request) {
     announce_peer(session, VoicePacketType::peer_joined);
 }
 
+// A client lists whoever the confirmation names unless that is itself. One whose name was cut would
+// not know itself by the shorter one, so its confirmation names nobody.
 void VoiceRooms::confirm_join(VoiceSession& session) {
+    PeerName own_name = name_of(session);
+    if (session.name_was_cut) {
+        own_name.username = "";
+    }
     send_text(session, VoicePacketType::join_room,
-              join_confirmation(name_of(session), session.room->id, peers_seen_by(session)));
+              join_confirmation(own_name, session.room->id, peers_seen_by(session)));
     send_speakers(session);
 }
 
@@ -99,7 +122,6 @@ void VoiceRooms::leave_room(VoiceSession& session) {
     }
     log_session(session, "leaves", room->id.c_str());
     session.room = nullptr;
-    session.speaking = false;
     session.talker.reset();
     std::erase(room->members, &session);
     if (room->members.empty()) {
@@ -121,8 +143,12 @@ void VoiceRooms::leave_room(VoiceSession& session) {
 }
 
 void VoiceRooms::handle_chat(VoiceSession& session, Payload payload, VoiceTime now) {
-    if (session.room == nullptr || payload.size() > k_max_request_bytes ||
-        !session.chat_rate.allow(now)) {
+    if (session.room == nullptr || !session.chat_rate.allow(now)) {
+        return;
+    }
+    constexpr std::string_view k_too_long = "El mensaje es demasiado largo";
+    if (payload.size() > k_max_request_bytes) {
+        send_text(session, VoicePacketType::error, k_too_long);
         return;
     }
     const std::optional<std::string> message = parse_chat_message(text_of(payload));
@@ -130,7 +156,7 @@ void VoiceRooms::handle_chat(VoiceSession& session, Payload payload, VoiceTime n
         return;
     }
     if (message->size() > k_max_chat_bytes) {
-        send_text(session, VoicePacketType::error, "El mensaje es demasiado largo");
+        send_text(session, VoicePacketType::error, k_too_long);
         return;
     }
     const std::string text = chat_message(session.room->id, session.username, *message);
@@ -143,8 +169,7 @@ void VoiceRooms::handle_chat(VoiceSession& session, Payload payload, VoiceTime n
 
 void VoiceRooms::handle_speaking(VoiceSession& session, std::uint32_t sequence, Payload payload,
                                  VoiceTime now) {
-    if (session.room == nullptr || payload.empty() ||
-        sequence_after(sequence, session.speaking_sequence) < 0 ||
+    if (payload.empty() || sequence_after(sequence, session.speaking_sequence) < 0 ||
         !session.speaking_rate.allow(now)) {
         return;
     }
@@ -154,6 +179,9 @@ void VoiceRooms::handle_speaking(VoiceSession& session, std::uint32_t sequence, 
         return;
     }
     session.speaking = speaking;
+    if (session.room == nullptr) {
+        return; // told on entry
+    }
     const std::string text = speaking_message(session.peer_id, speaking);
     for (VoiceSession* const listener : session.room->members) {
         if (listener != &session) {
@@ -162,7 +190,7 @@ void VoiceRooms::handle_speaking(VoiceSession& session, std::uint32_t sequence, 
     }
 }
 
-// A client that rebuilds its roster from a list takes everyone on it for silent.
+// A client takes everyone on a list, a newcomer among them, for silent.
 void VoiceRooms::send_speakers(VoiceSession& listener) {
     for (const VoiceSession* const peer : listener.room->members) {
         if (peer != &listener && peer->speaking) {

@@ -4,6 +4,7 @@
 #include "base/text.h"
 
 #include <algorithm>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -41,6 +42,9 @@ void VoiceRooms::handle(std::span<const std::uint8_t> datagram, const UdpAddress
         handle_stranger(type, from, now);
         return;
     }
+    if (session->successor != nullptr && session->successor->id == session_id) {
+        end_session(*session, "replaced");
+    }
     if (session->id != session_id) {
         return;
     }
@@ -57,9 +61,15 @@ void VoiceRooms::handle(std::span<const std::uint8_t> datagram, const UdpAddress
         handle_heartbeat(*session, payload, now);
         return;
     }
-    // A doubled datagram changes nothing; one that was overtaken by the client's next join or leave
-    // was meant for another room.
-    if (!is_new || sequence_after(sequence, session->room_sequence) < 0) {
+    if (!is_new) {
+        return; // doubled
+    }
+    if (type == VoicePacketType::speaking) {
+        handle_speaking(*session, sequence, payload, now);
+        return;
+    }
+    // One that was overtaken by the client's next join or leave was meant for another room.
+    if (sequence_after(sequence, session->room_sequence) < 0) {
         return;
     }
     switch (type) {
@@ -74,9 +84,6 @@ void VoiceRooms::handle(std::span<const std::uint8_t> datagram, const UdpAddress
         break;
     case VoicePacketType::audio:
         handle_audio(*session, sequence, payload, now);
-        break;
-    case VoicePacketType::speaking:
-        handle_speaking(*session, sequence, payload, now);
         break;
     default:
         break;
@@ -103,37 +110,74 @@ VoiceSession* VoiceRooms::find_session(const UdpAddress& address) {
     return found != m_sessions.end() ? &found->second : nullptr;
 }
 
-// A client that outlived its session, or the service's restart, learns so. The answer is no longer
-// than the question, and a farewell is never answered, so that no forged sender can make two
-// services talk to each other or flood a third party through one.
+// A client that outlived its session, or the service's restart, learns so. A farewell is never
+// answered, so that no forged sender can make two services talk to each other.
 void VoiceRooms::handle_stranger(VoicePacketType type, const UdpAddress& from, VoiceTime now) {
-    if (type != VoicePacketType::disconnect && m_farewell_rate.allow(now)) {
-        send_to_stranger(from, VoicePacketType::disconnect, "");
+    if (type != VoicePacketType::disconnect) {
+        send_farewell(from, now);
     }
 }
 
 void VoiceRooms::handle_connect(const UdpAddress& from, std::uint32_t sequence, VoiceTime now) {
-    if (VoiceSession* const old = find_session(from)) {
-        // Networks double datagrams. A client takes the id of the first answer only, so a second
-        // CONNECT close behind the first must not take that id away again.
-        if (now - old->started < k_connect_repeat_ms) {
-            send(*old, VoicePacketType::connect_ack, {});
-            return;
-        }
-        end_session(*old, "replaced");
-    }
-    if (m_sessions.size() >= k_max_sessions) {
-        send_to_stranger(from, VoicePacketType::error, "Servidor lleno");
+    if (VoiceSession* const session = find_session(from)) {
+        handle_reconnect(*session, sequence, now);
         return;
     }
-    std::uint64_t id = 0;
-    while (id == 0) {
-        id = m_hooks.random_id(m_hooks.context);
+    if (!m_connect_rate.allow(now)) {
+        return;
+    }
+    if (m_sessions.size() >= k_max_sessions && !make_space()) {
+        // No text that says why: a client that waits for its id reads nothing but the type.
+        send_farewell(from, now);
+        return;
     }
     VoiceSession& session =
-        m_sessions.try_emplace(address_key(from), from, id, sequence, now).first->second;
-    session.peer_id = "p" + std::to_string(++m_last_peer_number);
+        m_sessions.try_emplace(address_key(from), from, draw_session_id(), sequence, now)
+            .first->second;
     send(session, VoicePacketType::connect_ack, {});
+    introduce_session(session);
+}
+
+// A CONNECT proves nothing about who sent it, and one that the network doubled is not meant. So it
+// changes nothing for a session that somebody uses: who takes the address over, from the same port
+// and without a goodbye, is known by the new id, with the first datagram that bears it. A client
+// that has its id already ignores the answer.
+void VoiceRooms::handle_reconnect(VoiceSession& session, std::uint32_t sequence, VoiceTime now) {
+    if (!session.reconnect_rate.allow(now)) {
+        return;
+    }
+    if (session.has_answered && session.successor == nullptr) {
+        session.successor =
+            std::make_unique<VoiceSession>(session.address, draw_session_id(), sequence, now);
+    }
+    // Every CONNECT before the first use of an id is answered with that id: a client takes the
+    // first answer, and it must be good whichever that is.
+    VoiceSession& asked_for = session.has_answered ? *session.successor : session;
+    asked_for.last_heard = now;
+    asked_for.last_heartbeat = now;
+    send(asked_for, VoicePacketType::connect_ack, {});
+}
+
+// Takes the place of the session that has waited longest for the first word of its client, without
+// one to it. False when all are in use. Ending such sessions by the clock would end honest ones
+// too: a client that says nothing else, and whose one heartbeat was lost, is silent for long.
+bool VoiceRooms::make_space() {
+    VoiceSession* oldest = nullptr;
+    for (auto& [key, session] : m_sessions) {
+        if (!session.has_answered &&
+            (oldest == nullptr || session.last_heard < oldest->last_heard)) {
+            oldest = &session;
+        }
+    }
+    if (oldest == nullptr) {
+        return false;
+    }
+    end_session(*oldest, "gives way");
+    return true;
+}
+
+void VoiceRooms::introduce_session(VoiceSession& session) {
+    session.peer_id = "p" + std::to_string(++m_last_peer_number);
     log_session(session, "connected", "");
 }
 
@@ -147,7 +191,9 @@ void VoiceRooms::keep_up_sessions(VoiceTime now) {
     for (auto next = m_sessions.begin(); next != m_sessions.end();) {
         VoiceSession& session = (next++)->second; // ending a session takes it out of the table
         if (now - session.last_heard >= k_idle_ms) {
-            send(session, VoicePacketType::disconnect, {});
+            if (session.successor == nullptr) { // it would take the word for its own
+                send(session, VoicePacketType::disconnect, {});
+            }
             end_session(session, "timed out");
             continue;
         }
@@ -160,9 +206,15 @@ void VoiceRooms::keep_up_sessions(VoiceTime now) {
     }
 }
 
+// Leaves the successor in the session's place, if there is one, and no session otherwise.
 void VoiceRooms::end_session(VoiceSession& session, const char* reason) {
     leave_room(session);
     log_session(session, reason, "");
+    if (const std::unique_ptr<VoiceSession> successor = std::move(session.successor)) {
+        session = std::move(*successor);
+        introduce_session(session);
+        return;
+    }
     m_sessions.erase(address_key(session.address));
 }
 
@@ -180,13 +232,22 @@ void VoiceRooms::send_text(VoiceSession& session, VoicePacketType type, std::str
     send(session, type, bytes_of(text));
 }
 
-void VoiceRooms::send_to_stranger(const UdpAddress& to, VoicePacketType type,
-                                  std::string_view text) {
-    const int length = write_voice_packet(m_datagram, type, 0, 0, bytes_of(text));
-    if (length > 0) {
+// To an address that may be forged: no longer than any datagram that it answers, and limited in
+// rate, so that nobody can be flooded through the service.
+void VoiceRooms::send_farewell(const UdpAddress& to, VoiceTime now) {
+    const int length = write_voice_packet(m_datagram, VoicePacketType::disconnect, 0, 0, {});
+    if (length > 0 && m_farewell_rate.allow(now)) {
         m_hooks.send(m_hooks.context, to,
                      std::span(m_datagram).first(static_cast<std::size_t>(length)));
     }
+}
+
+std::uint64_t VoiceRooms::draw_session_id() {
+    std::uint64_t id = 0;
+    while (id == 0) {
+        id = m_hooks.random_id(m_hooks.context);
+    }
+    return id;
 }
 
 void VoiceRooms::log_session(const VoiceSession& session, const char* event,

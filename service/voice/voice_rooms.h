@@ -62,12 +62,16 @@ class VoiceRooms {
     VoiceSession* find_session(const UdpAddress& address);
     void handle_stranger(VoicePacketType type, const UdpAddress& from, VoiceTime now);
     void handle_connect(const UdpAddress& from, std::uint32_t sequence, VoiceTime now);
+    void handle_reconnect(VoiceSession& session, std::uint32_t sequence, VoiceTime now);
     void handle_heartbeat(VoiceSession& session, Payload payload, VoiceTime now);
     void keep_up_sessions(VoiceTime now);
+    bool make_space();
+    void introduce_session(VoiceSession& session);
     void end_session(VoiceSession& session, const char* reason);
     void send(VoiceSession& session, VoicePacketType type, Payload payload);
     void send_text(VoiceSession& session, VoicePacketType type, std::string_view text);
-    void send_to_stranger(const UdpAddress& to, VoicePacketType type, std::string_view text);
+    void send_farewell(const UdpAddress& to, VoiceTime now);
+    std::uint64_t draw_session_id();
     void log_session(const VoiceSession& session, const char* event, const char* detail) const;
 
     // voice_room_members.cpp: rooms.
@@ -76,6 +80,7 @@ class VoiceRooms {
     void handle_chat(VoiceSession& session, Payload payload, VoiceTime now);
     void handle_speaking(VoiceSession& session, std::uint32_t sequence, Payload payload,
                          VoiceTime now);
+    void refuse_hasty_join(VoiceSession& session);
     void enter_room(VoiceSession& session, const JoinRequest& request);
     void confirm_join(VoiceSession& session);
     void announce_peer(const VoiceSession& session, VoicePacketType type);
@@ -93,6 +98,7 @@ class VoiceRooms {
     std::unordered_map<std::uint64_t, VoiceSession> m_sessions; // by address
     std::unordered_map<std::string, VoiceRoom> m_rooms;         // by id
     std::uint64_t m_last_peer_number = 0;
+    RateLimit m_connect_rate{k_connect_rate, k_connect_burst};
     RateLimit m_farewell_rate{k_farewell_rate, k_farewell_burst};
 
     // Room for one call's intermediate results.

@@ -15,13 +15,16 @@
 
 namespace {
 
-/// A run of velmo-service with its output on a pipe; killed with the object.
+/// A run of velmo-service, or of another program that the arguments name by its path, with its
+/// output on a pipe; killed with the object.
 class Program {
   public:
     explicit Program(std::vector<std::string> arguments) {
         std::array<int, 2> pipe_ends{};
         EXPECT_EQ(pipe(pipe_ends.data()), 0);
-        arguments.insert(arguments.begin(), VELMO_SERVICE_PROGRAM);
+        if (arguments.empty() || !arguments[0].starts_with('/')) {
+            arguments.insert(arguments.begin(), VELMO_SERVICE_PROGRAM);
+        }
         std::vector<char*> argv;
         for (std::string& argument : arguments) {
             argv.push_back(argument.data());
@@ -90,6 +93,20 @@ class Program {
 
 UdpAddress loopback(std::uint16_t port) {
     return {k_udp_loopback, port};
+}
+
+TEST(ServiceProgram, SystemWithoutAThreadToGiveIsAClearMessageAndStatus1) {
+    // A thread's stack is as large as the limit says, and no memory holds this one.
+    Program program({"/bin/sh", "-c",
+                     std::string("ulimit -s 100000000000 || exit 77; exec ") +
+                         VELMO_SERVICE_PROGRAM + " --voice-port 0"});
+    const int status = program.status();
+    const std::string output = program.all_output();
+    if (status == 77 || output.find("ThreadSanitizer") != std::string::npos) {
+        GTEST_SKIP() << "no such limit here: " << output;
+    }
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(output, "velmo-service: voice: the system gives no thread\n");
 }
 
 class ServiceEnd : public ::testing::TestWithParam<int> {};

@@ -138,7 +138,7 @@ TEST_F(VoiceMembersTest, BadJoinRequestsAreAnsweredWithAText) {
              std::string(R"({"roomId":"r","username":"a\u0085b"})"),
              std::string(R"({"roomId":"r\t","username":"ana"})"),
              std::string("{\"roomId\":\"r\",\"username\":\"a\xFFz\"}"),
-             std::string("{\"roomId\":\"r\",\"username\":\"a\xC3\"}"),
+             std::string("{\"roomId\":\"r\",\"username\":\"\xC3\"}"), // nothing is left
              std::string("{\"roomId\":\"r\",\"username\":\"a\nb\"}"),
              R"({"roomId":"r","username":")" + name_64 + "\"}",
              R"({"roomId":")" + name_64 + R"(","username":"ana"})",
@@ -160,6 +160,59 @@ TEST_F(VoiceMembersTest, NamesOf63BytesAreTaken) {
     Client& client = connected();
     client.join(name, name);
     EXPECT_EQ(client.take(Type::join_room).size(), 1U);
+}
+
+// Clients keep names in 64 bytes and do not look where the cut falls.
+TEST_F(VoiceMembersTest, NamesCutInsideACharacterAreTakenWithoutIt) {
+    std::string name;
+    for (int i = 0; i < 40; ++i) {
+        name += "ñ";
+    }
+    const std::string whole = name.substr(0, 62);
+    Client& bob = member("r", "bob");
+    Client& ana = connected();
+    ana.join("r", name.substr(0, 63));
+    // The client would take a shorter name than its own for somebody else.
+    EXPECT_EQ(ana.take_text(Type::join_room),
+              R"({"username":"","roomId":"r","peerId":"p2","existingPeers":)"
+              R"([{"id":"p1","username":"bob"}]})");
+    EXPECT_EQ(bob.take_text(Type::peer_joined),
+              R"({"username":")" + whole +
+                  R"(","peerId":"p2","existingPeers":[{"id":"p2","username":")" + whole +
+                  R"("}]})");
+    ana.join("r", "ana");
+    EXPECT_EQ(ana.take(Type::join_room)[0].text().find("\"username\":\"\""), std::string::npos);
+    ana.join("r", name.substr(0, 63));
+    EXPECT_NE(ana.take(Type::join_room)[0].text().find("\"username\":\"\""), std::string::npos);
+}
+
+TEST_F(VoiceMembersTest, CutCharactersOfAnyLengthAreDroppedAtTheEndOfEveryName) {
+    for (const char* cut : {"\xC3", "\xE2", "\xE2\x82", "\xF0", "\xF0\x9F", "\xF0\x9F\x98"}) {
+        Client& client = connected();
+        client.join(std::string("sala") + cut, std::string("ana") + cut);
+        EXPECT_EQ(client.take_text(Type::join_room),
+                  R"({"username":"","roomId":"sala","peerId":")" + std::string("p") +
+                      std::to_string(rooms->session_count()) + R"(","existingPeers":[]})");
+        client.leave();
+    }
+}
+
+TEST_F(VoiceMembersTest, OtherBytesThatAreNoUtf8AreRefusedAtTheEndToo) {
+    for (const std::string& end :
+         {std::string("\x80"), std::string("\xC0"), std::string("\xC1"), std::string("\xF5"),
+          std::string("\xFF"), std::string("\xE0\x80"), std::string("\xED\xA0"),
+          std::string("\xF0\x80"), std::string("\xF4\x90"), std::string("\xC3\xC3"),
+          std::string("\xE2\x28"), std::string("\xE2\x82\x28"), std::string("\xC3\xB1\x80"),
+          std::string("\xF0\x9F\x98\x80\x80"), std::string("\xC3 ")}) {
+        Client& client = connected();
+        client.join("r", "ana" + end);
+        EXPECT_EQ(client.take_text(Type::error), k_bad_names) << ::testing::PrintToString(end);
+    }
+    Client& client = connected();
+    client.send_text(Type::join_room, "{\xC3\"roomId\":\"r\",\"username\":\"ana\"}");
+    EXPECT_EQ(client.take_text(Type::error), k_bad_names);
+    client.send_text(Type::join_room, "{\"roomId\":\"r\",\"username\":\"a\xC3\\\"\"}");
+    EXPECT_EQ(client.take_text(Type::error), k_bad_names);
 }
 
 TEST_F(VoiceMembersTest, RefusedJoinStillLeavesTheOldRoom) {
@@ -203,6 +256,23 @@ TEST_F(VoiceMembersTest, JoinsAreLimitedInRateAndAllOfThemLeaveTheOldRoom) {
     pass(1000);
     client.join("r", "ana");
     EXPECT_EQ(client.take(Type::join_room).size(), 1U);
+}
+
+TEST_F(VoiceMembersTest, JoinBeyondTheRateIsRefusedWithATextOnceUntilOneIsTakenAgain) {
+    Client& client = connected();
+    const auto storm = [&client] {
+        for (int i = 0; i < 100; ++i) {
+            client.join("r", "ana");
+        }
+    };
+    storm();
+    EXPECT_EQ(client.take_text(Type::error),
+              "Demasiados cambios de sala seguidos; espera un momento y vuelve a entrar");
+    storm();
+    EXPECT_TRUE(client.take(Type::error).empty());
+    pass(1000);
+    storm();
+    EXPECT_EQ(client.take(Type::error).size(), 1U);
 }
 
 // --- Two members of one name --------------------------------------------------------------------
@@ -257,12 +327,56 @@ TEST_F(VoiceMembersTest, SpeakingStateOvertakenByALaterOneIsIgnored) {
     EXPECT_EQ(ana.take(Type::speaking).size(), 2U);
 }
 
-TEST_F(VoiceMembersTest, SpeakingWithoutAByteOrARoomIsIgnored) {
+TEST_F(VoiceMembersTest, SpeakingWithoutAByteIsIgnored) {
     Client& ana = member("r", "ana");
     Client& bob = member("r", "bob");
     bob.send(Type::speaking, {});
-    connected().send(Type::speaking, {1});
     EXPECT_TRUE(ana.take().empty());
+}
+
+// Clients tell changes only, in a room or not.
+TEST_F(VoiceMembersTest, WhoBeganToSpeakBeforeJoiningIsToldAsASpeakerOnEntry) {
+    Client& ana = member("r", "ana");
+    Client& bob = connected();
+    bob.send(Type::speaking, {1});
+    EXPECT_TRUE(ana.take().empty());
+    bob.join("r", "bob");
+    const auto packets = ana.take();
+    ASSERT_EQ(packets.size(), 2U);
+    EXPECT_EQ(packets[0].type, Type::peer_joined);
+    EXPECT_EQ(packets[1].text(), R"({"peerId":"p2","speaking":true})");
+    EXPECT_EQ(bob.take().size(), 1U);
+}
+
+TEST_F(VoiceMembersTest, SpeakingStateGoesAlongIntoTheNextRoom) {
+    Client& ana = member("a", "ana");
+    Client& eva = member("b", "eva");
+    Client& bob = member("a", "bob");
+    bob.send(Type::speaking, {1});
+    forget_all();
+    bob.join("b", "bob");
+    EXPECT_TRUE(ana.take(Type::speaking).empty());
+    EXPECT_EQ(eva.take_text(Type::speaking), R"({"peerId":"p3","speaking":true})");
+}
+
+TEST_F(VoiceMembersTest, WhoFellSilentBetweenTwoRoomsIsSilentInTheSecond) {
+    Client& eva = member("b", "eva");
+    Client& bob = member("a", "bob");
+    bob.send(Type::speaking, {1});
+    bob.leave();
+    bob.send(Type::speaking, {0});
+    bob.join("b", "bob");
+    EXPECT_TRUE(eva.take(Type::speaking).empty());
+}
+
+TEST_F(VoiceMembersTest, SpeakingStateOvertakenByAJoinStillCounts) {
+    Client& ana = member("r", "ana");
+    Client& bob = connected();
+    bob.send_as(bob.session_id, 2, Type::join_room,
+                bytes_of_text(R"({"roomId":"r","username":"bob"})"));
+    ana.take();
+    bob.send_as(bob.session_id, 1, Type::speaking, {1});
+    EXPECT_EQ(ana.take_text(Type::speaking), R"({"peerId":"p2","speaking":true})");
 }
 
 TEST_F(VoiceMembersTest, SpeakingIsLimitedInRate) {
@@ -293,7 +407,7 @@ TEST_F(VoiceMembersTest, WhoSpeaksIsToldAgainAfterEveryList) {
     EXPECT_EQ(bob.take().size(), 1U);
 }
 
-TEST_F(VoiceMembersTest, LeavingEndsSpeakingWithoutAWordOfItsOwn) {
+TEST_F(VoiceMembersTest, LeavingIsToldWithoutAWordAboutSpeaking) {
     Client& ana = member("r", "ana");
     Client& bob = member("r", "bob");
     bob.send(Type::speaking, {1});
@@ -302,10 +416,6 @@ TEST_F(VoiceMembersTest, LeavingEndsSpeakingWithoutAWordOfItsOwn) {
     const auto packets = ana.take();
     ASSERT_EQ(packets.size(), 1U);
     EXPECT_EQ(packets[0].type, Type::peer_left);
-    bob.join("r", "bob");
-    EXPECT_EQ(ana.take(Type::speaking).size(), 0U);
-    bob.send(Type::speaking, {1});
-    EXPECT_EQ(ana.take(Type::speaking).size(), 1U);
 }
 
 // --- Chat ---------------------------------------------------------------------------------------
@@ -366,9 +476,18 @@ TEST_F(VoiceMembersTest, ChatOf512BytesIsRelayedAndALongerOneRefused) {
     bob.send_text(Type::chat, R"({"message":")" + full + "x\"}");
     EXPECT_TRUE(ana.take().empty());
     EXPECT_EQ(bob.take_text(Type::error), "El mensaje es demasiado largo");
-    bob.send_text(Type::chat, R"({"message":")" + std::string(60'000, 'x') + "\"}");
-    EXPECT_TRUE(ana.take().empty());
-    EXPECT_TRUE(bob.take().empty());
+    for (const std::size_t length : {1'011U, 1'012U, 1'013U, 60'000U}) {
+        bob.send_text(Type::chat, R"({"message":")" + std::string(length, 'x') + "\"}");
+        EXPECT_TRUE(ana.take().empty());
+        EXPECT_EQ(bob.take_text(Type::error), "El mensaje es demasiado largo");
+    }
+}
+
+TEST_F(VoiceMembersTest, ChatUnderANameCutInsideACharacterIsRelayed) {
+    Client& ana = member("r", "ana");
+    Client& bob = member("r", "bo\xC3");
+    bob.send_text(Type::chat, "{\"room\":\"r\",\"username\":\"bo\xC3\",\"message\":\"hola\"}");
+    EXPECT_EQ(ana.take_text(Type::chat), R"({"room":"r","username":"bo","message":"hola"})");
 }
 
 TEST_F(VoiceMembersTest, LongestChatOfControlCharactersIsRelayedWhole) {

@@ -135,6 +135,19 @@ TEST_F(VoiceRosterTest, OwnNamesakeIsNeverInTheRoster) {
     EXPECT_EQ(roster(), Roster{"p3 bob"});
 }
 
+TEST_F(VoiceRosterTest, PersonWhoseNameWasCutInsideACharacterIsNotInTheOwnRoster) {
+    const std::string cut_name = std::string(62, 'a') + "\xC3";
+    app_state_set_username(cut_name.c_str());
+    connected().join("r", "bob");
+    Client& ana = connected();
+    ana.join("r", cut_name);
+    deliver(ana);
+    EXPECT_EQ(roster(), Roster{"p1 bob"});
+    connected().join("r", "eva");
+    deliver(ana);
+    EXPECT_EQ(roster(), (Roster{"p1 bob", "p3 eva"}));
+}
+
 TEST_F(VoiceRosterTest, FullRoomFitsIntoTheRoster) {
     Client& ana = connected();
     ana.join("r", "ana");
