@@ -92,13 +92,20 @@ struct World {
         require(to.port >= 1000 && to.port < 1000 + k_clients && datagram.size() <= 8192);
         Client& client = clients[to.port - 1000];
         require(client.has_sent);
-        const auto payload = datagram.subspan(k_voice_header_bytes);
-        const std::string text(payload.begin(), payload.end());
-        switch (static_cast<VoicePacketType>(type)) {
-        case VoicePacketType::connect_ack:
-            require(session_id != 0 && payload.empty());
+        if (type == static_cast<std::uint8_t>(VoicePacketType::connect_ack)) {
+            require(session_id != 0);
             client.session_id = session_id;
-            break;
+        }
+        check_payload(client, static_cast<VoicePacketType>(type),
+                      datagram.subspan(k_voice_header_bytes));
+    }
+
+  private:
+    void check_payload(Client& client, VoicePacketType type,
+                       std::span<const std::uint8_t> payload) const {
+        const std::string text(payload.begin(), payload.end());
+        switch (type) {
+        case VoicePacketType::connect_ack:
         case VoicePacketType::disconnect:
             require(payload.empty());
             break;
@@ -137,80 +144,131 @@ void send_next(World& world, std::size_t client, VoicePacketType type, const Byt
     send(world, client, type, payload, world.clients[client].sequence++);
 }
 
+void send_text(World& world, std::size_t client, VoicePacketType type, const std::string& text) {
+    send_next(world, client, type, {text.begin(), text.end()});
+}
+
+// --- The steps of a script: each reads what it needs and acts as one client ---------------------
+
+void short_time_passes(World& world, Script& script, std::size_t) {
+    for (int ticks = script.byte() % 8; ticks >= 0; --ticks) {
+        world.now += k_tick_ms;
+        world.tick();
+    }
+}
+
+void long_time_passes(World& world, Script& script, std::size_t) {
+    world.now += script.byte() * VoiceTime{250};
+    world.tick();
+}
+
+void send_any_bytes(World& world, Script& script, std::size_t client) {
+    world.handle(client, script.bytes(script.byte()));
+}
+
+void send_large(World& world, Script& script, std::size_t client) {
+    const std::size_t size = script.byte() * std::size_t{257};
+    world.handle(client, Bytes(size, script.byte()));
+}
+
+// A known session, any type and payload, perhaps old or doubled.
+void send_any_packet(World& world, Script& script, std::size_t client) {
+    const auto type = static_cast<VoicePacketType>(script.byte() % 20);
+    const Bytes payload = script.bytes(script.byte());
+    const std::uint32_t age = script.byte() % 4U;
+    send(world, client, type, payload, world.clients[client].sequence++ - age);
+}
+
+void connect(World& world, Script&, std::size_t client) {
+    world.clients[client].sequence = 1;
+    Bytes datagram(k_voice_header_bytes);
+    write_voice_packet(datagram, VoicePacketType::connect, 0, 0, {});
+    world.handle(client, datagram);
+}
+
+// Somebody at the client's address asks; the client goes on under the id that it has.
+void forge_connect(World& world, Script& script, std::size_t client) {
+    const Client before = world.clients[client];
+    connect(world, script, client);
+    if (before.session_id != 0) {
+        world.clients[client].session_id = before.session_id;
+        world.clients[client].sequence = before.sequence;
+    }
+}
+
+void join(World& world, Script& script, std::size_t client) {
+    const std::uint8_t names = script.byte();
+    const std::string room(1, static_cast<char>('a' + (names & 3)));
+    std::string username(1, static_cast<char>('p' + (names >> 2 & 7)));
+    if (names >> 5 == 7) {
+        username += '\xC3'; // cut inside a character
+    }
+    send_text(world, client, VoicePacketType::join_room,
+              R"({"roomId":")" + room + R"(","username":")" + username + "\"}");
+}
+
+void leave(World& world, Script&, std::size_t client) {
+    send_text(world, client, VoicePacketType::leave_room, "{}");
+}
+
+void speak(World& world, Script& script, std::size_t client) {
+    send_next(world, client, VoicePacketType::speaking, {script.byte()});
+}
+
+void heartbeat(World& world, Script& script, std::size_t client) {
+    send_next(world, client, VoicePacketType::heartbeat, script.bytes(4));
+}
+
+void chat(World& world, Script& script, std::size_t client) {
+    const Bytes text = script.bytes(script.byte());
+    send_text(world, client, VoicePacketType::chat,
+              R"({"message":")" + std::string(text.begin(), text.end()) + "\"}");
+}
+
+// Audio of any length, some of it lost, doubled or overtaken.
+void talk(World& world, Script& script, std::size_t client) {
+    const std::uint8_t shape = script.byte();
+    const Bytes pcm(4 + shape * std::size_t{8}, script.byte());
+    const std::uint8_t order = script.byte();
+    std::uint32_t& sequence = world.clients[client].sequence;
+    sequence += order & 3;
+    send(world, client, VoicePacketType::audio, pcm, sequence - (order >> 2 & 7));
+    ++sequence;
+}
+
+void leave_or_shut_down(World& world, Script& script, std::size_t client) {
+    if (script.byte() == 255) {
+        world.rooms->disconnect_all();
+    } else {
+        leave(world, script, client);
+    }
+}
+
+using Step = void (*)(World& world, Script& script, std::size_t client);
+
+// By the low half of a step's first byte; what is likely in life stands twice.
+constexpr std::array<Step, 16> k_steps = {
+    short_time_passes,
+    short_time_passes,
+    long_time_passes,
+    send_any_bytes,
+    send_large,
+    send_any_packet,
+    connect,
+    forge_connect,
+    join,
+    join,
+    speak,
+    heartbeat,
+    chat,
+    talk,
+    talk,
+    leave_or_shut_down,
+};
+
 void step(World& world, Script& script) {
     const std::uint8_t choice = script.byte();
-    const std::size_t client = choice >> 4 & 7;
-    switch (choice & 15) {
-    case 0: // time passes
-    case 1:
-        for (int ticks = script.byte() % 8; ticks >= 0; --ticks) {
-            world.now += k_tick_ms;
-            world.tick();
-        }
-        break;
-    case 2: // a long time passes
-        world.now += script.byte() * VoiceTime{250};
-        world.tick();
-        break;
-    case 3: // any bytes
-        world.handle(client, script.bytes(script.byte()));
-        break;
-    case 4: // a large datagram
-        world.handle(client, Bytes(script.byte() * std::size_t{257}, script.byte()));
-        break;
-    case 5: // a header of a known session, any type and payload, perhaps old or doubled
-        send(world, client, static_cast<VoicePacketType>(script.byte() % 20),
-             script.bytes(script.byte()),
-             world.clients[client].sequence++ - static_cast<std::uint32_t>(script.byte() % 4));
-        break;
-    case 6:
-    case 7: {
-        world.clients[client].sequence = 1;
-        Bytes datagram(k_voice_header_bytes);
-        write_voice_packet(datagram, VoicePacketType::connect, 0, 0, {});
-        world.handle(client, datagram);
-        break;
-    }
-    case 8:
-    case 9: {
-        const std::uint8_t names = script.byte();
-        const std::string join = R"({"roomId":")" + std::string(1, 'a' + (names & 3)) +
-                                 R"(","username":")" + std::string(1, 'p' + (names >> 2 & 7)) +
-                                 "\"}";
-        send_next(world, client, VoicePacketType::join_room, {join.begin(), join.end()});
-        break;
-    }
-    case 10:
-        send_next(world, client, VoicePacketType::speaking, {script.byte()});
-        break;
-    case 11:
-        send_next(world, client, VoicePacketType::heartbeat, script.bytes(4));
-        break;
-    case 12: {
-        const Bytes text = script.bytes(script.byte());
-        std::string chat = R"({"message":")" + std::string(text.begin(), text.end()) + "\"}";
-        send_next(world, client, VoicePacketType::chat, {chat.begin(), chat.end()});
-        break;
-    }
-    case 13:
-    case 14: { // audio of any length, some of it lost, doubled or overtaken
-        const std::uint8_t shape = script.byte();
-        Bytes pcm(4 + shape * std::size_t{8}, script.byte());
-        const std::uint8_t order = script.byte();
-        std::uint32_t& sequence = world.clients[client].sequence;
-        sequence += order & 3;
-        send(world, client, VoicePacketType::audio, pcm, sequence - (order >> 2 & 7));
-        ++sequence;
-        break;
-    }
-    default:
-        if (script.byte() == 255) {
-            world.rooms->disconnect_all();
-        } else {
-            send_next(world, client, VoicePacketType::leave_room, {'{', '}'});
-        }
-        break;
-    }
+    k_steps[choice & 15](world, script, choice >> 4 & 7);
 }
 
 } // namespace
