@@ -5,7 +5,9 @@
 #include "base/text.h"
 #include "core/debug_log.h"
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 using namespace audio_engine;
 
@@ -51,18 +53,17 @@ std::int32_t GetDefaultDeviceIndexInternal(AudioFlow flow) {
     if (!g_pEnumerator) {
         return -1;
     }
-    const std::int32_t count = device_count(flow);
     const std::string default_id = default_device_id(flow);
-    for (std::int32_t index = 0; index < count && !default_id.empty(); ++index) {
-        AudioPtr<AudioDevice> device;
-        std::string id;
-        if (audio_ok(audio_active_device(*g_pEnumerator, flow, index, device)) &&
-            audio_ok(audio_device_id(*device, id)) && id == default_id) {
-            return index;
-        }
+    std::vector<std::string> ids;
+    if (!audio_ok(audio_active_ids(*g_pEnumerator, flow, ids)) || ids.empty()) {
+        return -1;
     }
+    const auto found = std::ranges::find(ids, default_id);
     // Some endpoint is always proposed.
-    return count > 0 ? 0 : -1;
+    if (default_id.empty() || found == ids.end()) {
+        return 0;
+    }
+    return static_cast<std::int32_t>(found - ids.begin());
 }
 
 /// Gives one direction the endpoint at `index`, or none. Returns whether it has one now.

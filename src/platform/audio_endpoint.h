@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 /// A system result: not negative is success, negative a failure whose bits the logs show as
 /// "0x%08X". The values below are what both systems answer for these cases.
@@ -73,6 +74,11 @@ AudioResult audio_default_device(AudioEnumerator& enumerator, AudioFlow flow,
 
 /// The number of active endpoints, in the system's order, as of this call.
 AudioResult audio_active_count(AudioEnumerator& enumerator, AudioFlow flow, std::int32_t& count);
+
+/// The identifiers of the active endpoints, in the same order, as of this call; empty for one that
+/// has none to tell.
+AudioResult audio_active_ids(AudioEnumerator& enumerator, AudioFlow flow,
+                             std::vector<std::string>& ids);
 
 /// The active endpoint at `index`, as of this call; k_audio_not_found outside the list.
 AudioResult audio_active_device(AudioEnumerator& enumerator, AudioFlow flow, std::int32_t index,

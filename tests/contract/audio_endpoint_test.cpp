@@ -85,6 +85,20 @@ TEST_F(AudioEndpoints, IdsAreDistinctAndTheSameEveryTime) {
     }
 }
 
+TEST_F(AudioEndpoints, IdsAreListedInTheOrderOfTheDevices) {
+    for (const AudioFlow flow : k_flows) {
+        std::vector<std::string> one_by_one;
+        for (std::int32_t i = 0; i < count_endpoints(*m_enumerator, flow); ++i) {
+            AudioPtr<AudioDevice> device;
+            ASSERT_EQ(audio_active_device(*m_enumerator, flow, i, device), k_audio_ok);
+            one_by_one.push_back(id_of(*device));
+        }
+        std::vector<std::string> ids{"what was there before"};
+        EXPECT_EQ(audio_active_ids(*m_enumerator, flow, ids), k_audio_ok);
+        EXPECT_EQ(ids, one_by_one);
+    }
+}
+
 TEST_F(AudioEndpoints, UnknownIndexIsNotFoundAndLeavesTheOutput) {
     for (const AudioFlow flow : k_flows) {
         AudioPtr<AudioDevice> device;

@@ -144,6 +144,9 @@ TEST_F(AudioOnPulse, WithoutAServerEveryQuestionFailsAtOnce) {
     AudioPtr<AudioDevice> device;
     EXPECT_EQ(audio_active_count(*enumerator, AudioFlow::capture, count), k_audio_server_gone);
     EXPECT_EQ(count, 12345);
+    std::vector<std::string> ids{"untouched"};
+    EXPECT_EQ(audio_active_ids(*enumerator, AudioFlow::capture, ids), k_audio_server_gone);
+    EXPECT_EQ(ids, std::vector<std::string>{"untouched"});
     EXPECT_EQ(audio_default_device(*enumerator, AudioFlow::render, device), k_audio_server_gone);
     EXPECT_EQ(audio_active_device(*enumerator, AudioFlow::render, 0, device), k_audio_server_gone);
     EXPECT_LT(seconds_since(start), 1.0);

@@ -21,6 +21,7 @@ enum class Call {
     enumerator_create,
     default_device,
     active_count,
+    active_ids,
     active_device,
     device_id,
     friendly_name,

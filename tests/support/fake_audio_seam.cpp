@@ -182,6 +182,25 @@ AudioResult audio_active_count(AudioEnumerator& enumerator, AudioFlow flow, std:
     return result;
 }
 
+AudioResult audio_active_ids(AudioEnumerator& enumerator, AudioFlow flow,
+                             std::vector<std::string>& ids) {
+    Lock lock(machine().mutex);
+    if (!usable(&enumerator, "active ids")) {
+        return k_audio_fail;
+    }
+    const AudioResult result = enter(lock, Call::active_ids, flow);
+    if (!audio_ok(result)) {
+        return result;
+    }
+    ids.clear();
+    for (const Endpoint& endpoint : machine().endpoints) {
+        if (endpoint.flow == flow) {
+            ids.push_back(endpoint.id);
+        }
+    }
+    return result;
+}
+
 AudioResult audio_active_device(AudioEnumerator& enumerator, AudioFlow flow, std::int32_t index,
                                 AudioPtr<AudioDevice>& device) {
     Lock lock(machine().mutex);

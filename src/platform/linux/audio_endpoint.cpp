@@ -168,6 +168,21 @@ AudioResult audio_active_count(AudioEnumerator& enumerator, AudioFlow flow, std:
     return result;
 }
 
+AudioResult audio_active_ids(AudioEnumerator& enumerator, AudioFlow flow,
+                             std::vector<std::string>& ids) {
+    std::vector<PulseEndpoint> endpoints;
+    const ConnectionLock lock(*enumerator.connection);
+    const AudioResult result =
+        list_active(*enumerator.connection, flow, pulse_deadline(), endpoints);
+    if (audio_ok(result)) {
+        ids.clear();
+        for (PulseEndpoint& endpoint : endpoints) {
+            ids.push_back(std::move(endpoint.name));
+        }
+    }
+    return result;
+}
+
 AudioResult audio_active_device(AudioEnumerator& enumerator, AudioFlow flow, std::int32_t index,
                                 AudioPtr<AudioDevice>& device) {
     std::vector<PulseEndpoint> endpoints;

@@ -70,6 +70,16 @@ AudioResult list_active(AudioEnumerator& enumerator, AudioFlow flow,
     return SUCCEEDED(result) ? list->GetCount(&count) : result;
 }
 
+AudioResult id_of(IMMDevice& device, std::string& id) {
+    LPWSTR text = nullptr;
+    const HRESULT result = device.GetId(&text);
+    if (FAILED(result)) {
+        return result;
+    }
+    const TaskPtr<WCHAR> owned(text);
+    return to_utf8(text, id);
+}
+
 WAVEFORMATEX wave_format(const AudioFormat& format) {
     constexpr WORD bits = 32;
     WAVEFORMATEX wave{};
@@ -83,7 +93,18 @@ WAVEFORMATEX wave_format(const AudioFormat& format) {
     return wave;
 }
 
-/// The kind of samples a mix format has, empty for one that cannot be converted.
+AudioResult initialize_shared(AudioClient& client, const WAVEFORMATEX& wave,
+                              const MixFormat& format, std::uint32_t buffer_ms) {
+    const HRESULT result = client.client->Initialize(AUDCLNT_SHAREMODE_SHARED, 0,
+                                                     buffer_ms * k_millisecond, 0, &wave, nullptr);
+    if (SUCCEEDED(result)) {
+        client.format = format;
+    }
+    return result;
+}
+
+} // namespace
+
 std::optional<MixFormat> to_mix_format(const WAVEFORMATEX& wave) {
     WORD tag = wave.wFormatTag;
     if (tag == WAVE_FORMAT_EXTENSIBLE) {
@@ -119,18 +140,6 @@ std::optional<MixFormat> to_mix_format(const WAVEFORMATEX& wave) {
     }
     return format;
 }
-
-AudioResult initialize_shared(AudioClient& client, const WAVEFORMATEX& wave,
-                              const MixFormat& format, std::uint32_t buffer_ms) {
-    const HRESULT result = client.client->Initialize(AUDCLNT_SHAREMODE_SHARED, 0,
-                                                     buffer_ms * k_millisecond, 0, &wave, nullptr);
-    if (SUCCEEDED(result)) {
-        client.format = format;
-    }
-    return result;
-}
-
-} // namespace
 
 FineTimer::FineTimer() {
     timeBeginPeriod(1);
@@ -200,6 +209,25 @@ AudioResult audio_active_count(AudioEnumerator& enumerator, AudioFlow flow, std:
     return result;
 }
 
+AudioResult audio_active_ids(AudioEnumerator& enumerator, AudioFlow flow,
+                             std::vector<std::string>& ids) {
+    ComRef<IMMDeviceCollection> list;
+    UINT size = 0;
+    const AudioResult result = list_active(enumerator, flow, list, size);
+    if (!audio_ok(result)) {
+        return result;
+    }
+    std::vector<std::string> found(size);
+    for (UINT index = 0; index < size; ++index) {
+        ComRef<IMMDevice> device;
+        if (SUCCEEDED(list->Item(index, device.out()))) {
+            id_of(*device, found[index]);
+        }
+    }
+    ids = std::move(found);
+    return result;
+}
+
 AudioResult audio_active_device(AudioEnumerator& enumerator, AudioFlow flow, std::int32_t index,
                                 AudioPtr<AudioDevice>& device) {
     ComRef<IMMDeviceCollection> list;
@@ -220,13 +248,7 @@ AudioResult audio_active_device(AudioEnumerator& enumerator, AudioFlow flow, std
 }
 
 AudioResult audio_device_id(AudioDevice& device, std::string& id) {
-    LPWSTR text = nullptr;
-    const HRESULT result = device.device->GetId(&text);
-    if (FAILED(result)) {
-        return result;
-    }
-    const TaskPtr<WCHAR> owned(text);
-    return to_utf8(text, id);
+    return id_of(*device.device, id);
 }
 
 AudioResult audio_device_friendly_name(AudioDevice& device, std::string& name) {

@@ -42,6 +42,7 @@ class ComRef {
         }
     }
 
+    Interface& operator*() const { return *m_object; }
     Interface* operator->() const { return m_object; }
 
     /// Where a call that makes an object puts it; the reference must be empty.
@@ -60,6 +61,9 @@ class FineTimer {
     FineTimer& operator=(const FineTimer&) = delete;
     ~FineTimer();
 };
+
+/// The kind of samples a mix format has, empty for one that cannot be converted.
+std::optional<MixFormat> to_mix_format(const WAVEFORMATEX& wave);
 
 struct AudioEnumerator {
     ComRef<IMMDeviceEnumerator> enumerator;

@@ -140,6 +140,14 @@ TEST_P(AudioDevices, NameOf255BytesIsWhole) {
     EXPECT_EQ(std::string(info.name), name);
 }
 
+TEST_P(AudioDevices, NameOf256BytesLosesItsLast) {
+    const std::string name = std::string(255, 'x') + "y";
+    fake_audio::add_endpoint(GetParam().flow, "long", name);
+    AudioDeviceInfo info{};
+    EXPECT_EQ(GetParam().info(2, &info), 1);
+    EXPECT_EQ(std::string(info.name), std::string(255, 'x'));
+}
+
 TEST_P(AudioDevices, DefaultIsFoundByItsIdentifier) {
     EXPECT_EQ(GetParam().default_index(), 0);
     fake_audio::set_default(GetParam().flow, GetParam().second);
@@ -156,13 +164,24 @@ TEST_P(AudioDevices, DefaultIsTheFirstWhenNotInTheList) {
 TEST_P(AudioDevices, DefaultIsTheFirstWhenAStepFails) {
     fake_audio::set_default(GetParam().flow, GetParam().second);
     const int live = fake_audio::live_handles();
-    for (const Call call : {Call::default_device, Call::device_id, Call::active_device}) {
+    for (const Call call : {Call::default_device, Call::device_id}) {
         fake_audio::answer(call, k_audio_fail);
         EXPECT_EQ(GetParam().default_index(), 0);
         fake_audio::heal(call);
     }
     EXPECT_EQ(GetParam().default_index(), 1);
     EXPECT_EQ(fake_audio::live_handles(), live);
+}
+
+TEST_P(AudioDevices, DefaultIsLookedUpInOneReadingOfTheList) {
+    for (int more = 0; more < 5; ++more) {
+        fake_audio::add_endpoint(GetParam().flow, "more" + std::to_string(more), "More");
+    }
+    fake_audio::set_default(GetParam().flow, "more4");
+    EXPECT_EQ(GetParam().default_index(), 6);
+    EXPECT_EQ(fake_audio::count(Call::active_ids), 1);
+    EXPECT_EQ(fake_audio::count(Call::active_count), 0);
+    EXPECT_EQ(fake_audio::count(Call::active_device), 0);
 }
 
 TEST_P(AudioDevices, WithoutEndpointsThereIsNoDefaultAndNothingToChoose) {
@@ -180,6 +199,7 @@ TEST_P(AudioDevices, WithoutEndpointsThereIsNoDefaultAndNothingToChoose) {
 
 TEST_P(AudioDevices, ListThatCannotBeHadIsEmpty) {
     fake_audio::answer(Call::active_count, k_audio_fail);
+    fake_audio::answer(Call::active_ids, k_audio_fail);
     EXPECT_EQ(GetParam().count(), 0);
     EXPECT_EQ(GetParam().default_index(), -1);
 }
@@ -237,6 +257,15 @@ TEST_P(AudioDevices, IndexOutsideTheListTakesTheDeviceAway) {
     }
 }
 
+TEST_P(AudioDevices, ListThatCannotBeHadTakesTheDeviceAway) {
+    fake_audio::answer(Call::active_device, k_audio_fail);
+    GetParam().set(1);
+    EXPECT_EQ(log_lines(), Lines{set_line(1, "NO")});
+    EXPECT_EQ(fake_audio::live_handles(), 2);
+    EXPECT_EQ(Audio_IsRunning(), 0);
+    EXPECT_EQ(fake_audio::count(Call::activate), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(BothDirections, AudioDevices, ::testing::Values(k_input, k_output),
                          [](const auto& each) { return std::string(each.param.word); });
 
@@ -245,6 +274,39 @@ namespace {
 class AudioDeviceChoice : public AudioEngine {};
 
 } // namespace
+
+TEST(AudioDeviceInfo, FieldsStandWhereTheyAlwaysDid) {
+    EXPECT_EQ(offsetof(AudioDeviceInfo, index), 0U);
+    EXPECT_EQ(offsetof(AudioDeviceInfo, name), 4U);
+    EXPECT_EQ(offsetof(AudioDeviceInfo, reserved1), 260U);
+    EXPECT_EQ(offsetof(AudioDeviceInfo, reserved2), 264U);
+    EXPECT_EQ(offsetof(AudioDeviceInfo, sampleRate), 272U);
+    EXPECT_EQ(sizeof(AudioDeviceInfo), 280U);
+}
+
+TEST_F(AudioDeviceChoice, RunningEngineStaysStoppedWhenTheMicrophonesCannotBeListed) {
+    start();
+    fake_audio::answer(Call::active_device, k_audio_fail);
+    const Lines calls = calls_of([] { Audio_SetInputDevice(1); });
+    EXPECT_EQ(log_lines(),
+              (Lines{"Audio capture stopped", "Set input device index: 1 (changed=NO)"}));
+    EXPECT_EQ(audio_engine::g_pInputDevice, nullptr);
+    EXPECT_EQ(Audio_IsRunning(), 0);
+    EXPECT_EQ(calls, (Lines{"stop mic", "stop speaker", "release capture service mic",
+                            "release client mic", "release device mic"}));
+}
+
+TEST_F(AudioDeviceChoice, RunningEngineGoesOnCapturingWhenTheLoudspeakersCannotBeListed) {
+    start();
+    fake_audio::answer(Call::active_device, k_audio_fail);
+    Audio_SetOutputDevice(1);
+    EXPECT_EQ(log_lines(),
+              (Lines{"Audio capture stopped", "Set output device index: 1 (changed=NO)",
+                     "Audio capture started"}));
+    EXPECT_EQ(audio_engine::g_pOutputDevice, nullptr);
+    EXPECT_EQ(audio_engine::g_pOutputClient, nullptr);
+    EXPECT_EQ(Audio_IsRunning(), 1);
+}
 
 TEST_F(AudioDeviceChoice, RunningEngineStaysStoppedWithoutInput) {
     start();
@@ -287,6 +349,21 @@ TEST_F(AudioDeviceChoice, OutputAloneNeverStartsTheEngine) {
     EXPECT_EQ(log_lines(),
               (Lines{"Audio capture stopped", "Set output device index: 1 (changed=YES)"}));
     EXPECT_EQ(Audio_IsRunning(), 0);
+}
+
+TEST_F(AudioDeviceChoice, NeitherDeviceLeftMeansNoStartIsTried) {
+    start();
+    {
+        const std::lock_guard control(audio_engine::g_control);
+        audio_engine::g_pInputDevice.reset();
+    }
+    const Lines calls = calls_of([] { Audio_SetOutputDevice(7); });
+    EXPECT_EQ(log_lines(),
+              (Lines{"Audio capture stopped", "Set output device index: 7 (changed=NO)"}));
+    EXPECT_EQ(audio_engine::g_pOutputDevice, nullptr);
+    EXPECT_EQ(Audio_IsRunning(), 0);
+    EXPECT_EQ(calls, (Lines{"stop mic", "stop speaker", "release render service speaker",
+                            "release client speaker", "release device speaker"}));
 }
 
 TEST_F(AudioDeviceChoice, NewDeviceThatFailsToStartIsLoggedAndLeavesTheEngineIdle) {
