@@ -205,7 +205,8 @@ using namespace audio_engine;
 
 std::int32_t Audio_Init() {
     const std::lock_guard control(g_control);
-    if (!g_systemReady) {
+    const bool was_ready = g_systemReady;
+    if (!was_ready) {
         const AudioResult result = audio_system_init();
         if (!audio_ok(result) && result != k_audio_changed_mode) {
             log_result("Error: CoInitializeEx failed", result);
@@ -217,8 +218,9 @@ std::int32_t Audio_Init() {
     AudioResult result = audio_enumerator_create(g_pEnumerator);
     if (!audio_ok(result)) {
         log_result("Error: Could not create device enumerator", result);
-        // Nobody cleans up after a failed start, so what was begun above ends here.
-        if (g_systemReady) {
+        // Nobody cleans up after a failed start, so what was begun above ends here; what an earlier
+        // one set up, its handles or a thread that hangs still use.
+        if (g_systemReady && !was_ready) {
             audio_system_uninit();
             g_systemReady = false;
         }

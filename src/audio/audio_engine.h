@@ -12,7 +12,8 @@ using AudioInputCallback = void (*)(float* samples, std::int32_t frameCount);
 using AudioLevelCallback = void (*)(float level);
 
 /// Sets audio up and picks the default endpoints; a missing one is only a warning in the log.
-/// Returns 1, or 0 after logging why. Main thread, once.
+/// Returns 1, or 0 after logging why; a failure leaves what an earlier call set up as it was. Main
+/// thread, once.
 std::int32_t Audio_Init();
 
 /// Stops and releases everything. Main thread.

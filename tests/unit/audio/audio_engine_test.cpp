@@ -362,6 +362,25 @@ TEST_F(AudioEngine, SecondInitKeepsTheSystemBalanced) {
     EXPECT_EQ(fake_audio::count(Call::system_uninit), 1);
 }
 
+TEST_F(AudioEngine, SecondInitThatFailsLeavesTheRunningEngineAlone) {
+    start();
+    fake_audio::answer(Call::enumerator_create, k_audio_fail);
+    EXPECT_EQ(Audio_Init(), 0);
+    EXPECT_EQ(log_lines(), Lines{"Error: Could not create device enumerator: 0x80004005"});
+    EXPECT_EQ(fake_audio::count(Call::system_uninit), 0);
+    EXPECT_EQ(fake_audio::live_handles(), 7);
+    EXPECT_EQ(Audio_IsRunning(), 1);
+    const int looks = fake_audio::count(Call::next_packet_size);
+    EXPECT_TRUE(fake_audio::wait_for_count(Call::next_packet_size, looks + 2));
+
+    EXPECT_EQ(Audio_GetInputDeviceCount(), 2);
+    Audio_SetInputDevice(1);
+    EXPECT_EQ(Audio_IsRunning(), 1);
+    Audio_Cleanup();
+    EXPECT_EQ(fake_audio::count(Call::system_uninit), 1);
+    EXPECT_EQ(fake_audio::live_handles(), 0);
+}
+
 TEST_F(AudioEngine, SettersStoreTheValueAsGivenAndLogIt) {
     Audio_SetInputGain(2.5F);
     Audio_SetInputGain(-1.0F);
