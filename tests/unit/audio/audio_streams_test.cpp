@@ -115,6 +115,40 @@ TEST_F(AudioStreams, EveryWaitingPacketIsPassedOnInItsOwnSize) {
     EXPECT_EQ(g_heard.packets[2].frames, 441);
 }
 
+TEST_F(AudioStreams, PacketLongerThanTenMillisecondsIsPassedOnWhole) {
+    Audio_SetInputGain(2.0F);
+    Audio_SetLoopback(true);
+    std::int32_t written = 0;
+    for (const std::size_t frames : {std::size_t{960}, std::size_t{4800}}) {
+        g_heard = {};
+        Samples packet = tone(0.1F, frames);
+        packet.back() = 0.25F;
+        capture(packet);
+        ASSERT_EQ(g_heard.packets.size(), 1U);
+        EXPECT_EQ(g_heard.packets[0].frames, static_cast<std::int32_t>(frames));
+        Samples heard = tone(0.2F, frames);
+        heard.back() = 0.5F;
+        EXPECT_EQ(g_heard.packets[0].samples, heard);
+        ASSERT_EQ(g_heard.levels.size(), 1U);
+        EXPECT_NEAR(g_heard.levels[0], 0.6F, 1e-3F);
+        written += static_cast<std::int32_t>(frames) * 2;
+        EXPECT_EQ(audio_engine::g_loopbackWritePos, written);
+        EXPECT_EQ(ring_at(static_cast<std::size_t>(written) - 1), 0.5F);
+    }
+    EXPECT_EQ(ring_at(static_cast<std::size_t>(written)), 0.0F);
+}
+
+TEST_F(AudioStreams, PacketLongerThanTheRingGoesAroundIt) {
+    Audio_SetLoopback(true);
+    Samples packet = tone(0.5F, 12001);
+    packet[24000] = 0.25F;
+    capture(packet);
+    EXPECT_EQ(g_heard.packets[0].frames, 12001);
+    EXPECT_EQ(audio_engine::g_loopbackWritePos, 2);
+    EXPECT_EQ(ring_at(0), 0.25F);
+    EXPECT_EQ(ring_at(23999), 0.5F);
+}
+
 TEST_F(AudioStreams, NoPacketMeansNoCallback) {
     audio_engine::capture_pass(*m_capture, m_stop);
     EXPECT_EQ(g_heard.order, Lines{});
@@ -351,6 +385,45 @@ TEST_F(AudioPlay, WriterThatLapsTheReaderMixesIntoUnplayedAudio) {
     EXPECT_EQ(ring_at(0), 1.0F);
     EXPECT_EQ(ring_at(1), 1.0F);
     EXPECT_EQ(ring_at(2), 0.8F);
+}
+
+TEST_F(AudioPlay, ListeningTestAndReceivedAudioTakeTurnsAtOneWritePosition) {
+    Audio_SetLoopback(true);
+    int captured = 0;
+    const auto capture = [&captured](const Samples& packet) {
+        fake_audio::push_packet("mic", packet);
+        return fake_audio::wait_for_count(Call::capture_release_buffer, ++captured);
+    };
+    const auto play = [](const Samples& samples) {
+        Audio_PlaySamples(samples.data(), static_cast<std::int32_t>(samples.size() / 2));
+    };
+    for (std::size_t sample = 0; sample < 8; ++sample) {
+        audio_engine::g_loopbackBuffer[sample] = 0.5F;
+    }
+    ASSERT_TRUE(capture({0.125F, 0.25F}));
+    play({0.25F, 0.75F});
+    ASSERT_TRUE(capture({-0.125F, 1.5F}));
+    play({-0.25F, -0.5F});
+    play({0.5F, 0.625F});
+    const Samples expected{0.125F,  0.25F, // copied over what was there
+                           0.75F,   1.0F,  // added and clamped
+                           -0.125F, 1.5F,  // copied, not clamped
+                           0.25F,   0.0F,  //
+                           0.5F,    0.625F, 0.0F, 0.0F};
+    for (std::size_t sample = 0; sample < expected.size(); ++sample) {
+        EXPECT_EQ(ring_at(sample), expected[sample]) << sample;
+    }
+    EXPECT_EQ(audio_engine::g_loopbackWritePos, 10);
+
+    // Once around: each meets what the other left.
+    audio_engine::g_loopbackWritePos = 0;
+    play({0.5F, 0.5F});
+    ASSERT_TRUE(capture({0.0625F, 0.0625F}));
+    EXPECT_EQ(ring_at(0), 0.625F);
+    EXPECT_EQ(ring_at(1), 0.75F);
+    EXPECT_EQ(ring_at(2), 0.0625F);
+    EXPECT_EQ(ring_at(3), 0.0625F);
+    EXPECT_EQ(audio_engine::g_loopbackWritePos, 4);
 }
 
 TEST_F(AudioPlay, WrapsAtTheRingsEnd) {

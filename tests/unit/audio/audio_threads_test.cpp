@@ -319,6 +319,30 @@ TEST_F(AudioThreads, CaptureThatHangsIsLeftBehindWithItsHandles) {
     EXPECT_EQ(g_levels, levels);
 }
 
+TEST_F(AudioThreads, StopWaitsOneSecondForEachOfTwoThreadsThatHang) {
+    fake_audio::set_tone("mic", 0.1F, 480);
+    fake_audio::hang(Call::capture_get_buffer);
+    fake_audio::hang(Call::padding);
+    start();
+    ASSERT_TRUE(fake_audio::wait_until_hanging(Call::capture_get_buffer));
+    ASSERT_TRUE(fake_audio::wait_until_hanging(Call::padding));
+    const auto begin = std::chrono::steady_clock::now();
+    Audio_Stop();
+    const auto waited = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(waited, std::chrono::milliseconds(1980));
+    EXPECT_LT(waited, std::chrono::milliseconds(2900));
+    EXPECT_EQ(Audio_IsRunning(), 0);
+    EXPECT_EQ(log_lines(), Lines{"Audio capture stopped"});
+
+    // Both keep their two handles beside those of the next session.
+    ASSERT_EQ(Audio_Start(), 1);
+    EXPECT_EQ(fake_audio::live_handles(), 7 + 4);
+    ASSERT_TRUE(more_inputs(2));
+    fake_audio::resume(Call::capture_get_buffer);
+    fake_audio::resume(Call::padding);
+    EXPECT_TRUE(eventually([] { return fake_audio::live_handles() == 7; }));
+}
+
 TEST_F(AudioThreads, RenderThatHangsKeepsTheSystemUpThroughCleanup) {
     fake_audio::hang(Call::padding);
     start();
