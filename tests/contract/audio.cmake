@@ -39,6 +39,9 @@ velmo_test(audio_fast_card_test
   SOUND SOUND_ARGUMENTS --rate 96000)
 
 if(WIN32)
+  velmo_test(audio_wave_format_test
+    SOURCES audio_wave_format_test.cpp LINKS velmo_platform_audio)
+  velmo_test(audio_packet_test SOURCES audio_packet_test.cpp LINKS velmo_platform_audio)
   velmo_test(audio_com_test SOURCES audio_com_test.cpp LINKS velmo_audio_contract ole32 SOUND)
 else()
   velmo_test(audio_pulse_test SOURCES audio_pulse_test.cpp LINKS velmo_audio_contract SOUND)
