@@ -1,0 +1,25 @@
+// Seam: the console around a command-line program, in UTF-8 on every system. Called by velmo-peer.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+/// The program's arguments without its own name. `argc` and `argv` are main's; Windows has them in
+/// no more than its code page there and is asked again.
+std::vector<std::string> console_arguments(int argc, char** argv);
+
+/// From here on a console shows what the program writes as UTF-8. Main thread.
+void console_begin_utf8();
+
+/// Leaves the console as it was before. Any thread.
+void console_end_utf8();
+
+/// Waits for something on standard input and copies it into `bytes`, of at least 16; a character
+/// typed into a console is never cut. Returns how much, 0 at the input's end and on failure. One
+/// thread at a time.
+///
+/// Below the C library's streams: at the end of the program those wait for a reader that still
+/// holds one.
+std::size_t console_read(std::span<char> bytes);

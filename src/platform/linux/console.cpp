@@ -1,0 +1,22 @@
+// The console seam on Linux, where everything is bytes and those are UTF-8.
+#include "platform/console.h"
+
+#include <cerrno>
+
+#include <unistd.h>
+
+std::vector<std::string> console_arguments(int argc, char** argv) {
+    return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
+}
+
+void console_begin_utf8() {}
+
+void console_end_utf8() {}
+
+std::size_t console_read(std::span<char> bytes) {
+    ssize_t count = 0;
+    do {
+        count = read(STDIN_FILENO, bytes.data(), bytes.size());
+    } while (count < 0 && errno == EINTR);
+    return count > 0 ? static_cast<std::size_t>(count) : 0;
+}

@@ -1,0 +1,41 @@
+// UTF-8 to the wide texts of Windows and back. Private to this folder.
+#pragma once
+
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <windows.h>
+
+/// Half characters become U+FFFD.
+inline std::string utf8_of(std::wstring_view wide) {
+    if (wide.empty() || wide.size() > std::numeric_limits<int>::max() / 3) {
+        return {};
+    }
+    const int length = static_cast<int>(wide.size());
+    std::string text(wide.size() * 3, '\0'); // more no wide character takes
+    const int bytes = WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, text.data(),
+                                          static_cast<int>(text.size()), nullptr, nullptr);
+    text.resize(static_cast<std::size_t>(bytes));
+    return text;
+}
+
+/// Empty for what is not UTF-8.
+inline std::optional<std::wstring> wide_of(std::string_view text) {
+    if (text.empty()) {
+        return std::wstring();
+    }
+    if (text.size() > std::numeric_limits<int>::max()) {
+        return std::nullopt;
+    }
+    std::wstring wide(text.size(), L'\0'); // more wide characters no byte makes
+    const int count = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(),
+                                          static_cast<int>(text.size()), wide.data(),
+                                          static_cast<int>(wide.size()));
+    if (count == 0) {
+        return std::nullopt;
+    }
+    wide.resize(static_cast<std::size_t>(count));
+    return wide;
+}
