@@ -2,14 +2,13 @@
 #include "peer/peer_commands.h"
 
 #include "base/main_thread.h"
-#include "peer/peer_options.h"
+#include "peer/peer_text.h"
+#include "platform/console.h"
 
 #include <algorithm>
 #include <array>
 #include <iterator>
 #include <thread>
-
-#include <unistd.h>
 
 namespace {
 
@@ -44,18 +43,15 @@ std::string_view trim(std::string_view text) {
     return text.substr(first, text.find_last_not_of(k_blanks) - first + 1);
 }
 
+// What the command needs instead; empty when nothing is wrong.
 std::string_view argument_error(Argument wanted, std::string_view argument) {
     switch (wanted) {
     case Argument::none:
-        return argument.empty() ? "" : "takes nothing after it";
+        return argument.empty() ? "" : "nothing after it";
     case Argument::name:
-        return is_protocol_name(argument)
-                   ? ""
-                   : "needs 1 to 63 bytes without quotation marks or backslashes";
+        return is_protocol_name(argument) ? "" : k_protocol_name_wanted;
     case Argument::text:
-        return !argument.empty() && is_protocol_text(argument)
-                   ? ""
-                   : "needs a text without quotation marks or backslashes";
+        return !argument.empty() && is_protocol_text(argument) ? "" : k_protocol_text_wanted;
     }
     return "";
 }
@@ -66,14 +62,8 @@ void read_lines(PeerLineHandler handler) {
     };
     std::string pending;
     std::array<char, 512> bytes;
-    // Below the C library's streams: at the end of the program those wait for a reader that still
-    // holds one.
-    for (;;) {
-        const auto count = ::read(0, bytes.data(), static_cast<unsigned>(bytes.size()));
-        if (count <= 0) {
-            break;
-        }
-        split_peer_lines(pending, {bytes.data(), static_cast<std::size_t>(count)}, post);
+    while (const std::size_t count = console_read(bytes)) {
+        split_peer_lines(pending, {bytes.data(), count}, post);
     }
     if (!pending.empty()) {
         post(pending);
@@ -104,7 +94,7 @@ PeerCommand parse_peer_command(std::string_view line) {
     }
     const std::string_view error = argument_error(row->argument, command.argument);
     if (!error.empty()) {
-        command.error = std::string(word) + " " + std::string(error);
+        command.error = std::string(word) + " needs " + std::string(error);
     }
     return command;
 }

@@ -3,6 +3,7 @@
 
 #include "audio/audio_devices.h"
 #include "peer/peer_output.h"
+#include "peer/peer_text.h"
 
 #include <charconv>
 #include <string>

@@ -4,6 +4,7 @@
 
 #include "core/peer.h"
 #include "peer/peer_output.h"
+#include "peer/peer_text.h"
 #include "ui/gui_facade.h"
 
 #include <algorithm>
@@ -44,8 +45,10 @@ std::string translate(const char* text) {
     return printable(text);
 }
 
+// The core counts itself in a room as soon as it asks to be let in. That it is in, the session
+// tells when the server has answered.
 const char* state_name(int state) {
-    constexpr const char* k_names[] = {"disconnected", "connecting", "connected", "in room"};
+    constexpr const char* k_names[] = {"disconnected", "connecting", "connected", "joining"};
     const bool known = state >= 0 && state < static_cast<int>(std::size(k_names));
     return known ? k_names[state] : "unknown";
 }
@@ -78,7 +81,7 @@ int peer_facade_state() {
     return g_state;
 }
 
-int peer_facade_peer_count() {
+int peer_facade_others() {
     return static_cast<int>(g_peers.size());
 }
 

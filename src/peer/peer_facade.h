@@ -8,7 +8,8 @@ void peer_facade_reset();
 /// The last connection state shown: 0 disconnected, 2 connected, 3 in a room.
 int peer_facade_state();
 
-int peer_facade_peer_count();
+/// How many others are in the room.
+int peer_facade_others();
 
 /// The last input level, 0.0 to 1.0. Any thread.
 float peer_facade_level();

@@ -1,13 +1,15 @@
 // See peer/peer_options.h.
 #include "peer/peer_options.h"
 
+#include "peer/peer_text.h"
+#include "voice/voice_packet.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 
 namespace {
 
-constexpr std::size_t k_name_bytes_max = 63;
 constexpr std::size_t k_host_bytes_max = 127;
 
 struct NumberRange {
@@ -29,26 +31,12 @@ std::optional<double> parse_number(std::string_view text, const NumberRange& ran
     return value;
 }
 
-bool is_control(char c) {
-    return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
-}
-
-bool is_port(std::string_view text) {
-    unsigned port = 0;
+// 0 for what is none.
+std::uint16_t parse_port(std::string_view text) {
+    std::uint16_t port = 0;
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, port);
-    return error == std::errc{} && stop == end && port >= 1 && port <= 65535;
-}
-
-bool is_server(std::string_view text) {
-    const std::size_t colon = text.find(':');
-    const std::string_view host = text.substr(0, colon);
-    if (host.empty() || host.size() > k_host_bytes_max ||
-        std::any_of(host.begin(), host.end(),
-                    [](char c) { return is_control(c) || c == ' ' || c == '/' || c == '\\'; })) {
-        return false;
-    }
-    return colon == std::string_view::npos || is_port(text.substr(colon + 1));
+    return error == std::errc{} && stop == end ? port : std::uint16_t{0};
 }
 
 // Takes a value into the options; false when it is no good.
@@ -66,8 +54,6 @@ bool take_text(std::string& text, std::string_view value) {
     return !value.empty();
 }
 
-constexpr std::string_view k_wants_name =
-    "1 to 63 bytes without quotation marks, backslashes or control characters";
 constexpr std::string_view k_wants_seconds = "a number of seconds from 0.05 to 1000000";
 constexpr std::string_view k_wants_device = "a device's index or name";
 constexpr std::string_view k_wants_file = "a file name";
@@ -82,7 +68,7 @@ constexpr Option k_options[] = {
     {"--server", nullptr,
      [](PeerOptions& options, std::string_view value) {
          options.server = value;
-         return is_server(value);
+         return parse_peer_server(value).has_value();
      },
      "HOST or HOST:PORT"},
     {"--room", nullptr,
@@ -90,13 +76,13 @@ constexpr Option k_options[] = {
          options.room = value;
          return is_protocol_name(value);
      },
-     k_wants_name},
+     k_protocol_name_wanted},
     {"--name", nullptr,
      [](PeerOptions& options, std::string_view value) {
          options.name = value;
          return is_protocol_name(value);
      },
-     k_wants_name},
+     k_protocol_name_wanted},
     {"--play", nullptr,
      [](PeerOptions& options, std::string_view value) {
          return take_text(options.play_file, value);
@@ -176,16 +162,22 @@ std::string check_combination(const PeerOptions& options) {
 
 } // namespace
 
-bool is_protocol_text(std::string_view text) {
-    return std::none_of(text.begin(), text.end(),
-                        [](char c) { return c == '"' || c == '\\' || is_control(c); });
+std::optional<PeerServer> parse_peer_server(std::string_view text) {
+    const std::size_t colon = text.find(':');
+    const std::string_view host = text.substr(0, colon);
+    if (host.empty() || host.size() > k_host_bytes_max || !is_protocol_text(host) ||
+        host.find_first_of(" /") != std::string_view::npos) {
+        return std::nullopt;
+    }
+    const std::uint16_t port =
+        colon == std::string_view::npos ? k_voice_default_port : parse_port(text.substr(colon + 1));
+    if (port == 0) {
+        return std::nullopt;
+    }
+    return PeerServer{std::string(host), port};
 }
 
-bool is_protocol_name(std::string_view text) {
-    return !text.empty() && text.size() <= k_name_bytes_max && is_protocol_text(text);
-}
-
-std::string parse_peer_options(std::span<char* const> arguments, PeerOptions& options) {
+std::string parse_peer_options(std::span<const std::string> arguments, PeerOptions& options) {
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string_view argument = arguments[i];
         const std::size_t equals = argument.find('=');
@@ -228,7 +220,8 @@ given time is over, Ctrl-C, the command "quit", or the end of the session by the
   --server HOST[:PORT]  the voice server
   --room ID             the room to join
   --name NAME           the name to appear under
-                        (ID and NAME: 1 to 63 bytes, no quotation marks or backslashes)
+                        (ID and NAME: 1 to 63 bytes of UTF-8, no quotation marks, backslashes or
+                        control characters)
 
 What to say:
   --input DEVICE        speak through this microphone instead of the default one
@@ -247,7 +240,7 @@ What to hear:
 A DEVICE is an index or a name, whole or in part, as --list-devices shows them.
 
 How long, and what to tell:
-  --seconds N           end N seconds after joining
+  --seconds N           end N seconds after entering the room
   --report              print a line of figures in JSON at the end
   --report-every N      print one every N seconds, too
   --list-devices        list microphones and outputs, the default ones marked, and end
@@ -258,11 +251,18 @@ Commands, one a line on standard input:
   quit
 
 What happens in the room appears on standard output, one event a line:
-  state: connected, state: in room, state: disconnected, peer joined: NAME, peer left: NAME,
-  peer speaking: NAME, peer silent: NAME, chat: NAME: TEXT, speaking, silent
+  state: connected, state: joining, state: in room, state: disconnected, peer joined: NAME,
+  peer left: NAME, peer speaking: NAME, peer silent: NAME, chat: NAME: TEXT, speaking, silent
 Errors appear on standard error. The modules' debug log is velmotalk_debug.log in the working folder.
+Arguments, commands, file names and output are UTF-8.
 
-Exit status: 0 done, 1 other failure, 2 wrong usage, 3 cannot connect, 4 no microphone,
-5 WAV file unreadable or not one, 6 the server ended the session.
+Exit status:
+  0  done
+  1  the server did not let NAME into the room, or did not answer within 5 seconds; other failures
+  2  wrong usage
+  3  not connected: unknown host, no answer within 5 seconds, refused, or interrupted before
+  4  no microphone
+  5  WAV file unreadable or not one
+  6  the server ended the session
 )";
 }

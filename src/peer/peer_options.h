@@ -1,6 +1,7 @@
 // What velmo-peer is asked to do on its command line. Called by its entry.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -30,14 +31,15 @@ struct PeerOptions {
 };
 
 /// Reads the arguments after the program's name. Returns an empty text, or what is wrong with them.
-std::string parse_peer_options(std::span<char* const> arguments, PeerOptions& options);
+std::string parse_peer_options(std::span<const std::string> arguments, PeerOptions& options);
+
+struct PeerServer {
+    std::string host;
+    std::uint16_t port;
+};
+
+/// Takes HOST or HOST:PORT apart. Empty for anything else.
+std::optional<PeerServer> parse_peer_server(std::string_view text);
 
 /// The page that --help prints.
 std::string_view peer_help_text();
-
-/// True for a room id or a name that the protocol carries: 1 to 63 bytes, no quotation mark, no
-/// backslash, no control character (the messages know no escapes).
-bool is_protocol_name(std::string_view text);
-
-/// True for a text of any length with none of those characters.
-bool is_protocol_text(std::string_view text);

@@ -1,16 +1,26 @@
 // See peer/peer_output.h.
 #include "peer/peer_output.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <string>
 
 namespace {
 
-void print_line(std::FILE* stream, const char* prefix, const char* format, va_list arguments) {
-    std::fputs(prefix, stream);
-    std::vfprintf(stream, format, arguments);
-    std::fputc('\n', stream);
+// In one piece: a console that gets a character's bytes one by one does not put them together.
+void print_line(std::FILE* stream, std::string line, const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, arguments);
+    if (length > 0) {
+        const std::size_t begin = line.size();
+        line.resize(begin + static_cast<std::size_t>(length) + 1);
+        std::vsnprintf(line.data() + begin, line.size() - begin, format, again);
+        line.pop_back();
+    }
+    va_end(again);
+    line += '\n';
+    std::fwrite(line.data(), 1, line.size(), stream);
     std::fflush(stream);
 }
 
@@ -28,12 +38,4 @@ void peer_complain(const char* format, ...) {
     va_start(arguments, format);
     print_line(stderr, "velmo-peer: ", format, arguments);
     va_end(arguments);
-}
-
-std::string printable(std::string_view text) {
-    std::string result(text);
-    std::replace_if(
-        result.begin(), result.end(),
-        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '?');
-    return result;
 }

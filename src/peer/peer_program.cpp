@@ -9,6 +9,7 @@
 #include "peer/peer_options.h"
 #include "peer/peer_output.h"
 #include "peer/peer_session.h"
+#include "peer/peer_text.h"
 
 #include <cstdio>
 
@@ -26,7 +27,7 @@ int list_devices() {
 
 } // namespace
 
-int run_peer_program(std::span<char* const> arguments) {
+int run_peer_program(std::span<const std::string> arguments) {
     PeerOptions options;
     const std::string error = parse_peer_options(arguments, options);
     if (!error.empty()) {

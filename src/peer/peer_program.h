@@ -2,6 +2,7 @@
 #pragma once
 
 #include <span>
+#include <string>
 
-/// `arguments` without the program's name.
-int run_peer_program(std::span<char* const> arguments);
+/// `arguments` in UTF-8, without the program's name.
+int run_peer_program(std::span<const std::string> arguments);

@@ -1,6 +1,7 @@
 // See peer/peer_recorder.h.
 #include "peer/peer_recorder.h"
 
+#include "audio/sound_format.h"
 #include "peer/wav_file.h"
 
 #include <algorithm>
@@ -32,7 +33,9 @@ bool open_peer_recorder(const char* path) {
     g_pushed.store(0);
     g_drained.store(0);
     g_overrun.store(false);
-    g_recording.store(g_writer.open(path, 48000, 2));
+    // Whole from its first moment on: the program may be ended while it still connects.
+    g_recording.store(g_writer.open(path, k_sound_rate, k_sound_channels) &&
+                      g_writer.update_header());
     return g_recording.load();
 }
 

@@ -20,7 +20,7 @@ struct PeerReport {
     double ring_delay_ms = 0.0;
     double render_delay_ms = 0.0;
     std::uint64_t packets_in = 0;  ///< audio packets that reached the core
-    std::uint64_t packets_out = 0; ///< audio packets captured while in a room
+    std::uint64_t packets_out = 0; ///< audio packets that were sent
     double level = 0.0;            ///< of the input, 0.0 to 1.0
     double received_peak = 0.0;    ///< largest sample since the last report, 0.0 to 1.0
 };

@@ -4,6 +4,7 @@
 #include "audio/audio_devices.h"
 #include "audio/audio_engine.h"
 #include "audio/audio_processing.h"
+#include "audio/sound_format.h"
 #include "base/clock.h"
 #include "base/main_thread.h"
 #include "base/text.h"
@@ -11,14 +12,17 @@
 #include "core/peer_roster.h"
 #include "core/voice_session.h"
 #include "peer/peer_commands.h"
+#include "peer/peer_connect.h"
 #include "peer/peer_devices.h"
 #include "peer/peer_exit.h"
 #include "peer/peer_facade.h"
+#include "peer/peer_join.h"
 #include "peer/peer_loop.h"
 #include "peer/peer_output.h"
 #include "peer/peer_recorder.h"
 #include "peer/peer_report.h"
 #include "peer/peer_source.h"
+#include "peer/peer_text.h"
 #include "ui/gui_facade.h"
 #include "voice/voice_codec.h"
 #include "voice/voice_connection.h"
@@ -27,25 +31,26 @@
 #include <array>
 #include <atomic>
 #include <cmath>
+#include <optional>
 #include <utility>
 
 namespace {
 
 constexpr std::uint32_t k_tick_ms = 50;
 constexpr float k_speaking_threshold = 0.05F;
-constexpr std::int32_t k_sample_rate = 48000;
-constexpr std::int32_t k_channels = 2;
-constexpr std::int32_t k_bitrate = 128000;
-constexpr std::int32_t k_received_frames_max = 960;
 
-// Counted on the audio and network threads.
+// Counted on the network thread.
 std::atomic<std::uint64_t> g_packets_in{0};
-std::atomic<std::uint64_t> g_packets_out{0};
 std::atomic<float> g_received_peak{0.0F};
 
 // The main thread's own.
 PeerOptions g_options;
-std::uint32_t g_joined_at_ms = 0;
+std::uint64_t g_sent_before = 0; ///< audio packets, by an earlier session
+SourceSignal g_signal;           ///< what to speak once inside, without a microphone
+bool g_source_failed = false;
+bool g_told_inside = false;       ///< of the latest join
+bool g_was_inside = false;        ///< of any join
+std::uint32_t g_joined_at_ms = 0; ///< first, or asked to
 std::uint32_t g_reported_at_ms = 0;
 bool g_speaking = false;
 bool g_quit = false;
@@ -72,35 +77,68 @@ double seconds_since(std::uint32_t ticks_ms) {
     return static_cast<double>(clock_ticks_ms() - ticks_ms) / 1000.0;
 }
 
-// Capture thread, or the source's.
-void take_input(float* samples, std::int32_t frame_count) {
-    OnAudioInput(samples, frame_count);
-    if (is_in_room()) {
-        g_packets_out.fetch_add(1, std::memory_order_relaxed);
+// Network thread; the report takes the peak away at any moment.
+void raise_received_peak(std::span<const float> samples) {
+    float peak = 0.0F;
+    for (const float sample : samples) {
+        peak = std::max(peak, std::fabs(sample));
+    }
+    float known = g_received_peak.load(std::memory_order_relaxed);
+    while (peak > known &&
+           !g_received_peak.compare_exchange_weak(known, peak, std::memory_order_relaxed)) {
     }
 }
 
 // Network thread. Decoded here once more than in the core, to be heard also while deafened.
 void take_received_audio(const std::uint8_t* data, int length) {
     g_packets_in.fetch_add(1, std::memory_order_relaxed);
-    std::array<float, k_received_frames_max * k_channels> samples;
+    join_note_audio();
+    std::array<float, k_received_frames_max * k_sound_channels> samples;
     const std::int32_t frames =
         OpusCodec_Decode(data, length, samples.data(), k_received_frames_max);
     if (frames > 0) {
         const std::span<const float> received(samples.data(),
-                                              static_cast<std::size_t>(frames) * k_channels);
-        float peak = g_received_peak.load(std::memory_order_relaxed);
-        for (const float sample : received) {
-            peak = std::max(peak, std::fabs(sample));
-        }
-        g_received_peak.store(peak, std::memory_order_relaxed);
+                                              static_cast<std::size_t>(frames) * k_sound_channels);
+        raise_received_peak(received);
         push_to_peer_recorder(received);
     }
     OnNetworkAudio(data, length);
 }
 
+// Main thread: says once for every join that the server let this participant in, and lets it speak.
+void tell_inside() {
+    if (g_told_inside || join_state() != JoinState::inside) {
+        return;
+    }
+    g_told_inside = true;
+    peer_print("state: in room");
+    if (g_was_inside) {
+        return;
+    }
+    g_was_inside = true;
+    g_joined_at_ms = clock_ticks_ms();
+    g_reported_at_ms = g_joined_at_ms;
+    if (!g_options.uses_microphone()) {
+        g_source_failed = !start_peer_source(std::move(g_signal), OnAudioInput, OnAudioLevel);
+    }
+}
+
+void join_room(const std::string& room) {
+    g_told_inside = false;
+    join_asked();
+    OnJoinRoom(room.c_str());
+}
+
+void leave_room() {
+    join_left();
+    OnLeaveRoom();
+}
+
 // Network thread. The core tells only that a chat message came; this participant shows it.
 void take_message(int kind, const char* text) {
+    if (kind == k_voice_message_join && join_note_room_message()) {
+        run_on_main_thread(tell_inside);
+    }
     OnNetworkMessage(kind, text);
     if (kind != k_voice_message_chat || text == nullptr) {
         return;
@@ -115,16 +153,22 @@ void take_message(int kind, const char* text) {
     }
 }
 
+// Network thread.
+void take_error(const char* text) {
+    join_note_error();
+    OnNetworkError(text);
+}
+
 void register_callbacks() {
     const bool microphone = g_options.uses_microphone();
-    Audio_SetInputCallback(microphone ? take_input : nullptr);
+    Audio_SetInputCallback(microphone ? OnAudioInput : nullptr);
     Audio_SetLevelCallback(microphone ? OnAudioLevel : nullptr);
     Network_SetConnectedCallback(OnNetworkConnected);
     Network_SetDisconnectedCallback(OnNetworkDisconnected);
     Network_SetMessageCallback(take_message);
     Network_SetAudioCallback(take_received_audio);
     Network_SetSpeakingCallback(OnSpeakingState);
-    Network_SetErrorCallback(OnNetworkError);
+    Network_SetErrorCallback(take_error);
 }
 
 void print_report() {
@@ -137,7 +181,7 @@ void print_report() {
     report.muted = g_appState.muted.load(std::memory_order_relaxed);
     report.deafened = g_appState.deafened.load(std::memory_order_relaxed);
     report.speaking = g_speaking;
-    report.peers = peer_facade_peer_count();
+    report.peers = peer_facade_others();
     report.rtt_ms = network.smoothed_rtt_ms;
     report.jitter_ms = network.jitter_estimate_ms;
     report.target_delay_ms = network.target_jitter_delay_ms;
@@ -146,9 +190,10 @@ void print_report() {
     report.ring_delay_ms = static_cast<double>(delays.ring);
     report.render_delay_ms = static_cast<double>(delays.render);
     report.packets_in = g_packets_in.load(std::memory_order_relaxed);
-    report.packets_out = g_packets_out.load(std::memory_order_relaxed);
+    report.packets_out = audio_packets_sent() - g_sent_before;
     report.level = static_cast<double>(peer_facade_level());
-    report.received_peak = static_cast<double>(g_received_peak.exchange(0.0F));
+    report.received_peak =
+        static_cast<double>(g_received_peak.exchange(0.0F, std::memory_order_relaxed));
     peer_print("%s", format_peer_report(report).c_str());
 }
 
@@ -167,6 +212,7 @@ void update_speaking() {
 }
 
 void tick() {
+    tell_inside();
     update_speaking();
     if (!drain_peer_recorder() && !g_record_failed) {
         g_record_failed = true;
@@ -178,48 +224,64 @@ void tick() {
     }
 }
 
-// Stays until the end, and returns why it came.
-int stay_in_room() {
-    for (;;) {
-        peer_loop_run_for(k_tick_ms);
-        if (peer_facade_state() == static_cast<int>(ConnectionState::disconnected)) {
-            peer_complain("the server ended the session");
-            return k_peer_session_ended;
-        }
-        tick();
-        if (g_quit || peer_loop_was_interrupted() ||
-            (g_options.seconds && seconds_since(g_joined_at_ms) >= *g_options.seconds)) {
-            return k_peer_ok;
-        }
+// Why to end now; empty to go on.
+std::optional<int> end_of_stay() {
+    if (peer_facade_state() == static_cast<int>(ConnectionState::disconnected)) {
+        peer_complain("the server ended the session");
+        return k_peer_session_ended;
     }
-}
-
-int join_and_stay(SourceSignal signal) {
-    OnJoinRoom(g_options.room.c_str());
-    g_joined_at_ms = clock_ticks_ms();
-    g_reported_at_ms = g_joined_at_ms;
-    if (g_options.uses_microphone()) {
-        if (Audio_IsRunning() == 0) {
-            peer_complain("the microphone cannot be used");
-            return k_peer_no_microphone;
-        }
-    } else if (!start_peer_source(std::move(signal), take_input, OnAudioLevel)) {
+    if (g_quit || peer_loop_was_interrupted()) {
+        return k_peer_ok;
+    }
+    if (g_was_inside && g_options.seconds && seconds_since(g_joined_at_ms) >= *g_options.seconds) {
+        return k_peer_ok;
+    }
+    if (g_source_failed) {
         peer_complain("no thread to play from");
         return k_peer_other;
     }
-    const int status = stay_in_room();
+    switch (join_state()) {
+    case JoinState::refused:
+        peer_complain("the server did not let %s into room %s", g_appState.username,
+                      g_appState.roomId);
+        return k_peer_other;
+    case JoinState::no_answer:
+        peer_complain("the server did not answer the wish to enter room %s", g_appState.roomId);
+        return k_peer_other;
+    case JoinState::outside:
+    case JoinState::asked:
+    case JoinState::inside:
+        break;
+    }
+    return std::nullopt;
+}
+
+int join_and_stay() {
+    join_room(g_options.room);
+    g_joined_at_ms = clock_ticks_ms();
+    g_reported_at_ms = g_joined_at_ms;
+    if (g_options.uses_microphone() && Audio_IsRunning() == 0) {
+        peer_complain("the microphone cannot be used");
+        return k_peer_no_microphone;
+    }
+    std::optional<int> status;
+    while (!status) {
+        peer_loop_run_for(k_tick_ms);
+        status = end_of_stay();
+        if (!status) {
+            tick();
+        }
+    }
     stop_peer_source();
     if (g_options.report) {
         print_report();
     }
-    return status;
+    return *status;
 }
 
-int connect_and_stay(SourceSignal signal) {
-    OnConnect(g_options.name.c_str(), g_options.server.c_str());
-    if (!Network_IsConnected()) {
-        peer_complain("cannot connect to %s", g_options.server.c_str());
-        return k_peer_cannot_connect;
+int connect_and_stay() {
+    if (const int status = connect_to_server(g_options); status != k_peer_ok) {
+        return status;
     }
     if (g_options.mute) {
         OnMuteToggle(true);
@@ -227,9 +289,9 @@ int connect_and_stay(SourceSignal signal) {
     if (g_options.deafen) {
         OnDeafenToggle(true);
     }
-    const int status = join_and_stay(std::move(signal));
+    const int status = join_and_stay();
     if (is_in_room()) {
-        OnLeaveRoom();
+        leave_room();
     }
     Network_Disconnect();
     Audio_Stop();
@@ -257,7 +319,7 @@ int choose_devices(bool has_sound) {
 }
 
 // Brings up the modules in the client's order, and down again. Sound may be missing.
-int run_with_modules(SourceSignal signal) {
+int run_with_modules() {
     app_state_set_defaults();
     if (!Network_Init()) {
         peer_complain("the network cannot be used");
@@ -270,9 +332,9 @@ int run_with_modules(SourceSignal signal) {
             Audio_Cleanup();
         }
     });
-    AudioProcessing_Init(k_sample_rate, k_channels);
+    AudioProcessing_Init(k_sound_rate, k_sound_channels);
     const AtScopeEnd processing_cleanup(AudioProcessing_Cleanup);
-    OpusCodec_Init(k_sample_rate, k_channels, k_bitrate);
+    OpusCodec_Init(k_sound_rate, k_sound_channels, k_sound_bitrate);
     const AtScopeEnd codec_cleanup(OpusCodec_Cleanup);
 
     const int status = choose_devices(has_sound);
@@ -280,23 +342,24 @@ int run_with_modules(SourceSignal signal) {
         return status;
     }
     register_callbacks();
-    return connect_and_stay(std::move(signal));
+    return connect_and_stay();
 }
 
 // What is spoken without a microphone. False after complaining.
-bool prepare_signal(SourceSignal& signal) {
-    signal.tone_hz = g_options.tone_hz.value_or(0.0);
+bool prepare_signal() {
+    g_signal = {};
+    g_signal.tone_hz = g_options.tone_hz.value_or(0.0);
     if (g_options.play_file.empty()) {
         return true;
     }
     std::string error;
-    if (!wav_read_file(g_options.play_file.c_str(), signal.sound, error)) {
+    if (!wav_read_file(g_options.play_file.c_str(), g_signal.sound, error)) {
         peer_complain("%s %s", g_options.play_file.c_str(), error.c_str());
         return false;
     }
-    if (signal.sound.sample_rate != static_cast<std::uint32_t>(k_sample_rate)) {
+    if (g_signal.sound.sample_rate != static_cast<std::uint32_t>(k_sound_rate)) {
         peer_complain("note: %s has %u samples per second and is resampled to %d",
-                      g_options.play_file.c_str(), signal.sound.sample_rate, k_sample_rate);
+                      g_options.play_file.c_str(), g_signal.sound.sample_rate, k_sound_rate);
     }
     return true;
 }
@@ -314,22 +377,25 @@ void switch_device(PeerDeviceKind kind, const std::string& device) {
 int run_peer_session(const PeerOptions& options) {
     g_options = options;
     g_packets_in = 0;
-    g_packets_out = 0;
+    g_sent_before = audio_packets_sent();
     g_received_peak = 0.0F;
     g_speaking = false;
     g_quit = false;
+    g_source_failed = false;
+    g_told_inside = false;
+    g_was_inside = false;
+    join_left();
     g_record_failed = false;
     peer_facade_reset();
 
-    SourceSignal signal;
-    if (!prepare_signal(signal)) {
+    if (!prepare_signal()) {
         return k_peer_bad_wav;
     }
     if (!options.record_file.empty() && !open_peer_recorder(options.record_file.c_str())) {
         peer_complain("%s cannot be written", options.record_file.c_str());
         return k_peer_other;
     }
-    const int status = run_with_modules(std::move(signal));
+    const int status = run_with_modules();
     if (!close_peer_recorder() || g_record_failed) {
         peer_complain("%s is not complete", options.record_file.c_str());
         return status == k_peer_ok ? k_peer_other : status;
@@ -353,10 +419,10 @@ void run_peer_command_line(const std::string& line) {
         OnDeafenToggle(command.kind == PeerCommandKind::deafen);
         break;
     case PeerCommandKind::leave:
-        OnLeaveRoom();
+        leave_room();
         break;
     case PeerCommandKind::join:
-        OnJoinRoom(command.argument.c_str());
+        join_room(command.argument);
         break;
     case PeerCommandKind::input:
         switch_device(PeerDeviceKind::input, command.argument);

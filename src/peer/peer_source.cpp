@@ -1,6 +1,8 @@
 // See peer/peer_source.h.
 #include "peer/peer_source.h"
 
+#include "audio/audio_level.h"
+#include "audio/sound_format.h"
 #include "base/clock.h"
 #include "base/worker.h"
 #include "core/app_state.h"
@@ -13,7 +15,6 @@
 
 namespace {
 
-constexpr double k_sample_rate = 48000.0;
 constexpr double k_tone_amplitude = 0.25;
 constexpr std::uint32_t k_block_ms = 10;
 constexpr std::uint32_t k_behind_max_ms = 500; // further behind, what was missed is let go
@@ -35,18 +36,6 @@ double interpolate(const WavSound& sound, double position, std::size_t channel) 
     return a + (b - a) * fraction;
 }
 
-// As the audio engine measures its packets, so that a source and a microphone that sound alike
-// count alike as speaking.
-float block_level(std::span<const float> block) {
-    constexpr float k_meter_factor = 3.0F;
-    float sum = 0.0F;
-    for (const float sample : block) {
-        sum += sample * sample;
-    }
-    const float mean = sum / static_cast<float>(block.size());
-    return std::fmin(std::sqrt(mean) * k_meter_factor, 1.0F);
-}
-
 void feed(const StopEvent& stop, SourceSignal& signal, AudioInputCallback input,
           AudioLevelCallback level) {
     std::array<float, k_source_block_frames * 2> block;
@@ -65,7 +54,10 @@ void feed(const StopEvent& stop, SourceSignal& signal, AudioInputCallback input,
         if (g_appState.muted.load(std::memory_order_relaxed)) {
             level(0.0F);
         } else {
-            level(block_level(block));
+            // As the audio engine measures its packets, so that a source and a microphone that
+            // sound alike count alike as speaking.
+            level(
+                audio_engine::CalculateRMS(block.data(), static_cast<std::int32_t>(block.size())));
             input(block.data(), static_cast<std::int32_t>(k_source_block_frames));
         }
     }
@@ -75,8 +67,8 @@ void feed(const StopEvent& stop, SourceSignal& signal, AudioInputCallback input,
 
 void fill_source_block(SourceSignal& signal, std::span<float> block) {
     const bool is_tone = signal.tone_hz > 0.0;
-    const double step =
-        (is_tone ? signal.tone_hz : static_cast<double>(signal.sound.sample_rate)) / k_sample_rate;
+    const double step = (is_tone ? signal.tone_hz : static_cast<double>(signal.sound.sample_rate)) /
+                        static_cast<double>(k_sound_rate);
     for (std::size_t i = 0; i + 1 < block.size(); i += 2) {
         if (is_tone) {
             const double turn = 2.0 * std::numbers::pi * signal.position;

@@ -3,12 +3,13 @@
 #pragma once
 
 #include "audio/audio_engine.h"
+#include "audio/sound_format.h"
 #include "peer/wav_file.h"
 
 #include <cstddef>
 #include <span>
 
-constexpr std::size_t k_source_block_frames = 480; // 10 ms at 48 kHz
+constexpr std::size_t k_source_block_frames = k_sent_frames_max; // 10 ms
 
 /// A tone when `tone_hz` is not 0, else a sound, and where it stands.
 struct SourceSignal {

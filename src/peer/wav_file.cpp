@@ -5,6 +5,8 @@
 // "data" holds.
 #include "peer/wav_file.h"
 
+#include "platform/file.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -184,7 +186,7 @@ bool wav_parse(std::span<const std::uint8_t> bytes, WavSound& sound, std::string
 }
 
 bool wav_read_file(const char* path, WavSound& sound, std::string& error) {
-    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path, "rb"));
+    const std::unique_ptr<std::FILE, FileCloser> file(file_open(path, "rb"));
     if (!file) {
         error = "cannot be opened";
         return false;
@@ -211,7 +213,7 @@ bool wav_read_file(const char* path, WavSound& sound, std::string& error) {
 }
 
 bool WavWriter::open(const char* path, std::uint32_t sample_rate, std::uint16_t channels) {
-    m_file.reset(std::fopen(path, "wb"));
+    m_file.reset(file_open(path, "wb"));
     m_data_bytes = 0;
     if (!m_file) {
         return false;

@@ -50,7 +50,7 @@ TEST(PeerCommands, UnknownWordsAreNamed) {
 }
 
 TEST(PeerCommands, MissingOrSuperfluousArgumentsAreRefused) {
-    EXPECT_NE(parse_peer_command("mute now").error, "");
+    EXPECT_EQ(parse_peer_command("mute now").error, "mute needs nothing after it");
     EXPECT_NE(parse_peer_command("join").error, "");
     EXPECT_NE(parse_peer_command("join \t").error, "");
     EXPECT_NE(parse_peer_command("chat").error, "");
@@ -60,6 +60,10 @@ TEST(PeerCommands, MissingOrSuperfluousArgumentsAreRefused) {
 TEST(PeerCommands, TextsThatTheProtocolCannotCarryAreRefused) {
     EXPECT_NE(parse_peer_command("chat say \"hi\"").error, "");
     EXPECT_NE(parse_peer_command("chat a\\b").error, "");
+    EXPECT_NE(parse_peer_command("chat \xFF").error, "");
+    EXPECT_NE(parse_peer_command("join \xC2\x9B").error, "");
+    EXPECT_EQ(parse_peer_command("chat señal").argument, "señal");
+    EXPECT_EQ(parse_peer_command("join salón").argument, "salón");
     EXPECT_NE(parse_peer_command("join " + std::string(64, 'x')).error, "");
     EXPECT_EQ(parse_peer_command("join " + std::string(63, 'x')).error, "");
     EXPECT_EQ(parse_peer_command("chat " + std::string(1000, 'x')).error, "");

@@ -94,6 +94,8 @@ void ScriptedServer::run() {
             answer(VoicePacketType::heartbeat_ack, {});
         } else if (packet.type == VoicePacketType::audio && echo_audio) {
             answer(VoicePacketType::audio, packet.payload);
+        } else if (packet.type == VoicePacketType::join_room && confirm_joins) {
+            send(VoicePacketType::join_room, R"({"existingPeers":[]})");
         }
     }
 }

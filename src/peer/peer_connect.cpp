@@ -1,0 +1,128 @@
+// See peer/peer_connect.h.
+#include "peer/peer_connect.h"
+
+#include "base/clock.h"
+#include "base/worker.h"
+#include "core/voice_session.h"
+#include "peer/peer_exit.h"
+#include "peer/peer_loop.h"
+#include "peer/peer_output.h"
+#include "peer/peer_resolver.h"
+#include "platform/console.h"
+#include "voice/voice_connection.h"
+
+#include <atomic>
+#include <cstdlib>
+
+namespace {
+
+constexpr std::uint32_t k_connect_ms = 5000;
+constexpr std::uint32_t k_late_ms = 1000;    // what a busy machine may take beyond that
+constexpr std::uint32_t k_refused_ms = 4900; // who gave up before this has had an answer
+constexpr std::uint32_t k_poll_ms = 20;
+constexpr std::uint32_t k_watch_end_ms = 2000;
+
+void end_program(int status) {
+    console_end_utf8();
+    std::_Exit(status);
+}
+
+std::atomic<void (*)(int)> g_end{end_program};
+
+std::string address_text(const UdpAddress& address) {
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        text += std::to_string((address.ipv4 >> shift) & 0xFFU) + (shift > 0 ? "." : ":");
+    }
+    return text + std::to_string(address.port);
+}
+
+void complain_no_answer(const std::string& where) {
+    peer_complain("cannot connect to %s: no answer within %u seconds", where.c_str(),
+                  k_connect_ms / 1000);
+}
+
+void complain_interrupted(const std::string& where) {
+    peer_complain("interrupted while connecting to %s", where.c_str());
+}
+
+// Stands by while the main thread is in a handshake that began some time after `start`.
+void watch_handshake(const StopEvent& done, const std::string& where, std::uint32_t start) {
+    while (!done.wait_ms(k_poll_ms)) {
+        const bool interrupted = peer_loop_was_interrupted();
+        if (interrupted) {
+            complain_interrupted(where);
+        } else if (clock_ticks_ms() - start >= k_connect_ms + k_late_ms) {
+            complain_no_answer(where);
+        } else {
+            continue;
+        }
+        g_end.load()(k_peer_cannot_connect);
+        return;
+    }
+}
+
+// Whether the system takes a datagram for the server. Anybody ignores an empty one.
+bool leads_somewhere(const UdpAddress& server) {
+    const UdpSocketPtr socket = udp_open();
+    return socket && udp_send(*socket, server, {});
+}
+
+int shake_hands(const PeerOptions& options, const std::string& where, const UdpAddress& server,
+                std::uint32_t start) {
+    Worker watch;
+    const bool watched =
+        watch.start([where, start](const StopEvent& done) { watch_handshake(done, where, start); });
+    const std::uint32_t begin = clock_ticks_ms();
+    OnConnect(options.name.c_str(), address_text(server).c_str());
+    const std::uint32_t taken = clock_ticks_ms() - begin;
+    if (watched) {
+        watch.request_stop();
+        watch.wait_and_release(k_watch_end_ms);
+    }
+    if (Network_IsConnected()) {
+        return k_peer_ok;
+    }
+    if (taken >= k_refused_ms) {
+        complain_no_answer(where);
+    } else if (leads_somewhere(server)) {
+        peer_complain("cannot connect to %s: the server refused", where.c_str());
+    } else {
+        peer_complain("cannot connect to %s: no way leads there", where.c_str());
+    }
+    return k_peer_cannot_connect;
+}
+
+} // namespace
+
+int connect_to_server(const PeerOptions& options) {
+    const std::optional<PeerServer> server = parse_peer_server(options.server);
+    if (!server) {
+        peer_complain("%s is no server", options.server.c_str());
+        return k_peer_usage;
+    }
+    const std::string where = server->host + ":" + std::to_string(server->port);
+    const std::uint32_t start = clock_ticks_ms();
+    UdpAddress address;
+    int code = 0;
+    switch (resolve_for_peer(server->host, server->port, k_connect_ms, address, code)) {
+    case PeerResolution::found:
+        return shake_hands(options, where, address, start);
+    case PeerResolution::unknown_host:
+        peer_complain("cannot connect to %s: unknown host (resolver error %d)", where.c_str(),
+                      code);
+        break;
+    case PeerResolution::no_answer:
+        peer_complain("cannot connect to %s: no name server answered within %u seconds",
+                      where.c_str(), k_connect_ms / 1000);
+        break;
+    case PeerResolution::interrupted:
+        complain_interrupted(where);
+        break;
+    }
+    return k_peer_cannot_connect;
+}
+
+void peer_connect_set_end(void (*end)(int status)) {
+    g_end = end != nullptr ? end : end_program;
+}
