@@ -146,16 +146,19 @@ void VoiceRooms::handle_reconnect(VoiceSession& session, std::uint32_t sequence,
     if (!session.reconnect_rate.allow(now)) {
         return;
     }
-    if (session.has_answered && session.successor == nullptr) {
-        session.successor =
-            std::make_unique<VoiceSession>(session.address, draw_session_id(), sequence, now);
-    }
     // Every CONNECT before the first use of an id is answered with that id: a client takes the
     // first answer, and it must be good whichever that is.
-    VoiceSession& asked_for = session.has_answered ? *session.successor : session;
-    asked_for.last_heard = now;
-    asked_for.last_heartbeat = now;
-    send(asked_for, VoicePacketType::connect_ack, {});
+    VoiceSession* asked_for = &session;
+    if (session.has_answered) {
+        if (session.successor == nullptr) {
+            session.successor =
+                std::make_unique<VoiceSession>(session.address, draw_session_id(), sequence, now);
+        }
+        asked_for = session.successor.get();
+    }
+    asked_for->last_heard = now;
+    asked_for->last_heartbeat = now;
+    send(*asked_for, VoicePacketType::connect_ack, {});
 }
 
 // Takes the place of the session that has waited longest for the first word of its client, without

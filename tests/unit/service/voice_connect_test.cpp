@@ -94,6 +94,15 @@ TEST_F(VoiceConnectTest, ConnectDoubledBeforeTheIdIsUsedIsAnsweredWithTheSameId)
     EXPECT_EQ(client.take(Type::join_room).size(), 1U);
 }
 
+TEST_F(VoiceConnectTest, ClientThatAsksAgainIsWaitedForAsLongAsTheFirstTime) {
+    Client& client = connected();
+    run(k_idle_ms - 500);
+    client.connect();
+    run(k_idle_ms - 500);
+    client.join("r", "ana");
+    EXPECT_EQ(client.take(Type::join_room).size(), 1U);
+}
+
 TEST_F(VoiceConnectTest, ConnectDoubledLateLeavesTheClientInItsRoom) {
     Client& ana = member("r", "ana");
     Client& bob = member("r", "bob");

@@ -195,6 +195,9 @@ TEST_F(VoiceMembersTest, CutCharactersOfAnyLengthAreDroppedAtTheEndOfEveryName) 
                       std::to_string(rooms->session_count()) + R"(","existingPeers":[]})");
         client.leave();
     }
+    Client& client = connected();
+    client.send_text(Type::join_room, "{\"x\":\"\\\"\",\"roomId\":\"r\",\"username\":\"ana\xC3\"}");
+    EXPECT_EQ(client.take(Type::join_room).size(), 1U);
 }
 
 TEST_F(VoiceMembersTest, OtherBytesThatAreNoUtf8AreRefusedAtTheEndToo) {
@@ -488,6 +491,8 @@ TEST_F(VoiceMembersTest, ChatUnderANameCutInsideACharacterIsRelayed) {
     Client& bob = member("r", "bo\xC3");
     bob.send_text(Type::chat, "{\"room\":\"r\",\"username\":\"bo\xC3\",\"message\":\"hola\"}");
     EXPECT_EQ(ana.take_text(Type::chat), R"({"room":"r","username":"bo","message":"hola"})");
+    bob.send_text(Type::chat, "{\"username\":\"bo\xC3\",\"message\":\"a\\\"b\"}");
+    EXPECT_EQ(ana.take_text(Type::chat), R"({"room":"r","username":"bo","message":"a\"b"})");
 }
 
 TEST_F(VoiceMembersTest, LongestChatOfControlCharactersIsRelayedWhole) {
