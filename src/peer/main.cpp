@@ -4,8 +4,5 @@
 #include "platform/console.h"
 
 int main(int argc, char** argv) {
-    console_begin_utf8();
-    const int status = run_peer_program(console_arguments(argc, argv));
-    console_end_utf8();
-    return status;
+    return run_peer_program(console_arguments(argc, argv));
 }

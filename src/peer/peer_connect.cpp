@@ -8,7 +8,6 @@
 #include "peer/peer_loop.h"
 #include "peer/peer_output.h"
 #include "peer/peer_resolver.h"
-#include "platform/console.h"
 #include "voice/voice_connection.h"
 
 #include <atomic>
@@ -23,7 +22,6 @@ constexpr std::uint32_t k_poll_ms = 20;
 constexpr std::uint32_t k_watch_end_ms = 2000;
 
 void end_program(int status) {
-    console_end_utf8();
     std::_Exit(status);
 }
 

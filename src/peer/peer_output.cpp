@@ -1,13 +1,14 @@
 // See peer/peer_output.h.
 #include "peer/peer_output.h"
 
+#include "platform/console.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <string>
 
 namespace {
 
-// In one piece: a console that gets a character's bytes one by one does not put them together.
 void print_line(std::FILE* stream, std::string line, const char* format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
@@ -20,8 +21,7 @@ void print_line(std::FILE* stream, std::string line, const char* format, va_list
     }
     va_end(again);
     line += '\n';
-    std::fwrite(line.data(), 1, line.size(), stream);
-    std::fflush(stream);
+    console_write(stream, line);
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include "peer/peer_output.h"
 #include "peer/peer_session.h"
 #include "peer/peer_text.h"
+#include "platform/console.h"
 
 #include <cstdio>
 
@@ -35,7 +36,7 @@ int run_peer_program(std::span<const std::string> arguments) {
         return k_peer_usage;
     }
     if (options.help) {
-        std::fputs(std::string(peer_help_text()).c_str(), stdout);
+        console_write(stdout, peer_help_text());
         return k_peer_ok;
     }
     if (options.version) {

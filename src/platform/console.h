@@ -2,19 +2,19 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdio>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// The program's arguments without its own name. `argc` and `argv` are main's; Windows has them in
 /// no more than its code page there and is asked again.
 std::vector<std::string> console_arguments(int argc, char** argv);
 
-/// From here on a console shows what the program writes as UTF-8. Main thread.
-void console_begin_utf8();
-
-/// Leaves the console as it was before. Any thread.
-void console_end_utf8();
+/// Writes `text` to `stream`, standard output or error, as one piece and at once. A console shows
+/// it as UTF-8, whatever its code page. Any thread.
+void console_write(std::FILE* stream, std::string_view text);
 
 /// Waits for something on standard input and copies it into `bytes`, of at least 16; a character
 /// typed into a console is never cut. Returns how much, 0 at the input's end and on failure. One

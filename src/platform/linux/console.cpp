@@ -9,9 +9,10 @@ std::vector<std::string> console_arguments(int argc, char** argv) {
     return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
 }
 
-void console_begin_utf8() {}
-
-void console_end_utf8() {}
+void console_write(std::FILE* stream, std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
+}
 
 std::size_t console_read(std::span<char> bytes) {
     ssize_t count = 0;

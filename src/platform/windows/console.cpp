@@ -1,21 +1,17 @@
-// The console seam on Windows: arguments and typed text come as wide characters, what is written
-// goes through the console's code page.
+// The console seam on Windows, where arguments and a console's text are wide characters.
 #include "platform/console.h"
 
 #include "platform/windows/wide_text.h"
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <memory>
 #include <utility>
 
+#include <io.h>
 #include <shellapi.h>
 
 namespace {
-
-// The code page that the console had; 0 while there is nothing to restore.
-std::atomic<UINT> g_former_code_page{0};
 
 // The first half of a character that the last read cut in two. The reader's own.
 wchar_t g_high_half = 0;
@@ -50,6 +46,19 @@ std::size_t read_typed(HANDLE console, std::span<char> bytes) {
     return text.size();
 }
 
+// The C library would take every byte for a character.
+void write_shown(HANDLE console, std::wstring_view text) {
+    constexpr std::size_t k_piece = 8192; // a console takes no more than 64 kB at once
+    while (!text.empty()) {
+        const std::size_t least = std::min(text.size(), k_piece);
+        const bool is_cut = least < text.size() && is_high_half(text[least - 1]);
+        const std::size_t length = is_cut ? least - 1 : least;
+        DWORD written = 0;
+        WriteConsoleW(console, text.data(), static_cast<DWORD>(length), &written, nullptr);
+        text.remove_prefix(length);
+    }
+}
+
 } // namespace
 
 std::vector<std::string> console_arguments(int argc, char** argv) {
@@ -67,17 +76,17 @@ std::vector<std::string> console_arguments(int argc, char** argv) {
     return arguments;
 }
 
-void console_begin_utf8() {
-    const UINT former = GetConsoleOutputCP();
-    if (former != 0 && former != CP_UTF8 && SetConsoleOutputCP(CP_UTF8) != 0) {
-        g_former_code_page = former;
+void console_write(std::FILE* stream, std::string_view text) {
+    const auto output = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+    DWORD mode = 0;
+    const std::optional<std::wstring> wide =
+        GetConsoleMode(output, &mode) != 0 ? wide_of(text) : std::nullopt;
+    if (wide) {
+        write_shown(output, *wide);
+        return;
     }
-}
-
-void console_end_utf8() {
-    if (const UINT former = g_former_code_page.exchange(0)) {
-        SetConsoleOutputCP(former);
-    }
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
 }
 
 std::size_t console_read(std::span<char> bytes) {
