@@ -35,7 +35,7 @@ int main(int argc, char** argv) {
     std::string error;
     if (!parse_service_options(argc, argv, options, error)) {
         std::fprintf(stderr, "velmo-service: %s (--help tells the options)\n", error.c_str());
-        return 1;
+        return 2; // a wrong command line, as everywhere in this project
     }
     if (options.show_help) {
         std::printf("%s", service_help().c_str());
@@ -51,7 +51,7 @@ int main(int argc, char** argv) {
     const VoiceServerOptions voice_options{options.host, options.voice_port,
                                            options.verbose ? log_line : nullptr};
     if (!voice.start(voice_options, error)) {
-        std::fprintf(stderr, "velmo-service: voice: %s\n", error.c_str());
+        std::fprintf(stderr, "velmo-service: %s\n", error.c_str());
         return 1;
     }
     std::printf("voice: listening on %s:%u\n", options.host.c_str(),

@@ -260,8 +260,9 @@ void VoiceRooms::log_session(const VoiceSession& session, const char* event,
     }
     const std::uint32_t ip = session.address.ipv4;
     char line[256];
-    format_text(line, "voice: %s %u.%u.%u.%u:%u %s %s", session.peer_id.c_str(), ip >> 24,
+    format_text(line, "voice: %s%s%s %u.%u.%u.%u:%u %s%s%s", session.peer_id.c_str(),
+                session.username.empty() ? "" : " ", session.username.c_str(), ip >> 24,
                 ip >> 16 & 0xFF, ip >> 8 & 0xFF, ip & 0xFF, unsigned{session.address.port}, event,
-                detail);
+                detail[0] == '\0' ? "" : " ", detail);
     m_hooks.log(m_hooks.context, line);
 }

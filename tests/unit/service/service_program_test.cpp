@@ -106,7 +106,7 @@ TEST(ServiceProgram, SystemWithoutAThreadToGiveIsAClearMessageAndStatus1) {
         GTEST_SKIP() << "no such limit here: " << output;
     }
     EXPECT_EQ(status, 1);
-    EXPECT_EQ(output, "velmo-service: voice: the system gives no thread\n");
+    EXPECT_EQ(output, "velmo-service: the system gives no thread\n");
 }
 
 class ServiceEnd : public ::testing::TestWithParam<int> {};
@@ -130,8 +130,14 @@ TEST(ServiceProgram, TakenPortIsAClearMessageAndStatus1) {
     Program second({"--voice-port", port});
     EXPECT_EQ(second.status(), 1);
     EXPECT_EQ(second.all_output(),
-              "velmo-service: voice: cannot listen on 127.0.0.1:" + port +
+              "velmo-service: cannot listen on 127.0.0.1:" + port +
                   " (UDP): the port is taken, or the address is not this machine's\n");
+}
+
+TEST(ServiceProgram, WrongCommandLineIsAClearMessageAndStatus2) {
+    Program program({"--voice-port", "70000"});
+    EXPECT_EQ(program.status(), 2);
+    EXPECT_NE(program.all_output().find("(--help tells the options)"), std::string::npos);
 }
 
 TEST(ServiceProgram, HelpNamesEveryOption) {
@@ -153,7 +159,11 @@ TEST(ServiceProgram, VerboseTellsWhoComesAndGoes) {
     Program program({"--voice-port", "0", "--verbose"});
     ScriptedClient client(loopback(program.listening_port()));
     ASSERT_TRUE(client.connect());
-    EXPECT_NE(program.line().find("connected"), std::string::npos);
+    EXPECT_TRUE(program.line().ends_with(" connected"));
+    client.send_text(VoicePacketType::join_room, R"({"roomId":"lobby","username":"Ana"})");
+    const std::string joined = program.line();
+    EXPECT_NE(joined.find(" Ana 127.0.0.1:"), std::string::npos) << joined;
+    EXPECT_TRUE(joined.ends_with(" joins lobby")) << joined;
     EXPECT_EQ(program.end_with(SIGTERM), 0);
 }
 
