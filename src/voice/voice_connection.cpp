@@ -43,6 +43,8 @@ std::shared_ptr<UdpSocket> g_socket;
 bool g_disconnecting = false;
 
 Worker g_hNetworkThread;
+// Of the latest connect. Atomic, because callbacks may connect as well.
+std::atomic<NetworkConnectFailure> g_connect_failure{NetworkConnectFailure::none};
 // Set when the latest network thread has ended. The connecting thread's own.
 std::shared_ptr<StopEvent> g_networkThreadEnded;
 thread_local bool g_onNetworkThread = false;
@@ -65,11 +67,12 @@ bool send_on(UdpSocket& socket, VoicePacketType type, const std::uint8_t* payloa
     return length > 0 && udp_send(socket, g_serverAddr, built_packet(length));
 }
 
-/// Waits for the answer to CONNECT and reads the session's id from it. False after logging why.
-bool await_connect_ack(UdpSocket& socket, std::uint64_t& session_id) {
+/// Waits for the answer to CONNECT and reads the session's id from it. Returns what failed, after
+/// logging it.
+NetworkConnectFailure await_connect_ack(UdpSocket& socket, std::uint64_t& session_id) {
     if (!udp_wait_readable(socket, k_handshake_timeout_ms)) {
         DebugLog("Error: Timeout waiting for CONNECT_ACK");
-        return false;
+        return NetworkConnectFailure::no_answer;
     }
     // Only the header counts; what follows it may be cut.
     std::uint8_t answer[k_voice_header_bytes];
@@ -79,13 +82,13 @@ bool await_connect_ack(UdpSocket& socket, std::uint64_t& session_id) {
     if (!ParseUdpHeader(answer, static_cast<int>(received.value_or(0)), &type, &session_id,
                         &sequence)) {
         DebugLog("Error: Invalid CONNECT_ACK packet");
-        return false;
+        return NetworkConnectFailure::refused;
     }
     if (type != static_cast<std::uint8_t>(VoicePacketType::connect_ack)) {
         DebugLog("Error: Expected CONNECT_ACK, got type %d", type);
-        return false;
+        return NetworkConnectFailure::refused;
     }
-    return true;
+    return NetworkConnectFailure::none;
 }
 
 /// Ends the session: no sender finds the socket afterwards.
@@ -175,19 +178,23 @@ void Network_Cleanup() {
     DebugLog("Network cleaned up");
 }
 
-std::shared_ptr<UdpSocket> begin_session(const char* url) {
+namespace {
+
+/// All of a connect up to the session, but the record of the failure, which it returns after
+/// logging it.
+NetworkConnectFailure try_session(const char* url, std::shared_ptr<UdpSocket>& session) {
     const VoiceEndpoint endpoint = parse_voice_url(url);
     DebugLog("Connecting to %s:%d (UDP)", endpoint.host, endpoint.port);
 
     std::shared_ptr<UdpSocket> socket = udp_open();
     if (!socket) {
         DebugLog("Error: Could not create UDP socket");
-        return nullptr;
+        return NetworkConnectFailure::socket;
     }
     UdpAddress server;
     if (const int code = udp_resolve(endpoint.host, endpoint.port, server); code != 0) {
         DebugLog("Error: getaddrinfo failed: %d", code);
-        return nullptr;
+        return NetworkConnectFailure::name;
     }
 
     Network_ResetAdaptiveJitterState();
@@ -201,29 +208,41 @@ std::shared_ptr<UdpSocket> begin_session(const char* url) {
     }
     if (!sent) {
         DebugLog("Error: Failed to send CONNECT packet");
-        return nullptr;
+        return NetworkConnectFailure::send;
     }
     DebugLog("CONNECT packet sent, waiting for ACK...");
 
     std::uint64_t session_id = 0;
-    if (!await_connect_ack(*socket, session_id)) {
-        return nullptr;
+    if (const NetworkConnectFailure failure = await_connect_ack(*socket, session_id);
+        failure != NetworkConnectFailure::none) {
+        return failure;
     }
     DebugLog("Connected! Session ID: %llu", static_cast<unsigned long long>(session_id));
     const std::lock_guard lock(g_sendLock);
     g_sessionId = session_id;
     g_socket = socket;
     g_isConnected = true;
+    session = std::move(socket);
+    return NetworkConnectFailure::none;
+}
+
+} // namespace
+
+std::shared_ptr<UdpSocket> begin_session(const char* url) {
+    std::shared_ptr<UdpSocket> socket;
+    g_connect_failure = try_session(url, socket);
     return socket;
 }
 
 bool Network_Connect(const char* url) {
     if (g_isConnected) {
+        g_connect_failure = NetworkConnectFailure::none;
         return true;
     }
     // A thread that outlived its bounded wait, stuck in a callback, still owns the receiving side.
     if (g_networkThreadEnded && !g_networkThreadEnded->wait_ms(k_handshake_timeout_ms)) {
         DebugLog("Error: The previous network thread is still running");
+        g_connect_failure = NetworkConnectFailure::thread;
         return false;
     }
     std::shared_ptr<UdpSocket> socket = begin_session(url);
@@ -232,6 +251,7 @@ bool Network_Connect(const char* url) {
     }
     if (!start_network_thread(std::move(socket))) {
         DebugLog("Error: Could not start the network thread");
+        g_connect_failure = NetworkConnectFailure::thread;
         end_session();
         return false;
     }
@@ -239,6 +259,10 @@ bool Network_Connect(const char* url) {
         callback();
     }
     return true;
+}
+
+NetworkConnectFailure Network_GetConnectFailure() {
+    return g_connect_failure;
 }
 
 void Network_Disconnect() {

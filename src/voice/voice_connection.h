@@ -31,6 +31,21 @@ void Network_Cleanup();
 /// and leave the socket closed. Main thread.
 bool Network_Connect(const char* url);
 
+/// Why a connect failed.
+enum class NetworkConnectFailure {
+    none,      ///< it did not, or there was none yet
+    socket,    ///< the system gave no socket
+    name,      ///< the host has no address
+    send,      ///< the system does not send there
+    no_answer, ///< nothing came within 5 seconds
+    refused,   ///< the first answer was none that lets in
+    thread,    ///< the previous network thread still runs, or there is no new one
+};
+
+/// The reason of the latest Network_Connect; `none` at program start, and after a success. Main
+/// thread.
+NetworkConnectFailure Network_GetConnectFailure();
+
 /// Ends the connection and calls the disconnected callback; nothing unless connected. Waits at most
 /// 2000 ms for the network thread; a callback that takes longer keeps its thread, and the next
 /// connect waits for it. Main thread, or a callback on the network thread (which then does not

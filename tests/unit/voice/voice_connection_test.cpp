@@ -139,6 +139,7 @@ TEST_F(VoiceConnection, SecondConnectDoesNothing) {
 TEST_F(VoiceConnection, FailsWithoutASocket) {
     udp.fail_open = true;
     EXPECT_FALSE(Network_Connect("voice.example"));
+    EXPECT_EQ(Network_GetConnectFailure(), NetworkConnectFailure::socket);
     EXPECT_EQ(log_lines(), (Lines{"Connecting to voice.example:3602 (UDP)",
                                   "Error: Could not create UDP socket"}));
     expect_closed_without_callbacks();
@@ -147,6 +148,7 @@ TEST_F(VoiceConnection, FailsWithoutASocket) {
 TEST_F(VoiceConnection, FailsWhenTheNameIsUnknown) {
     udp.fail_resolve_with = 11001;
     EXPECT_FALSE(Network_Connect("voice.example"));
+    EXPECT_EQ(Network_GetConnectFailure(), NetworkConnectFailure::name);
     EXPECT_EQ(log_lines(), (Lines{"Connecting to voice.example:3602 (UDP)",
                                   "Error: getaddrinfo failed: 11001"}));
     EXPECT_EQ(udp.sent().size(), 0u);
@@ -156,6 +158,7 @@ TEST_F(VoiceConnection, FailsWhenTheNameIsUnknown) {
 TEST_F(VoiceConnection, FailsWhenConnectCannotBeSent) {
     udp.fail_send = true;
     EXPECT_FALSE(Network_Connect("voice.example"));
+    EXPECT_EQ(Network_GetConnectFailure(), NetworkConnectFailure::send);
     EXPECT_EQ(log_lines(), (Lines{"Connecting to voice.example:3602 (UDP)",
                                   "Error: Failed to send CONNECT packet"}));
     expect_closed_without_callbacks();
@@ -164,6 +167,7 @@ TEST_F(VoiceConnection, FailsWhenConnectCannotBeSent) {
 TEST_F(VoiceConnection, FailsAfterFiveSecondsWithoutAnAnswerAndDoesNotRetry) {
     const std::uint32_t before = clock.now();
     EXPECT_FALSE(Network_Connect("voice.example"));
+    EXPECT_EQ(Network_GetConnectFailure(), NetworkConnectFailure::no_answer);
     EXPECT_EQ(clock.now() - before, 5000u);
     EXPECT_EQ(udp.sent().size(), 1u);
     EXPECT_EQ(log_lines(), (Lines{"Connecting to voice.example:3602 (UDP)",
@@ -180,6 +184,7 @@ TEST_F(VoiceConnection, AcceptsAnAnswerInTheLastMoment) {
 TEST_F(VoiceConnection, FailsOnAnAnswerOfTwelveBytes) {
     udp.deliver(Bytes(12, 2));
     EXPECT_FALSE(Network_Connect("voice.example"));
+    EXPECT_EQ(Network_GetConnectFailure(), NetworkConnectFailure::refused);
     EXPECT_EQ(log_lines().back(), "Error: Invalid CONNECT_ACK packet");
     expect_closed_without_callbacks();
 }
@@ -196,9 +201,21 @@ TEST_F(VoiceConnection, FailsOnAnAnswerOfAnotherTypeAndDoesNotWaitForTheNext) {
     udp.deliver(server_packet(VoicePacketType::error, "no"));
     udp.deliver(server_packet(VoicePacketType::connect_ack));
     EXPECT_FALSE(Network_Connect("voice.example"));
+    EXPECT_EQ(Network_GetConnectFailure(), NetworkConnectFailure::refused);
     EXPECT_EQ(log_lines().back(), "Error: Expected CONNECT_ACK, got type 14");
     EXPECT_EQ(udp.undelivered(), 1u);
     expect_closed_without_callbacks();
+}
+
+TEST_F(VoiceConnection, ASuccessForgetsTheLatestFailure) {
+    udp.fail_open = true;
+    EXPECT_FALSE(Network_Connect("voice.example"));
+    udp.fail_open = false;
+    connect();
+    EXPECT_EQ(Network_GetConnectFailure(), NetworkConnectFailure::none);
+    udp.fail_open = true;
+    EXPECT_TRUE(Network_Connect("elsewhere.example")) << "connected already";
+    EXPECT_EQ(Network_GetConnectFailure(), NetworkConnectFailure::none);
 }
 
 TEST_F(VoiceConnection, ConnectResetsTheJitterState) {
@@ -300,6 +317,7 @@ TEST_F(VoiceConnection, DisconnectWaitsTwoSecondsForAStuckCallbackAndTheNextConn
 
     // Nobody may receive beside a thread that is still there.
     EXPECT_FALSE(Network_Connect("voice.example"));
+    EXPECT_EQ(Network_GetConnectFailure(), NetworkConnectFailure::thread);
     EXPECT_EQ(log_lines().back(), "Error: The previous network thread is still running");
 
     g_release_callback.set();
