@@ -31,7 +31,9 @@
 #include <array>
 #include <atomic>
 #include <cmath>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 namespace {
@@ -105,6 +107,13 @@ void take_received_audio(const std::uint8_t* data, int length) {
     OnNetworkAudio(data, length);
 }
 
+void complain_about_recording() {
+    if (!g_record_failed) {
+        g_record_failed = true;
+        peer_complain("%s cannot be written", g_options.record_file.c_str());
+    }
+}
+
 // Main thread: says once for every join that the server let this participant in, and lets it speak.
 void tell_inside() {
     if (g_told_inside || join_state() != JoinState::inside) {
@@ -116,6 +125,9 @@ void tell_inside() {
         return;
     }
     g_was_inside = true;
+    if (!begin_peer_recorder()) {
+        complain_about_recording();
+    }
     g_joined_at_ms = clock_ticks_ms();
     g_reported_at_ms = g_joined_at_ms;
     if (!g_options.uses_microphone()) {
@@ -177,7 +189,10 @@ void print_report() {
     PeerReport report;
     report.seconds = seconds_since(g_joined_at_ms);
     report.room = g_appState.roomId;
-    report.connected = Network_IsConnected();
+    // The transport counts as connected until its own farewell.
+    report.connected =
+        Network_IsConnected() &&
+        g_appState.connectionState.load(std::memory_order_relaxed) != ConnectionState::disconnected;
     report.muted = g_appState.muted.load(std::memory_order_relaxed);
     report.deafened = g_appState.deafened.load(std::memory_order_relaxed);
     report.speaking = g_speaking;
@@ -214,9 +229,8 @@ void update_speaking() {
 void tick() {
     tell_inside();
     update_speaking();
-    if (!drain_peer_recorder() && !g_record_failed) {
-        g_record_failed = true;
-        peer_complain("%s cannot be written", g_options.record_file.c_str());
+    if (!drain_peer_recorder()) {
+        complain_about_recording();
     }
     if (g_options.report_every && seconds_since(g_reported_at_ms) >= *g_options.report_every) {
         g_reported_at_ms = clock_ticks_ms();
@@ -357,11 +371,29 @@ bool prepare_signal() {
         peer_complain("%s %s", g_options.play_file.c_str(), error.c_str());
         return false;
     }
+    if (g_signal.sound.is_cut_short) {
+        peer_complain("note: %s is cut short; %.1f seconds are left", g_options.play_file.c_str(),
+                      static_cast<double>(g_signal.sound.frame_count()) /
+                          g_signal.sound.sample_rate);
+    }
     if (g_signal.sound.sample_rate != static_cast<std::uint32_t>(k_sound_rate)) {
         peer_complain("note: %s has %u samples per second and is resampled to %d",
                       g_options.play_file.c_str(), g_signal.sound.sample_rate, k_sound_rate);
     }
     return true;
+}
+
+std::filesystem::path path_of(const std::string& name) {
+    return std::u8string(name.begin(), name.end());
+}
+
+// Whether two names lead to one file, also by different ways. False when one is empty.
+bool is_same_file(const std::string& a, const std::string& b) {
+    if (a.empty() || b.empty()) {
+        return false;
+    }
+    std::error_code error;
+    return a == b || std::filesystem::equivalent(path_of(a), path_of(b), error);
 }
 
 void switch_device(PeerDeviceKind kind, const std::string& device) {
@@ -388,6 +420,10 @@ int run_peer_session(const PeerOptions& options) {
     g_record_failed = false;
     peer_facade_reset();
 
+    if (is_same_file(options.play_file, options.record_file)) {
+        peer_complain("--play and --record name the same file");
+        return k_peer_usage;
+    }
     if (!prepare_signal()) {
         return k_peer_bad_wav;
     }

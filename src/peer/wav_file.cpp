@@ -30,6 +30,9 @@ constexpr std::size_t k_chunk_header_bytes = 8;
 constexpr std::size_t k_format_bytes_min = 16;
 constexpr std::size_t k_sub_format_at = 24; // in the body of an extensible "fmt "
 
+// Who writes to a pipe cannot know the size of its data, and puts one from here on.
+constexpr std::size_t k_unknown_data_bytes_min = 0x7FFFF000;
+
 constexpr std::size_t k_written_header_bytes = 44;
 
 std::uint64_t little_endian(Bytes bytes, std::size_t at, std::size_t count) {
@@ -63,6 +66,7 @@ struct Format {
 struct Chunks {
     Bytes format;
     Bytes data;
+    bool is_data_cut = false;
 };
 
 Chunks find_chunks(Bytes file) {
@@ -76,6 +80,7 @@ Chunks find_chunks(Bytes file) {
             chunks.format = body;
         } else if (has_name(file, at, "data")) {
             chunks.data = body;
+            chunks.is_data_cut = body.size() < size && size < k_unknown_data_bytes_min;
             break;
         }
         at = body_at + size + size % 2;
@@ -178,6 +183,7 @@ bool wav_parse(std::span<const std::uint8_t> bytes, WavSound& sound, std::string
     }
     sound.sample_rate = format.sample_rate;
     sound.channels = format.channels;
+    sound.is_cut_short = chunks.is_data_cut;
     sound.samples.resize(frames * format.channels);
     for (std::size_t i = 0; i < sound.samples.size(); ++i) {
         sound.samples[i] = read_sample(format, chunks.data, i * sample_bytes);

@@ -14,6 +14,7 @@ struct WavSound {
     std::uint32_t sample_rate = 0;
     std::size_t channels = 0; ///< 1 or 2
     std::vector<float> samples;
+    bool is_cut_short = false; ///< its file promised more
 
     std::size_t frame_count() const { return channels > 0 ? samples.size() / channels : 0; }
 };

@@ -22,6 +22,7 @@
 #include <atomic>
 #include <cmath>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <numbers>
 #include <thread>
@@ -186,6 +187,56 @@ TEST(PeerRecorder, SaysWhenSomethingWasLost) {
     EXPECT_FALSE(close_peer_recorder());
     EXPECT_EQ(std::filesystem::file_size("take.wav"), 44U + 200'000U * 2U);
     std::filesystem::remove("take.wav");
+}
+
+void write_text(const char* path, const char* text) {
+    std::FILE* const file = std::fopen(path, "wb");
+    std::fputs(text, file);
+    std::fclose(file);
+}
+
+TEST(PeerRecorder, NewFileIsAWholeEmptyRecordingAtOnce) {
+    ASSERT_TRUE(open_peer_recorder("take.wav"));
+    EXPECT_EQ(std::filesystem::file_size("take.wav"), 44U);
+    EXPECT_TRUE(close_peer_recorder());
+    std::filesystem::remove("take.wav");
+}
+
+TEST(PeerRecorder, ExistingFileIsSparedUntilTheRecordingBegins) {
+    write_text("take.wav", "something finished");
+    ASSERT_TRUE(open_peer_recorder("take.wav"));
+    EXPECT_TRUE(drain_peer_recorder());
+    EXPECT_TRUE(close_peer_recorder());
+    EXPECT_EQ(std::filesystem::file_size("take.wav"), 18U);
+
+    ASSERT_TRUE(open_peer_recorder("take.wav"));
+    EXPECT_TRUE(begin_peer_recorder());
+    EXPECT_EQ(std::filesystem::file_size("take.wav"), 44U);
+    EXPECT_TRUE(begin_peer_recorder());
+    EXPECT_TRUE(close_peer_recorder());
+    EXPECT_TRUE(begin_peer_recorder()) << "no file is open any more";
+    EXPECT_EQ(std::filesystem::file_size("take.wav"), 44U);
+    std::filesystem::remove("take.wav");
+}
+
+TEST(PeerRecorder, SoundThatCameBeforeTheRecordingBeganIsKept) {
+    write_text("take.wav", "something finished");
+    ASSERT_TRUE(open_peer_recorder("take.wav"));
+    push_to_peer_recorder(std::vector<float>(200, 0.5F));
+    EXPECT_TRUE(drain_peer_recorder());
+    EXPECT_TRUE(begin_peer_recorder());
+    EXPECT_TRUE(close_peer_recorder());
+    EXPECT_EQ(std::filesystem::file_size("take.wav"), 44U + 400U);
+    std::filesystem::remove("take.wav");
+}
+
+TEST(PeerRecorder, FileThatIsGoneWhenTheRecordingBeginsIsAFailure) {
+    std::filesystem::create_directory("takes");
+    write_text("takes/take.wav", "something finished");
+    ASSERT_TRUE(open_peer_recorder("takes/take.wav"));
+    std::filesystem::remove_all("takes");
+    EXPECT_FALSE(begin_peer_recorder());
+    EXPECT_TRUE(close_peer_recorder());
 }
 
 TEST(PeerRecorder, WithoutAFileNothingHappens) {

@@ -125,6 +125,17 @@ class PeerSession : public testing::Test {
     ScriptedServer m_server;
 };
 
+void write_wav(const char* path, std::uint32_t rate, std::size_t frames, std::int16_t value) {
+    WavWriter writer;
+    ASSERT_TRUE(writer.open(path, rate, 1));
+    std::vector<std::int16_t> samples(frames);
+    for (std::size_t i = 0; i < frames; ++i) {
+        samples[i] = i / 24 % 2 == 0 ? value : static_cast<std::int16_t>(-value);
+    }
+    EXPECT_TRUE(writer.write(samples));
+    EXPECT_TRUE(writer.close());
+}
+
 TEST_F(PeerSession, JoinsTalksAndLeaves) {
     const Outcome outcome = run(tone_options(), [this] {
         await_packets(Type::audio, 5);
@@ -319,6 +330,18 @@ TEST_F(PeerSession, EndsWhenTheServerEndsTheSession) {
     EXPECT_TRUE(outcome.output.ends_with("state: disconnected\n")) << outcome.output;
 }
 
+TEST_F(PeerSession, LastReportTellsThatTheServerEndedTheSession) {
+    PeerOptions reporting = tone_options();
+    reporting.report = true;
+    const Outcome outcome = run(reporting, [this] {
+        await_packets(Type::audio, 1);
+        m_server.send(Type::disconnect, "");
+    });
+    EXPECT_EQ(outcome.status, k_peer_session_ended);
+    EXPECT_TRUE(contains(outcome.output, R"("connected":false)")) << outcome.output;
+    EXPECT_FALSE(contains(outcome.output, R"("connected":true)")) << outcome.output;
+}
+
 TEST_F(PeerSession, EndsOnASignalWithAWholeRecording) {
     PeerOptions recording = tone_options();
     recording.record_file = "room.wav";
@@ -367,6 +390,66 @@ TEST_F(PeerSession, RecordsWhatTheRoomSendsAlsoWhileDeafened) {
     std::filesystem::remove("room.wav");
 }
 
+TEST_F(PeerSession, EarlierRecordingIsSparedWhenTheRoomIsNotEntered) {
+    write_wav("room.wav", 48000, 480, 16000);
+    const auto size = std::filesystem::file_size("room.wav");
+    m_server.confirm_joins = false;
+    PeerOptions recording = tone_options();
+    recording.record_file = "room.wav";
+    const Outcome outcome = run(recording, [this] {
+        await_packets(Type::join_room, 1);
+        m_server.send(Type::error, "full");
+    });
+    EXPECT_EQ(outcome.status, k_peer_other);
+    EXPECT_EQ(std::filesystem::file_size("room.wav"), size);
+    std::filesystem::remove("room.wav");
+}
+
+TEST_F(PeerSession, EarlierRecordingMakesRoomForTheNextOneInTheRoom) {
+    write_wav("room.wav", 48000, 48000, 16000);
+    m_server.echo_audio = false;
+    PeerOptions recording = tone_options();
+    recording.record_file = "room.wav";
+    const Outcome outcome = run(recording, [this] {
+        await_packets(Type::audio, 1);
+        command("quit");
+    });
+    EXPECT_EQ(outcome.status, k_peer_ok);
+    EXPECT_EQ(std::filesystem::file_size("room.wav"), 44U);
+    std::filesystem::remove("room.wav");
+}
+
+TEST_F(PeerSession, RefusesToRecordOverTheFileThatItPlays) {
+    write_wav("say.wav", 48000, 480, 16000);
+    const auto size = std::filesystem::file_size("say.wav");
+    std::filesystem::create_hard_link("say.wav", "other-name.wav");
+    std::filesystem::create_directory("folder");
+    for (const char* name : {"say.wav", "./say.wav", "folder/../say.wav", "other-name.wav"}) {
+        PeerOptions both = options();
+        both.play_file = "say.wav";
+        both.record_file = name;
+        const Outcome outcome = run(both, [] {});
+        EXPECT_EQ(outcome.status, k_peer_usage) << name;
+        EXPECT_EQ(outcome.errors, "velmo-peer: --play and --record name the same file\n") << name;
+        EXPECT_EQ(std::filesystem::file_size("say.wav"), size);
+    }
+    EXPECT_EQ(m_server.received().size(), 0U);
+    std::filesystem::remove("folder");
+    std::filesystem::remove("other-name.wav");
+    std::filesystem::remove("say.wav");
+}
+
+TEST_F(PeerSession, NotesThatAFileIsCutShort) {
+    write_wav("say.wav", 48000, 48000, 16000);
+    std::filesystem::resize_file("say.wav", 44 + 24000 * 2);
+    PeerOptions playing = options();
+    playing.play_file = "say.wav";
+    const Outcome outcome = run(playing, [] { command("quit"); });
+    EXPECT_EQ(outcome.status, k_peer_ok);
+    EXPECT_EQ(outcome.errors, "velmo-peer: note: say.wav is cut short; 0.5 seconds are left\n");
+    std::filesystem::remove("say.wav");
+}
+
 TEST_F(PeerSession, RecordingThatCannotBeMadeEndsItAtOnce) {
     PeerOptions recording = tone_options();
     recording.record_file = "no-such-folder/room.wav";
@@ -374,17 +457,6 @@ TEST_F(PeerSession, RecordingThatCannotBeMadeEndsItAtOnce) {
     EXPECT_EQ(outcome.status, k_peer_other);
     EXPECT_EQ(outcome.errors, "velmo-peer: no-such-folder/room.wav cannot be written\n");
     EXPECT_EQ(m_server.received().size(), 0U);
-}
-
-void write_wav(const char* path, std::uint32_t rate, std::size_t frames, std::int16_t value) {
-    WavWriter writer;
-    ASSERT_TRUE(writer.open(path, rate, 1));
-    std::vector<std::int16_t> samples(frames);
-    for (std::size_t i = 0; i < frames; ++i) {
-        samples[i] = i / 24 % 2 == 0 ? value : static_cast<std::int16_t>(-value);
-    }
-    EXPECT_TRUE(writer.write(samples));
-    EXPECT_TRUE(writer.close());
 }
 
 TEST_F(PeerSession, PlaysAFileOnceThenSilence) {
