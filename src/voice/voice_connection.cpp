@@ -219,6 +219,7 @@ NetworkConnectFailure try_session(const char* url, std::shared_ptr<UdpSocket>& s
     }
     DebugLog("Connected! Session ID: %llu", static_cast<unsigned long long>(session_id));
     const std::lock_guard lock(g_sendLock);
+    g_lastReceivedTick.store(clock_ticks_ms(), std::memory_order_relaxed);
     g_sessionId = session_id;
     g_socket = socket;
     g_isConnected = true;
@@ -376,11 +377,15 @@ void Network_SetErrorCallback(NetworkErrorCallback callback) {
 }
 
 NetworkStatistics Network_GetStatistics() {
+    // First the tick: the clock must not be the older one.
+    const std::uint32_t received_tick = g_lastReceivedTick.load(std::memory_order_relaxed);
+    const std::uint32_t silent_ms = g_isConnected ? clock_ticks_ms() - received_tick : 0;
     return {
         .smoothed_rtt_ms = g_smoothedRttMs.load(std::memory_order_relaxed),
         .jitter_estimate_ms = g_jitterEstimateMs.load(std::memory_order_relaxed),
         .target_jitter_delay_ms = g_targetJitterDelayMs.load(std::memory_order_relaxed),
         .queued_packets =
             static_cast<std::uint32_t>(g_audioQueueCount.load(std::memory_order_relaxed)),
+        .silent_ms = silent_ms,
     };
 }

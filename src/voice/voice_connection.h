@@ -83,5 +83,6 @@ struct NetworkStatistics {
     std::uint32_t jitter_estimate_ms;
     std::uint32_t target_jitter_delay_ms;
     std::uint32_t queued_packets;
+    std::uint32_t silent_ms; ///< since the latest datagram of any kind came; 0 outside a session
 };
 NetworkStatistics Network_GetStatistics();

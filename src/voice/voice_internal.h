@@ -48,6 +48,7 @@ extern std::uint32_t g_lastHeartbeatSentTick;
 
 /// Written by the network thread, read by anyone.
 extern std::atomic<std::uint32_t> g_smoothedRttMs;
+extern std::atomic<std::uint32_t> g_lastReceivedTick; ///< set by the connecting thread, too
 
 struct VoiceEndpoint {
     char host[128];

@@ -16,6 +16,7 @@
 bool g_heartbeatInFlight = false;
 std::uint32_t g_lastHeartbeatSentTick = 0;
 std::atomic<std::uint32_t> g_smoothedRttMs{k_initial_smoothed_rtt_ms};
+std::atomic<std::uint32_t> g_lastReceivedTick{0};
 
 namespace {
 
@@ -187,6 +188,7 @@ bool network_pass(NetworkThreadState& thread) {
                         &sequence)) {
         return true;
     }
+    g_lastReceivedTick.store(clock_ticks_ms(), std::memory_order_relaxed);
     const auto type = static_cast<VoicePacketType>(type_code);
     if (has_text(type)) {
         g_receiveBuffer[std::min(received, sizeof g_receiveBuffer - 1)] = '\0';

@@ -228,6 +228,23 @@ TEST_F(VoiceConnection, ConnectResetsTheJitterState) {
     EXPECT_FALSE(g_heartbeatInFlight);
 }
 
+TEST_F(VoiceConnection, TellsHowLongNothingHasCome) {
+    EXPECT_EQ(Network_GetStatistics().silent_ms, 0u);
+    clock.advance(700);
+    begin();
+    EXPECT_EQ(Network_GetStatistics().silent_ms, 0u);
+    run_for(2500);
+    EXPECT_GE(Network_GetStatistics().silent_ms, 2500u);
+    receive(Bytes(12, 5)); // too short to be one of ours
+    EXPECT_GE(Network_GetStatistics().silent_ms, 2500u);
+    receive(server_packet(VoicePacketType::heartbeat_ack));
+    EXPECT_LE(Network_GetStatistics().silent_ms, 10u);
+    run_for(300);
+    EXPECT_GE(Network_GetStatistics().silent_ms, 300u);
+    Network_Disconnect();
+    EXPECT_EQ(Network_GetStatistics().silent_ms, 0u);
+}
+
 // --- The network thread ---
 
 TEST_F(VoiceConnection, NetworkThreadReceivesAndSendsHeartbeats) {
