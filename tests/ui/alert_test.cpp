@@ -139,9 +139,8 @@ TEST(Alert, ClosingPresentsTheWindowAlsoWithoutASpacesList) {
         GtkWindow* const dialog = wait_for_dialog();
         ASSERT_NE(dialog, nullptr);
         // Hidden under the alert, the window shows whether it is presented again.
-        gtk_window_set_transient_for(dialog, nullptr);
         gtk_widget_set_visible(g_window, FALSE);
-        gtk_window_close(dialog);
+        g_idle_add_once([](gpointer window) { gtk_window_close(GTK_WINDOW(window)); }, dialog);
         wait_until([] { return gtk_widget_get_visible(g_window) != FALSE; });
         run_main_loop_for_ms(k_retries_ms);
     });
