@@ -23,6 +23,7 @@
 #include "peer/peer_report.h"
 #include "peer/peer_source.h"
 #include "peer/peer_text.h"
+#include "peer/peer_watch.h"
 #include "ui/gui_facade.h"
 #include "voice/voice_codec.h"
 #include "voice/voice_connection.h"
@@ -171,10 +172,16 @@ void take_error(const char* text) {
     OnNetworkError(text);
 }
 
+// Capture thread.
+void take_captured_level(float level) {
+    peer_watch_note_capture();
+    OnAudioLevel(level);
+}
+
 void register_callbacks() {
     const bool microphone = g_options.uses_microphone();
     Audio_SetInputCallback(microphone ? OnAudioInput : nullptr);
-    Audio_SetLevelCallback(microphone ? OnAudioLevel : nullptr);
+    Audio_SetLevelCallback(microphone ? take_captured_level : nullptr);
     Network_SetConnectedCallback(OnNetworkConnected);
     Network_SetDisconnectedCallback(OnNetworkDisconnected);
     Network_SetMessageCallback(take_message);
@@ -229,6 +236,9 @@ void update_speaking() {
 void tick() {
     tell_inside();
     update_speaking();
+    peer_watch_look(g_options.uses_microphone() &&
+                        !g_appState.muted.load(std::memory_order_relaxed),
+                    Network_GetStatistics().silent_ms);
     if (!drain_peer_recorder()) {
         complain_about_recording();
     }
@@ -272,6 +282,7 @@ std::optional<int> end_of_stay() {
 
 int join_and_stay() {
     join_room(g_options.room);
+    peer_watch_reset();
     g_joined_at_ms = clock_ticks_ms();
     g_reported_at_ms = g_joined_at_ms;
     if (g_options.uses_microphone() && Audio_IsRunning() == 0) {

@@ -172,6 +172,28 @@ TEST_F(PeerSession, SpeaksThroughTheMicrophone) {
     EXPECT_EQ(fake_audio::live_handles(), 0);
 }
 
+TEST_F(PeerSession, TellsThatTheMicrophoneDeliversNothing) {
+    const auto start = std::chrono::steady_clock::now();
+    PeerOptions timed = options();
+    timed.seconds = 3.0;
+    const Outcome outcome = run(timed, [] {});
+    EXPECT_EQ(outcome.status, k_peer_ok);
+    EXPECT_EQ(outcome.errors, "velmo-peer: the microphone delivers nothing; type: input DEVICE\n");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 2s);
+}
+
+TEST_F(PeerSession, TellsThatTheServerDoesNotAnswer) {
+    PeerOptions timed = tone_options();
+    timed.seconds = 6.5;
+    const Outcome outcome = run(timed, [this] {
+        await_packets(Type::audio, 1);
+        m_server.echo_audio = false;
+        m_server.answer_heartbeats = false;
+    });
+    EXPECT_EQ(outcome.status, k_peer_ok);
+    EXPECT_EQ(outcome.errors, "velmo-peer: no answer from the server for 5 s\n");
+}
+
 TEST_F(PeerSession, PlaysTheRoomOnTheOutput) {
     fake_audio::set_tone("mic", 0.5F, 480);
     run(options(), [] {

@@ -90,7 +90,7 @@ void ScriptedServer::run() {
         }
         if (packet.type == VoicePacketType::connect) {
             answer(VoicePacketType::connect_ack, {});
-        } else if (packet.type == VoicePacketType::heartbeat) {
+        } else if (packet.type == VoicePacketType::heartbeat && answer_heartbeats) {
             answer(VoicePacketType::heartbeat_ack, {});
         } else if (packet.type == VoicePacketType::audio && echo_audio) {
             answer(VoicePacketType::audio, packet.payload);

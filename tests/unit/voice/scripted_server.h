@@ -40,6 +40,7 @@ class ScriptedServer {
 
     std::atomic<std::uint64_t> session{0x1000};
     std::atomic<bool> echo_audio{true};
+    std::atomic<bool> answer_heartbeats{true};
     std::atomic<bool> confirm_joins{false};         ///< of an empty room
     std::atomic<bool> answer_from_elsewhere{false}; ///< from a second socket, on a port of its own
 
