@@ -23,3 +23,10 @@ void console_write(std::FILE* stream, std::string_view text);
 /// Below the C library's streams: at the end of the program those wait for a reader that still
 /// holds one.
 std::size_t console_read(std::span<char> bytes);
+
+/// Whether standard input is a console, where a person types.
+bool console_input_is_typed();
+
+/// The signals that ask a program to end. One that whoever started the program lets it ignore, as
+/// nohup does with the console's end, is not among them. Main thread.
+std::vector<int> console_end_signals();

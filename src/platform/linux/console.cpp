@@ -2,6 +2,7 @@
 #include "platform/console.h"
 
 #include <cerrno>
+#include <csignal>
 
 #include <unistd.h>
 
@@ -20,4 +21,17 @@ std::size_t console_read(std::span<char> bytes) {
         count = read(STDIN_FILENO, bytes.data(), bytes.size());
     } while (count < 0 && errno == EINTR);
     return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+bool console_input_is_typed() {
+    return isatty(STDIN_FILENO) != 0;
+}
+
+std::vector<int> console_end_signals() {
+    std::vector<int> signals{SIGINT, SIGTERM};
+    struct sigaction on_hangup {};
+    if (sigaction(SIGHUP, nullptr, &on_hangup) == 0 && on_hangup.sa_handler != SIG_IGN) {
+        signals.push_back(SIGHUP);
+    }
+    return signals;
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <memory>
 #include <utility>
 
@@ -100,4 +101,13 @@ std::size_t console_read(std::span<char> bytes) {
     return ReadFile(input, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr) != 0
                ? count
                : 0;
+}
+
+bool console_input_is_typed() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
+}
+
+std::vector<int> console_end_signals() {
+    return {SIGINT, SIGTERM};
 }
