@@ -18,6 +18,7 @@ struct CommandRow {
     std::string_view word;
     PeerCommandKind kind;
     Argument argument;
+    std::string_view argument_name = "";
 };
 
 constexpr CommandRow k_commands[] = {
@@ -26,13 +27,16 @@ constexpr CommandRow k_commands[] = {
     {"deafen", PeerCommandKind::deafen, Argument::none},
     {"undeafen", PeerCommandKind::undeafen, Argument::none},
     {"leave", PeerCommandKind::leave, Argument::none},
-    {"join", PeerCommandKind::join, Argument::name},
-    {"input", PeerCommandKind::input, Argument::text},
-    {"output", PeerCommandKind::output, Argument::text},
-    {"chat", PeerCommandKind::chat, Argument::text},
+    {"join", PeerCommandKind::join, Argument::name, "ROOM"},
+    {"input", PeerCommandKind::input, Argument::text, "DEVICE"},
+    {"output", PeerCommandKind::output, Argument::text, "DEVICE"},
+    {"chat", PeerCommandKind::chat, Argument::text, "TEXT"},
     {"report", PeerCommandKind::report, Argument::none},
+    {"help", PeerCommandKind::help, Argument::none},
     {"quit", PeerCommandKind::quit, Argument::none},
 };
+
+constexpr std::size_t k_shown_word_max = 40;
 
 std::string_view trim(std::string_view text) {
     constexpr std::string_view k_blanks = " \t\r\n";
@@ -85,7 +89,7 @@ PeerCommand parse_peer_command(std::string_view line) {
                      [word](const CommandRow& candidate) { return candidate.word == word; });
     if (row == std::end(k_commands)) {
         command.kind = PeerCommandKind::unknown;
-        command.error = "unknown command: " + std::string(word);
+        command.error = "unknown command: " + shortened(word, k_shown_word_max) + " (type help)";
         return command;
     }
     command.kind = row->kind;
@@ -97,6 +101,17 @@ PeerCommand parse_peer_command(std::string_view line) {
         command.error = std::string(word) + " needs " + std::string(error);
     }
     return command;
+}
+
+std::string peer_command_list() {
+    std::string list;
+    for (const CommandRow& row : k_commands) {
+        list.append(list.empty() ? "" : ", ").append(row.word);
+        if (!row.argument_name.empty()) {
+            list.append(" ").append(row.argument_name);
+        }
+    }
+    return list;
 }
 
 void start_peer_command_reader(PeerLineHandler handler) {

@@ -17,6 +17,7 @@ enum class PeerCommandKind {
     output,
     chat,
     report,
+    help,
     quit,
 };
 
@@ -28,6 +29,9 @@ struct PeerCommand {
 
 /// Reads one line, with or without its line break.
 PeerCommand parse_peer_command(std::string_view line);
+
+/// All commands with what they take: "mute, unmute, ..., join ROOM, ...".
+std::string peer_command_list();
 
 /// Receives each line on the main thread.
 using PeerLineHandler = void (*)(const std::string& line);

@@ -4,6 +4,7 @@
 #include "audio/audio_devices.h"
 #include "peer/peer_output.h"
 #include "peer/peer_text.h"
+#include "platform/audio_endpoint.h"
 
 #include <charconv>
 #include <string>
@@ -12,16 +13,28 @@ namespace {
 
 struct DeviceList {
     const char* title;
+    const char* one;
+    const char* several;
     std::int32_t (*count)();
     std::int32_t (*info)(std::int32_t index, AudioDeviceInfo* info);
     std::int32_t (*default_index)();
     void (*select)(std::int32_t index);
 };
 
-constexpr DeviceList k_inputs{"Microphones", Audio_GetInputDeviceCount, Audio_GetInputDeviceInfo,
-                              Audio_GetDefaultInputDevice, Audio_SetInputDevice};
-constexpr DeviceList k_outputs{"Outputs", Audio_GetOutputDeviceCount, Audio_GetOutputDeviceInfo,
-                               Audio_GetDefaultOutputDevice, Audio_SetOutputDevice};
+constexpr DeviceList k_inputs{"Microphones",
+                              "microphone",
+                              "microphones",
+                              Audio_GetInputDeviceCount,
+                              Audio_GetInputDeviceInfo,
+                              Audio_GetDefaultInputDevice,
+                              Audio_SetInputDevice};
+constexpr DeviceList k_outputs{"Outputs",
+                               "output",
+                               "outputs",
+                               Audio_GetOutputDeviceCount,
+                               Audio_GetOutputDeviceInfo,
+                               Audio_GetDefaultOutputDevice,
+                               Audio_SetOutputDevice};
 
 const DeviceList& list_of(PeerDeviceKind kind) {
     return kind == PeerDeviceKind::input ? k_inputs : k_outputs;
@@ -46,7 +59,7 @@ void print_list(const DeviceList& list) {
 
 } // namespace
 
-std::optional<std::int32_t> find_peer_device(PeerDeviceKind kind, std::string_view text) {
+std::vector<std::int32_t> find_peer_devices(PeerDeviceKind kind, std::string_view text) {
     const DeviceList& list = list_of(kind);
     const std::int32_t count = list.count();
 
@@ -54,31 +67,57 @@ std::optional<std::int32_t> find_peer_device(PeerDeviceKind kind, std::string_vi
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
     if (error == std::errc{} && stop == end && number >= 0 && number < count) {
-        return number;
+        return {number};
     }
 
-    std::optional<std::int32_t> partial;
-    int partial_count = 0;
+    std::vector<std::int32_t> partial;
     for (std::int32_t index = 0; index < count; ++index) {
         const std::string name = device_name(list, index);
         if (name == text) {
-            return index;
+            return {index};
         }
         if (name.find(text) != std::string::npos) {
-            partial = index;
-            ++partial_count;
+            partial.push_back(index);
         }
     }
-    return partial_count == 1 ? partial : std::nullopt;
+    return partial;
 }
 
-bool select_peer_device(PeerDeviceKind kind, std::string_view text) {
-    const std::optional<std::int32_t> index = find_peer_device(kind, text);
-    if (!index) {
-        return false;
+std::string select_peer_device(PeerDeviceKind kind, std::string_view text, std::string& name) {
+    const DeviceList& list = list_of(kind);
+    const std::vector<std::int32_t> found = find_peer_devices(kind, text);
+    if (found.empty()) {
+        return std::string("no such ") + list.one + ": " + std::string(text);
     }
-    list_of(kind).select(*index);
-    return true;
+    if (found.size() > 1) {
+        std::string error = std::string(text) + " matches several " + list.several + ":";
+        const char* separator = " ";
+        for (const std::int32_t index : found) {
+            error += separator + std::to_string(index) + " " + device_name(list, index);
+            separator = ", ";
+        }
+        return error;
+    }
+    name = device_name(list, found.front());
+    list.select(found.front());
+    return "";
+}
+
+bool sound_service_is_missing() {
+    const AudioResult began = audio_system_init();
+    AudioResult result = k_audio_ok;
+    {
+        AudioPtr<AudioEnumerator> enumerator;
+        std::int32_t count = 0;
+        result = audio_enumerator_create(enumerator);
+        if (audio_ok(result)) {
+            result = audio_active_count(*enumerator, AudioFlow::capture, count);
+        }
+    }
+    if (audio_ok(began)) {
+        audio_system_uninit();
+    }
+    return result == k_audio_server_gone;
 }
 
 void print_peer_devices() {

@@ -22,18 +22,15 @@ std::vector<Peer> g_peers;
 std::atomic<float> g_level{0.0F};
 
 // The core speaks Spanish to its user; this program's texts are English. An empty translation
-// belongs to something that the session itself tells better.
+// belongs to something that other lines tell better.
 struct Translation {
     std::string_view core;
     std::string_view here;
 };
 
 constexpr Translation k_translations[] = {
-    {"Error de conexión", ""},
-    {"Error de red", "server error"},
-    {"Te has unido al canal", "server: room update"},
-    {"Un usuario ha salido", "server: a peer left"},
-    {"Mensaje de chat recibido", ""},
+    {"Error de conexión", ""},    {"Error de red", "server error"}, {"Te has unido al canal", ""},
+    {"Un usuario ha salido", ""}, {"Mensaje de chat recibido", ""},
 };
 
 std::string translate(const char* text) {

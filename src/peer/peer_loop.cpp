@@ -3,6 +3,7 @@
 
 #include "base/clock.h"
 #include "base/main_thread.h"
+#include "platform/console.h"
 
 #include <algorithm>
 #include <atomic>
@@ -90,8 +91,9 @@ void peer_loop_run_for(std::uint32_t milliseconds) {
 
 void peer_loop_catch_signals() {
     g_interrupted.store(false);
-    std::signal(SIGINT, note_signal);
-    std::signal(SIGTERM, note_signal);
+    for (const int number : console_end_signals()) {
+        std::signal(number, note_signal);
+    }
 }
 
 bool peer_loop_was_interrupted() {

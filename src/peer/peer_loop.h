@@ -13,8 +13,8 @@ void peer_loop_uninstall();
 /// Runs what is posted until the time is over or a signal came. Main thread.
 void peer_loop_run_for(std::uint32_t milliseconds);
 
-/// From here on SIGINT and SIGTERM set the flag below instead of ending the program; a second one
-/// ends it at once.
+/// From here on the signals that ask for the end (Ctrl-C and others) set the flag below instead of
+/// ending the program; a second one ends it at once.
 void peer_loop_catch_signals();
 
 bool peer_loop_was_interrupted();

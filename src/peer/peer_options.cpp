@@ -60,6 +60,7 @@ constexpr std::string_view k_wants_file = "a file name";
 
 constexpr Option k_options[] = {
     {"--help", &PeerOptions::help, nullptr, ""},
+    {"-h", &PeerOptions::help, nullptr, ""},
     {"--version", &PeerOptions::version, nullptr, ""},
     {"--list-devices", &PeerOptions::list_devices, nullptr, ""},
     {"--mute", &PeerOptions::mute, nullptr, ""},
@@ -235,7 +236,7 @@ What to hear:
   --output DEVICE       play the room on this device instead of the default one
   --deafen              begin deafened: what arrives is not played
   --record FILE.wav     write what arrives from the room, packet after packet, also while deafened
-                        (48 kHz, stereo, 16 bit)
+                        (48 kHz, stereo, 16 bit); replaces a file of this name on entering the room
 
 A DEVICE is an index or a name, whole or in part, as --list-devices shows them.
 
@@ -244,16 +245,17 @@ How long, and what to tell:
   --report              print a line of figures in JSON at the end
   --report-every N      print one every N seconds, too
   --list-devices        list microphones and outputs, the default ones marked, and end
-  --help, --version     this page; the version
+  -h, --help, --version this page; the version
 
-Commands, one a line on standard input:
+Commands, one a line on standard input, each answered by a line:
   mute  unmute  deafen  undeafen  leave  join ROOM  input DEVICE  output DEVICE  chat TEXT  report
-  quit
+  help  quit
 
 What happens in the room appears on standard output, one event a line:
   state: connected, state: joining, state: in room, state: disconnected, peer joined: NAME,
   peer left: NAME, peer speaking: NAME, peer silent: NAME, chat: NAME: TEXT, speaking, silent
-Errors appear on standard error. The modules' debug log is velmotalk_debug.log in the working folder.
+Errors appear on standard error, also that the microphone delivers nothing for 2 seconds, or that
+nothing comes from the server for 5. The modules' debug log is velmotalk_debug.log in the working folder.
 Arguments, commands, file names and output are UTF-8.
 
 Exit status:
@@ -261,7 +263,7 @@ Exit status:
   1  the server did not let NAME into the room, or did not answer within 5 seconds; other failures
   2  wrong usage
   3  not connected: unknown host, no answer within 5 seconds, refused, or interrupted before
-  4  no microphone
+  4  no microphone, or no sound server for one
   5  WAV file unreadable or not one
   6  the server ended the session
 )";

@@ -17,6 +17,10 @@
 namespace {
 
 int list_devices() {
+    if (sound_service_is_missing()) {
+        peer_complain("%s", k_no_sound_service);
+        return k_peer_other;
+    }
     if (Audio_Init() == 0) {
         peer_complain("the sound system cannot be used");
         return k_peer_other;

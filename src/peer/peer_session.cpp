@@ -24,6 +24,7 @@
 #include "peer/peer_source.h"
 #include "peer/peer_text.h"
 #include "peer/peer_watch.h"
+#include "platform/console.h"
 #include "ui/gui_facade.h"
 #include "voice/voice_codec.h"
 #include "voice/voice_connection.h"
@@ -34,12 +35,15 @@
 #include <cmath>
 #include <filesystem>
 #include <optional>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
 namespace {
 
 constexpr std::uint32_t k_tick_ms = 50;
+constexpr std::size_t k_chat_text_bytes_max = 512;    // a server refuses more
+constexpr std::size_t k_chat_message_bytes_max = 599; // the core cuts it there
 constexpr float k_speaking_threshold = 0.05F;
 
 // Counted on the network thread.
@@ -283,6 +287,9 @@ std::optional<int> end_of_stay() {
 int join_and_stay() {
     join_room(g_options.room);
     peer_watch_reset();
+    if (console_input_is_typed()) {
+        peer_print("type help for the commands, quit to end");
+    }
     g_joined_at_ms = clock_ticks_ms();
     g_reported_at_ms = g_joined_at_ms;
     if (g_options.uses_microphone() && Audio_IsRunning() == 0) {
@@ -324,27 +331,48 @@ int connect_and_stay() {
 }
 
 int choose_devices(bool has_sound) {
+    std::string name;
     if (g_options.uses_microphone()) {
         if (!has_sound || Audio_GetInputDeviceCount() == 0) {
             peer_complain("there is no microphone (--play and --tone need none)");
             return k_peer_no_microphone;
         }
-        if (!g_options.input_device.empty() &&
-            !select_peer_device(PeerDeviceKind::input, g_options.input_device)) {
-            peer_complain("no such microphone: %s", g_options.input_device.c_str());
-            return k_peer_no_microphone;
+        if (!g_options.input_device.empty()) {
+            const std::string error =
+                select_peer_device(PeerDeviceKind::input, g_options.input_device, name);
+            if (!error.empty()) {
+                peer_complain("%s", printable(error).c_str());
+                return k_peer_no_microphone;
+            }
         }
     }
-    if (!g_options.output_device.empty() &&
-        !(has_sound && select_peer_device(PeerDeviceKind::output, g_options.output_device))) {
-        peer_complain("no such output: %s", g_options.output_device.c_str());
-        return k_peer_other;
+    if (!g_options.output_device.empty()) {
+        const std::string error =
+            has_sound ? select_peer_device(PeerDeviceKind::output, g_options.output_device, name)
+                      : "the sound system cannot be used";
+        if (!error.empty()) {
+            peer_complain("%s", printable(error).c_str());
+            return k_peer_other;
+        }
     }
     return k_peer_ok;
 }
 
+// Asked first, because a service that hangs is waited for every time.
+int look_for_sound_service() {
+    const bool microphone = g_options.uses_microphone();
+    if ((!microphone && g_options.output_device.empty()) || !sound_service_is_missing()) {
+        return k_peer_ok;
+    }
+    peer_complain("%s%s", k_no_sound_service, microphone ? " (--play and --tone need none)" : "");
+    return microphone ? k_peer_no_microphone : k_peer_other;
+}
+
 // Brings up the modules in the client's order, and down again. Sound may be missing.
 int run_with_modules() {
+    if (const int missing = look_for_sound_service(); missing != k_peer_ok) {
+        return missing;
+    }
     app_state_set_defaults();
     if (!Network_Init()) {
         peer_complain("the network cannot be used");
@@ -408,11 +436,43 @@ bool is_same_file(const std::string& a, const std::string& b) {
 }
 
 void switch_device(PeerDeviceKind kind, const std::string& device) {
-    if (kind == PeerDeviceKind::input && !g_options.uses_microphone()) {
+    const bool is_input = kind == PeerDeviceKind::input;
+    if (is_input && !g_options.uses_microphone()) {
         peer_complain("input: no microphone is in use");
-    } else if (!select_peer_device(kind, device)) {
-        peer_complain("no such device: %s", device.c_str());
+        return;
     }
+    std::string name;
+    const std::string error = select_peer_device(kind, device, name);
+    if (!error.empty()) {
+        peer_complain("%s", printable(error).c_str());
+        return;
+    }
+    if (is_input) {
+        peer_watch_expect_capture();
+    }
+    peer_print("%s: %s", is_input ? "input" : "output", printable(name).c_str());
+}
+
+// How long a text may be that the core's message carries uncut and the server takes.
+std::size_t chat_bytes_max() {
+    constexpr std::string_view k_frame = R"({"room":"","username":"","message":""})";
+    const std::size_t others = k_frame.size() + std::string_view(g_appState.roomId).size() +
+                               std::string_view(g_appState.username).size();
+    return std::min(k_chat_text_bytes_max, k_chat_message_bytes_max - others);
+}
+
+void send_chat(const std::string& text) {
+    if (!is_in_room()) {
+        peer_complain("chat: not in a room");
+        return;
+    }
+    if (const std::size_t most = chat_bytes_max(); text.size() > most) {
+        peer_complain("chat: the text has %zu bytes, and the room takes %zu at most", text.size(),
+                      most);
+        return;
+    }
+    OnChatSend(text.c_str());
+    peer_print("chat sent");
 }
 
 } // namespace
@@ -458,17 +518,31 @@ void run_peer_command_line(const std::string& line) {
     }
     switch (command.kind) {
     case PeerCommandKind::mute:
+        OnMuteToggle(true);
+        peer_print("muted");
+        break;
     case PeerCommandKind::unmute:
-        OnMuteToggle(command.kind == PeerCommandKind::mute);
+        OnMuteToggle(false);
+        peer_print("unmuted");
         break;
     case PeerCommandKind::deafen:
+        OnDeafenToggle(true);
+        peer_print("deafened");
+        break;
     case PeerCommandKind::undeafen:
-        OnDeafenToggle(command.kind == PeerCommandKind::deafen);
+        OnDeafenToggle(false);
+        peer_print("undeafened");
         break;
     case PeerCommandKind::leave:
+        if (!is_in_room()) {
+            peer_complain("leave: not in a room");
+            break;
+        }
+        peer_print("leaving the room");
         leave_room();
         break;
     case PeerCommandKind::join:
+        peer_print("joining room %s", command.argument.c_str());
         join_room(command.argument);
         break;
     case PeerCommandKind::input:
@@ -478,12 +552,16 @@ void run_peer_command_line(const std::string& line) {
         switch_device(PeerDeviceKind::output, command.argument);
         break;
     case PeerCommandKind::chat:
-        OnChatSend(command.argument.c_str());
+        send_chat(command.argument);
+        break;
+    case PeerCommandKind::help:
+        peer_print("commands: %s", peer_command_list().c_str());
         break;
     case PeerCommandKind::report:
         print_report();
         break;
     case PeerCommandKind::quit:
+        peer_print("quitting");
         g_quit = true;
         break;
     case PeerCommandKind::none:

@@ -1,6 +1,7 @@
 // See peer/peer_text.h.
 #include "peer/peer_text.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace {
@@ -77,4 +78,12 @@ std::string printable(std::string_view text) {
         text.remove_prefix(bytes);
     }
     return result;
+}
+
+std::string shortened(std::string_view text, std::size_t characters) {
+    std::string_view rest = text;
+    for (; characters > 0 && !rest.empty(); --characters) {
+        rest.remove_prefix(std::max<std::size_t>(first_character(rest).bytes, 1));
+    }
+    return std::string(text.substr(0, text.size() - rest.size())) + (rest.empty() ? "" : "...");
 }

@@ -2,6 +2,7 @@
 // velmo-peer's options, commands and output.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -21,3 +22,7 @@ bool is_protocol_text(std::string_view text);
 /// `text` with every control character, and every byte that is no UTF-8, as '?': for what comes
 /// from other people.
 std::string printable(std::string_view text);
+
+/// The first `characters` of `text`, with "..." in place of what follows. A byte that is no UTF-8
+/// counts as one.
+std::string shortened(std::string_view text, std::size_t characters);

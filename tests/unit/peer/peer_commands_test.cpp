@@ -44,9 +44,23 @@ TEST(PeerCommands, EmptyLinesAreNothing) {
 }
 
 TEST(PeerCommands, UnknownWordsAreNamed) {
-    EXPECT_EQ(parse_peer_command("dance now").error, "unknown command: dance");
+    EXPECT_EQ(parse_peer_command("dance now").error, "unknown command: dance (type help)");
     EXPECT_EQ(parse_peer_command("Mute").kind, Kind::unknown);
     EXPECT_EQ(parse_peer_command("muted").kind, Kind::unknown);
+}
+
+TEST(PeerCommands, LongUnknownWordsAreCut) {
+    EXPECT_EQ(parse_peer_command(std::string(40, 'x')).error,
+              "unknown command: " + std::string(40, 'x') + " (type help)");
+    EXPECT_EQ(parse_peer_command(std::string(4000, 'x')).error,
+              "unknown command: " + std::string(40, 'x') + "... (type help)");
+}
+
+TEST(PeerCommands, AreListedWithWhatTheyTake) {
+    EXPECT_EQ(parse_peer_command("help").kind, Kind::help);
+    EXPECT_EQ(peer_command_list(),
+              "mute, unmute, deafen, undeafen, leave, join ROOM, input DEVICE, output DEVICE, "
+              "chat TEXT, report, help, quit");
 }
 
 TEST(PeerCommands, MissingOrSuperfluousArgumentsAreRefused) {

@@ -9,6 +9,7 @@
 #include "peer/peer_program.h"
 #include "peer/peer_session.h"
 #include "peer/wav_file.h"
+#include "platform/console.h"
 #include "support/fake_audio_endpoint.h"
 #include "unit/voice/scripted_server.h"
 
@@ -145,7 +146,7 @@ TEST_F(PeerSession, JoinsTalksAndLeaves) {
     EXPECT_EQ(outcome.status, k_peer_ok);
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.output,
-              "state: connected\nstate: joining\nstate: in room\nserver: room update\nspeaking\n"
+              "state: connected\nstate: joining\nstate: in room\nspeaking\nquitting\n"
               "state: connected\nstate: disconnected\n");
 
     const auto received = m_server.received();
@@ -238,6 +239,32 @@ TEST_F(PeerSession, EndsWithoutASoundSystem) {
     EXPECT_EQ(run(options(), [] {}).status, k_peer_no_microphone);
 }
 
+TEST_F(PeerSession, SaysThatNoSoundServerAnswers) {
+    fake_audio::answer(fake_audio::Call::active_count, k_audio_server_gone);
+    Outcome outcome = run(options(), [] {});
+    EXPECT_EQ(outcome.status, k_peer_no_microphone);
+    EXPECT_EQ(outcome.errors,
+              "velmo-peer: no sound server answers (--play and --tone need none)\n");
+
+    PeerOptions output = tone_options();
+    output.output_device = "Speaker";
+    outcome = run(output, [] {});
+    EXPECT_EQ(outcome.status, k_peer_other);
+    EXPECT_EQ(outcome.errors, "velmo-peer: no sound server answers\n");
+    EXPECT_EQ(fake_audio::violations(), std::vector<std::string>{});
+    EXPECT_EQ(fake_audio::live_handles(), 0);
+}
+
+TEST_F(PeerSession, ListOfDevicesSaysThatNoSoundServerAnswers) {
+    fake_audio::answer(fake_audio::Call::enumerator_create, k_audio_server_gone);
+    const std::vector<std::string> arguments{"--list-devices"};
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run_peer_program(arguments), k_peer_other);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "velmo-peer: no sound server answers\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
 TEST_F(PeerSession, EndsWhenTheMicrophoneCannotBeStarted) {
     fake_audio::answer(fake_audio::Call::start, k_audio_fail, AudioFlow::capture);
     const Outcome outcome = run(options(), [] {});
@@ -259,6 +286,16 @@ TEST_F(PeerSession, EndsWhenTheChosenDevicesAreNotThere) {
     outcome = run(output, [] {});
     EXPECT_EQ(outcome.status, k_peer_other);
     EXPECT_EQ(outcome.errors, "velmo-peer: no such output: 7\n");
+}
+
+TEST_F(PeerSession, EndsWhenSeveralDevicesMayBeMeant) {
+    fake_audio::add_endpoint(AudioFlow::capture, "mic2", "Second Microphone");
+    PeerOptions input = options();
+    input.input_device = "phone";
+    const Outcome outcome = run(input, [] {});
+    EXPECT_EQ(outcome.status, k_peer_no_microphone);
+    EXPECT_EQ(outcome.errors, "velmo-peer: phone matches several microphones: 0 Microphone, "
+                              "1 Second Microphone\n");
 }
 
 TEST_F(PeerSession, CannotConnectToAHostThatDoesNotExist) {
@@ -369,7 +406,7 @@ TEST_F(PeerSession, EndsOnASignalWithAWholeRecording) {
     recording.record_file = "room.wav";
     const Outcome outcome = run(recording, [] {
         await_recording("room.wav", 4800);
-        std::raise(SIGINT);
+        std::raise(console_end_signals().back());
     });
     EXPECT_EQ(outcome.status, k_peer_ok);
     await_packets(Type::disconnect, 1);
@@ -554,9 +591,8 @@ TEST_F(PeerSession, BeginsMuted) {
     });
     EXPECT_EQ(m_server.count(Type::audio), 0U);
     EXPECT_EQ(m_server.count(Type::speaking), 0U);
-    EXPECT_EQ(outcome.output,
-              "state: connected\nstate: joining\nstate: in room\nserver: room update\n"
-              "state: connected\nstate: disconnected\n");
+    EXPECT_EQ(outcome.output, "state: connected\nstate: joining\nstate: in room\nquitting\n"
+                              "state: connected\nstate: disconnected\n");
 }
 
 TEST_F(PeerSession, LeavesAndJoinsAgainOnCommand) {
@@ -571,8 +607,10 @@ TEST_F(PeerSession, LeavesAndJoinsAgainOnCommand) {
         command("quit");
     });
     EXPECT_EQ(text_of(packets(Type::join_room).at(0)), R"({"roomId":"r2","username":"ana"})");
-    EXPECT_TRUE(contains(outcome.output, "state: connected\nstate: joining\nstate: in room\n"))
+    EXPECT_TRUE(contains(outcome.output,
+                         "state: connected\njoining room r2\nstate: joining\nstate: in room\n"))
         << outcome.output;
+    EXPECT_TRUE(contains(outcome.output, "leaving the room\nstate: connected\n")) << outcome.output;
 }
 
 TEST_F(PeerSession, ChatsOnCommandAndShowsWhatArrives) {
@@ -589,6 +627,68 @@ TEST_F(PeerSession, ChatsOnCommandAndShowsWhatArrives) {
     EXPECT_EQ(text_of(packets(Type::chat).at(0)),
               R"({"room":"r1","username":"ana","message":"hello there"})");
     EXPECT_TRUE(contains(outcome.output, "chat: bob: hi ana\n")) << outcome.output;
+}
+
+TEST_F(PeerSession, AnswersEveryCommand) {
+    const Outcome outcome = run(tone_options(), [this] {
+        await_packets(Type::join_room, 1);
+        for (const char* line : {"mute", "unmute", "deafen", "undeafen", "output Speaker",
+                                 "chat hello", "help", "quit"}) {
+            command(line);
+        }
+    });
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_TRUE(contains(outcome.output, "muted\nunmuted\ndeafened\nundeafened\noutput: Speaker\n"
+                                         "chat sent\ncommands: mute, "))
+        << outcome.output;
+    EXPECT_TRUE(contains(outcome.output, ", quit\nquitting\n")) << outcome.output;
+}
+
+TEST_F(PeerSession, SaysThatItIsNotInARoom) {
+    const Outcome outcome = run(tone_options(), [this] {
+        await_packets(Type::audio, 1);
+        command("leave");
+        command("chat hello");
+        command("leave");
+        command("quit");
+    });
+    EXPECT_EQ(outcome.status, k_peer_ok);
+    EXPECT_EQ(outcome.errors,
+              "velmo-peer: chat: not in a room\nvelmo-peer: leave: not in a room\n");
+    EXPECT_EQ(m_server.count(Type::chat), 0U);
+    EXPECT_EQ(m_server.count(Type::leave_room), 1U);
+}
+
+TEST_F(PeerSession, SendsAChatThatFitsAndRefusesALongerOne) {
+    const Outcome outcome = run(tone_options(), [this] {
+        await_packets(Type::join_room, 1);
+        command("chat " + std::string(513, 'x'));
+        command("chat " + std::string(512, 'y'));
+        await_packets(Type::chat, 1);
+        command("quit");
+    });
+    EXPECT_EQ(outcome.errors,
+              "velmo-peer: chat: the text has 513 bytes, and the room takes 512 at most\n");
+    ASSERT_EQ(m_server.count(Type::chat), 1U);
+    EXPECT_EQ(text_of(packets(Type::chat).at(0)),
+              R"({"room":"r1","username":"ana","message":")" + std::string(512, 'y') + "\"}");
+}
+
+// The names of room and user travel with the text.
+TEST_F(PeerSession, LongNamesLeaveLessOfAChat) {
+    PeerOptions named = tone_options();
+    named.room = std::string(63, 'r');
+    named.name = std::string(63, 'n');
+    const Outcome outcome = run(named, [this] {
+        await_packets(Type::join_room, 1);
+        command("chat " + std::string(436, 'x'));
+        command("chat " + std::string(435, 'y'));
+        await_packets(Type::chat, 1);
+        command("quit");
+    });
+    EXPECT_TRUE(contains(outcome.errors, "the room takes 435 at most\n")) << outcome.errors;
+    ASSERT_EQ(m_server.count(Type::chat), 1U);
+    EXPECT_TRUE(text_of(packets(Type::chat).at(0)).ends_with("yyy\"}"));
 }
 
 TEST_F(PeerSession, ShowsThePeopleInTheRoom) {
@@ -655,7 +755,7 @@ TEST_F(PeerSession, SwitchesDevicesOnCommand) {
         command("quit");
     });
     EXPECT_EQ(outcome.status, k_peer_ok);
-    EXPECT_EQ(outcome.errors, "velmo-peer: no such device: Piano\n");
+    EXPECT_EQ(outcome.errors, "velmo-peer: no such microphone: Piano\n");
 }
 
 TEST_F(PeerSession, RefusesCommandsThatItCannotCarryOut) {
@@ -668,7 +768,7 @@ TEST_F(PeerSession, RefusesCommandsThatItCannotCarryOut) {
         command("quit");
     });
     EXPECT_EQ(outcome.status, k_peer_ok);
-    EXPECT_EQ(outcome.errors, "velmo-peer: unknown command: dance\n"
+    EXPECT_EQ(outcome.errors, "velmo-peer: unknown command: dance (type help)\n"
                               "velmo-peer: chat needs a text in UTF-8 without quotation marks, "
                               "backslashes or control characters\n"
                               "velmo-peer: input: no microphone is in use\n");

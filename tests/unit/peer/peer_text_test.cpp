@@ -75,4 +75,13 @@ TEST(PeerText, OtherTextsAreShownAsTheyAre) {
     EXPECT_EQ(printable("\"José\" 🎧\\"), "\"José\" 🎧\\");
 }
 
+TEST(PeerText, IsShortenedByCharacters) {
+    EXPECT_EQ(shortened("señal", 5), "señal");
+    EXPECT_EQ(shortened("señal", 3), "señ...");
+    EXPECT_EQ(shortened("🎧🎧", 1), "🎧...");
+    EXPECT_EQ(shortened("\xFF\xFFx", 2), "\xFF\xFF...");
+    EXPECT_EQ(shortened("", 3), "");
+    EXPECT_EQ(shortened("x", 0), "...");
+}
+
 } // namespace
