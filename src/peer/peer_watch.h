@@ -14,6 +14,7 @@ void peer_watch_note_capture();
 void peer_watch_expect_capture();
 
 /// Complains about what has gone missing, once until it is back. `capturing`: an unmuted microphone
-/// should deliver. `server_silent_ms`: how long nothing has come from the server; one that lives
-/// answers a heartbeat every second.
+/// should deliver. `server_silent_ms`: how long nothing has come from the server. One that lives
+/// answers a heartbeat every second; but when a heartbeat was lost on its way there is no further
+/// one, and a room without sound is then as silent as a dead server.
 void peer_watch_look(bool capturing, std::uint32_t server_silent_ms);
