@@ -5,6 +5,8 @@
 # By the participants' numbers; spoken_by tells who speaks a voice that is not his own.
 declare -A peer_pid=() peer_fd=() peer_kind=() peer_card=() spoken_by=()
 children=()
+stolen_ms=0   # during this case's measurements
+pardoned_ms=0 # of these, what may be missing from the sound
 
 note() { printf '%s\n' "$*" >>"$case_dir/notes"; }
 
@@ -225,6 +227,7 @@ record_options() {
 start_probe() {
   measured=$2
   waited_before=$(waited_for_processors)
+  stolen_before=$(stolen_from_machine)
   probe_log=$case_dir/$1-probe.log
   (cd "$case_dir" && run_first "$probe_program" run --seconds "$2" "${options[@]}") >"$probe_log" 2>&1 </dev/null &
   probe_pid=$!
@@ -239,10 +242,36 @@ await_measurement() {
   stall=$(sed -n 's/^longest_stall_ms=//p' "$probe_log")
   share=$((($(waited_for_processors) - waited_before) / (measured * 10000)))
   [ "$share" -le 100 ] || share=100
-  note "processors short for $share % of the time, for $stall ms at most"
+  stolen_ms=$((stolen_ms + $(stolen_from_machine) - stolen_before))
+  note "processors short for $share % of the time, for $stall ms at most; $stolen_ms ms taken from the whole machine"
   if awk "BEGIN { exit !($stall > $most_stall_ms || $share > $most_shortage) }"; then
     disturbed "the machine was too busy"
+  elif [ "$stolen_ms" -gt "$most_stolen_ms" ]; then
+    disturbed "the machine itself stood still for $stolen_ms ms"
+    # It does so in every attempt: what the machine did not run, nobody hears.
+    [ "$attempt" -lt "$most_attempts" ] || pardon
   fi
+}
+
+pardon() {
+  pardoned_ms=$stolen_ms
+  echo ", judged with $pardoned_ms ms that the machine stood still" >"$case_dir/pardoned"
+}
+
+# Milliseconds since the machine's start that its host gave to others while a program here wanted to run.
+stolen_from_machine() {
+  awk '/^cpu / { print $9 * 10; exit }' /proc/stat
+}
+
+# Until the machine has its processors for itself, for a minute at most.
+await_quiet() {
+  local tries before waited
+  for ((tries = 0; tries < 30; tries++)); do
+    before=$(stolen_from_machine)
+    waited=$(waited_for_processors)
+    pause 2
+    [ $(($(stolen_from_machine) - before)) -gt 20 ] || [ $(($(waited_for_processors) - waited)) -gt 500000 ] || break
+  done
 }
 
 # Microseconds since the machine's start in which some program waited for a processor; 0 where the kernel does not
