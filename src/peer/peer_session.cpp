@@ -21,6 +21,7 @@
 #include "peer/peer_output.h"
 #include "peer/peer_recorder.h"
 #include "peer/peer_report.h"
+#include "peer/peer_session_internal.h"
 #include "peer/peer_source.h"
 #include "peer/peer_text.h"
 #include "peer/peer_watch.h"
@@ -39,11 +40,11 @@
 #include <system_error>
 #include <utility>
 
+using namespace peer_session;
+
 namespace {
 
 constexpr std::uint32_t k_tick_ms = 50;
-constexpr std::size_t k_chat_text_bytes_max = 512;    // a server refuses more
-constexpr std::size_t k_chat_message_bytes_max = 599; // the core cuts it there
 constexpr float k_speaking_threshold = 0.05F;
 
 // Counted on the network thread.
@@ -63,6 +64,10 @@ bool g_speaking = false;
 bool g_quit = false;
 bool g_record_failed = false;
 
+double seconds_since(std::uint32_t ticks_ms) {
+    return static_cast<double>(clock_ticks_ms() - ticks_ms) / 1000.0;
+}
+
 // Runs what undoes a step, when the scope of the step ends.
 template <typename Action>
 class AtScopeEnd {
@@ -76,13 +81,65 @@ class AtScopeEnd {
     Action m_action;
 };
 
+} // namespace
+
+namespace peer_session {
+
 bool is_in_room() {
     return g_appState.connectionState.load(std::memory_order_relaxed) == ConnectionState::in_room;
 }
 
-double seconds_since(std::uint32_t ticks_ms) {
-    return static_cast<double>(clock_ticks_ms() - ticks_ms) / 1000.0;
+void join_room(const std::string& room) {
+    g_told_inside = false;
+    join_asked();
+    OnJoinRoom(room.c_str());
 }
+
+void leave_room() {
+    join_left();
+    OnLeaveRoom();
+}
+
+void print_report() {
+    const NetworkStatistics network = Network_GetStatistics();
+    const AudioDelays delays = Audio_MeasureDelays();
+    PeerReport report;
+    report.seconds = seconds_since(g_joined_at_ms);
+    report.room = g_appState.roomId;
+    // The transport counts as connected until its own farewell.
+    report.connected =
+        Network_IsConnected() &&
+        g_appState.connectionState.load(std::memory_order_relaxed) != ConnectionState::disconnected;
+    report.muted = g_appState.muted.load(std::memory_order_relaxed);
+    report.deafened = g_appState.deafened.load(std::memory_order_relaxed);
+    report.speaking = g_speaking;
+    report.peers = peer_facade_others();
+    report.rtt_ms = network.smoothed_rtt_ms;
+    report.jitter_ms = network.jitter_estimate_ms;
+    report.target_delay_ms = network.target_jitter_delay_ms;
+    report.queued_packets = network.queued_packets;
+    report.capture_delay_ms = static_cast<double>(delays.capture);
+    report.ring_delay_ms = static_cast<double>(delays.ring);
+    report.render_delay_ms = static_cast<double>(delays.render);
+    report.packets_in = g_packets_in.load(std::memory_order_relaxed);
+    report.packets_out = audio_packets_sent() - g_sent_before;
+    report.level = static_cast<double>(peer_facade_level());
+    report.received_peak =
+        static_cast<double>(g_received_peak.exchange(0.0F, std::memory_order_relaxed));
+    peer_print("%s", format_peer_report(report).c_str());
+}
+
+void end_stay() {
+    g_quit = true;
+}
+
+bool uses_microphone() {
+    return g_options.uses_microphone();
+}
+
+} // namespace peer_session
+
+namespace {
 
 // Network thread; the report takes the peak away at any moment.
 void raise_received_peak(std::span<const float> samples) {
@@ -140,17 +197,6 @@ void tell_inside() {
     }
 }
 
-void join_room(const std::string& room) {
-    g_told_inside = false;
-    join_asked();
-    OnJoinRoom(room.c_str());
-}
-
-void leave_room() {
-    join_left();
-    OnLeaveRoom();
-}
-
 // Network thread. The core tells only that a chat message came; this participant shows it.
 void take_message(int kind, const char* text) {
     if (kind == k_voice_message_join && join_note_room_message()) {
@@ -192,35 +238,6 @@ void register_callbacks() {
     Network_SetAudioCallback(take_received_audio);
     Network_SetSpeakingCallback(OnSpeakingState);
     Network_SetErrorCallback(take_error);
-}
-
-void print_report() {
-    const NetworkStatistics network = Network_GetStatistics();
-    const AudioDelays delays = Audio_MeasureDelays();
-    PeerReport report;
-    report.seconds = seconds_since(g_joined_at_ms);
-    report.room = g_appState.roomId;
-    // The transport counts as connected until its own farewell.
-    report.connected =
-        Network_IsConnected() &&
-        g_appState.connectionState.load(std::memory_order_relaxed) != ConnectionState::disconnected;
-    report.muted = g_appState.muted.load(std::memory_order_relaxed);
-    report.deafened = g_appState.deafened.load(std::memory_order_relaxed);
-    report.speaking = g_speaking;
-    report.peers = peer_facade_others();
-    report.rtt_ms = network.smoothed_rtt_ms;
-    report.jitter_ms = network.jitter_estimate_ms;
-    report.target_delay_ms = network.target_jitter_delay_ms;
-    report.queued_packets = network.queued_packets;
-    report.capture_delay_ms = static_cast<double>(delays.capture);
-    report.ring_delay_ms = static_cast<double>(delays.ring);
-    report.render_delay_ms = static_cast<double>(delays.render);
-    report.packets_in = g_packets_in.load(std::memory_order_relaxed);
-    report.packets_out = audio_packets_sent() - g_sent_before;
-    report.level = static_cast<double>(peer_facade_level());
-    report.received_peak =
-        static_cast<double>(g_received_peak.exchange(0.0F, std::memory_order_relaxed));
-    peer_print("%s", format_peer_report(report).c_str());
 }
 
 // The client's rule: what the input level says is told to the server when it changes.
@@ -435,46 +452,6 @@ bool is_same_file(const std::string& a, const std::string& b) {
     return a == b || std::filesystem::equivalent(path_of(a), path_of(b), error);
 }
 
-void switch_device(PeerDeviceKind kind, const std::string& device) {
-    const bool is_input = kind == PeerDeviceKind::input;
-    if (is_input && !g_options.uses_microphone()) {
-        peer_complain("input: no microphone is in use");
-        return;
-    }
-    std::string name;
-    const std::string error = select_peer_device(kind, device, name);
-    if (!error.empty()) {
-        peer_complain("%s", printable(error).c_str());
-        return;
-    }
-    if (is_input) {
-        peer_watch_expect_capture();
-    }
-    peer_print("%s: %s", is_input ? "input" : "output", printable(name).c_str());
-}
-
-// How long a text may be that the core's message carries uncut and the server takes.
-std::size_t chat_bytes_max() {
-    constexpr std::string_view k_frame = R"({"room":"","username":"","message":""})";
-    const std::size_t others = k_frame.size() + std::string_view(g_appState.roomId).size() +
-                               std::string_view(g_appState.username).size();
-    return std::min(k_chat_text_bytes_max, k_chat_message_bytes_max - others);
-}
-
-void send_chat(const std::string& text) {
-    if (!is_in_room()) {
-        peer_complain("chat: not in a room");
-        return;
-    }
-    if (const std::size_t most = chat_bytes_max(); text.size() > most) {
-        peer_complain("chat: the text has %zu bytes, and the room takes %zu at most", text.size(),
-                      most);
-        return;
-    }
-    OnChatSend(text.c_str());
-    peer_print("chat sent");
-}
-
 } // namespace
 
 int run_peer_session(const PeerOptions& options) {
@@ -508,64 +485,4 @@ int run_peer_session(const PeerOptions& options) {
         return status == k_peer_ok ? k_peer_other : status;
     }
     return status;
-}
-
-void run_peer_command_line(const std::string& line) {
-    const PeerCommand command = parse_peer_command(line);
-    if (!command.error.empty()) {
-        peer_complain("%s", printable(command.error).c_str());
-        return;
-    }
-    switch (command.kind) {
-    case PeerCommandKind::mute:
-        OnMuteToggle(true);
-        peer_print("muted");
-        break;
-    case PeerCommandKind::unmute:
-        OnMuteToggle(false);
-        peer_print("unmuted");
-        break;
-    case PeerCommandKind::deafen:
-        OnDeafenToggle(true);
-        peer_print("deafened");
-        break;
-    case PeerCommandKind::undeafen:
-        OnDeafenToggle(false);
-        peer_print("undeafened");
-        break;
-    case PeerCommandKind::leave:
-        if (!is_in_room()) {
-            peer_complain("leave: not in a room");
-            break;
-        }
-        peer_print("leaving the room");
-        leave_room();
-        break;
-    case PeerCommandKind::join:
-        peer_print("joining room %s", command.argument.c_str());
-        join_room(command.argument);
-        break;
-    case PeerCommandKind::input:
-        switch_device(PeerDeviceKind::input, command.argument);
-        break;
-    case PeerCommandKind::output:
-        switch_device(PeerDeviceKind::output, command.argument);
-        break;
-    case PeerCommandKind::chat:
-        send_chat(command.argument);
-        break;
-    case PeerCommandKind::help:
-        peer_print("commands: %s", peer_command_list().c_str());
-        break;
-    case PeerCommandKind::report:
-        print_report();
-        break;
-    case PeerCommandKind::quit:
-        peer_print("quitting");
-        g_quit = true;
-        break;
-    case PeerCommandKind::none:
-    case PeerCommandKind::unknown:
-        break;
-    }
 }
