@@ -1,6 +1,6 @@
 // Feeds bytes to the command reader of velmo-peer.
 #include "peer/peer_commands.h"
-#include "peer/peer_options.h"
+#include "peer/peer_text.h"
 
 #include <cstdint>
 #include <cstdlib>
