@@ -254,11 +254,16 @@ await_measurement() {
 }
 
 pardon() {
+  if [ "$stolen_ms" -gt $((measured * 10 * most_pardoned_percent)) ]; then
+    note "that is too much to make allowance for"
+    return
+  fi
   pardoned_ms=$stolen_ms
   echo ", judged with $pardoned_ms ms that the machine stood still" >"$case_dir/pardoned"
 }
 
-# Milliseconds since the machine's start that its host gave to others while a program here wanted to run.
+# Milliseconds since the machine's start that its host gave to others while a program here wanted to run, of all
+# processors together: where two were away at once, it is twice the time.
 stolen_from_machine() {
   awk '/^cpu / { print $9 * 10; exit }' /proc/stat
 }
