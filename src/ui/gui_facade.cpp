@@ -25,6 +25,17 @@ enum : std::int32_t {
     k_in_room = 3,
 };
 
+// GLib would call a fault of the command line a critical one of the program. Returns the exit
+// status, or -1 to go on.
+int refuse_arguments(GApplication* /*app*/, GVariantDict* options, void* /*data*/) {
+    GStrvSlot arguments;
+    if (g_variant_dict_lookup(options, G_OPTION_REMAINING, "^aay", arguments.address()) == FALSE) {
+        return -1;
+    }
+    std::fprintf(stderr, "Argumento desconocido: %s\n", arguments[0]);
+    return EXIT_FAILURE;
+}
+
 } // namespace
 
 GObjectPtr<GtkApplication> g_app;
@@ -50,6 +61,9 @@ int GUI_Init(int argc, char** argv) {
     // The default flags are 0; their name differs between the GLib versions in use.
     g_app.reset(gtk_application_new(k_application_id, GApplicationFlags{}));
     g_signal_connect(g_app.get(), "activate", G_CALLBACK(on_activate), nullptr);
+    g_application_add_main_option(G_APPLICATION(g_app.get()), G_OPTION_REMAINING, 0,
+                                  G_OPTION_FLAG_NONE, G_OPTION_ARG_FILENAME_ARRAY, "", nullptr);
+    g_signal_connect(g_app.get(), "handle-local-options", G_CALLBACK(refuse_arguments), nullptr);
     glib_poster_start();
     const int status = g_application_run(G_APPLICATION(g_app.get()), argc, argv);
     glib_poster_stop();
