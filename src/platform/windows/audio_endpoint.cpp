@@ -1,6 +1,7 @@
 // The Windows half of the audio seam over WASAPI: COM, endpoints and clients. Called by the device
 // engine and the device lists.
 #include "platform/windows/wasapi_internal.h"
+#include "platform/windows/wide_text.h"
 
 // Gives the property key below a place to live.
 #include <initguid.h>
@@ -43,26 +44,6 @@ EDataFlow data_flow(AudioFlow flow) {
     return flow == AudioFlow::render ? eRender : eCapture;
 }
 
-AudioResult to_utf8(std::wstring_view wide, std::string& text) {
-    std::string converted;
-    if (!wide.empty()) {
-        if (wide.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-            return k_audio_fail;
-        }
-        const int length = static_cast<int>(wide.size());
-        const int bytes =
-            WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, nullptr, 0, nullptr, nullptr);
-        if (bytes <= 0) {
-            return HRESULT_FROM_WIN32(GetLastError());
-        }
-        converted.resize(static_cast<std::size_t>(bytes));
-        WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, converted.data(), bytes, nullptr,
-                            nullptr);
-    }
-    text = std::move(converted);
-    return k_audio_ok;
-}
-
 AudioResult list_active(AudioEnumerator& enumerator, AudioFlow flow,
                         ComRef<IMMDeviceCollection>& list, UINT& count) {
     const HRESULT result =
@@ -77,7 +58,8 @@ AudioResult id_of(IMMDevice& device, std::string& id) {
         return result;
     }
     const TaskPtr<WCHAR> owned(text);
-    return to_utf8(text, id);
+    id = utf8_of(text);
+    return k_audio_ok;
 }
 
 WAVEFORMATEX wave_format(const AudioFormat& format) {
@@ -265,7 +247,8 @@ AudioResult audio_device_friendly_name(AudioDevice& device, std::string& name) {
     if (property.value.vt != VT_LPWSTR || property.value.pwszVal == nullptr) {
         return k_audio_not_found;
     }
-    return to_utf8(property.value.pwszVal, name);
+    name = utf8_of(property.value.pwszVal);
+    return k_audio_ok;
 }
 
 AudioResult audio_device_activate(AudioDevice& device, AudioPtr<AudioClient>& client) {
