@@ -9,7 +9,6 @@
 
 #include <sodium.h>
 
-#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -121,5 +120,5 @@ bool VoiceServer::start(const VoiceServerOptions& options, std::string& error) {
 
 void VoiceServer::stop() {
     m_worker.request_stop();
-    m_worker.wait_and_release(std::numeric_limits<std::uint32_t>::max());
+    m_worker.wait_and_release(Worker::k_forever);
 }

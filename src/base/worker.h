@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <thread>
 
@@ -34,6 +35,8 @@ class Worker {
 
     /// True while the body runs.
     bool is_running() const;
+
+    static constexpr std::uint32_t k_forever = std::numeric_limits<std::uint32_t>::max();
 
     /// Waits for the body to return, `milliseconds` at most, then lets go of the thread: joined
     /// when it ended, detached when it did not (then false). Called on the worker's own thread it

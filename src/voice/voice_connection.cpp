@@ -180,8 +180,8 @@ void Network_Cleanup() {
 
 namespace {
 
-/// All of a connect up to the session, but the record of the failure, which it returns after
-/// logging it.
+/// Looks the server up, sends CONNECT, waits for its answer and opens the session. Logs and returns
+/// what failed.
 NetworkConnectFailure try_session(const char* url, std::shared_ptr<UdpSocket>& session) {
     const VoiceEndpoint endpoint = parse_voice_url(url);
     DebugLog("Connecting to %s:%d (UDP)", endpoint.host, endpoint.port);
