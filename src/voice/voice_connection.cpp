@@ -253,6 +253,7 @@ bool Network_Connect(const char* url) {
     if (!start_network_thread(std::move(socket))) {
         DebugLog("Error: Could not start the network thread");
         g_connect_failure = NetworkConnectFailure::thread;
+        send_packet(VoicePacketType::disconnect, nullptr, 0);
         end_session();
         return false;
     }

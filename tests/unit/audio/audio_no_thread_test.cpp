@@ -1,50 +1,11 @@
-// The device engine on a machine that has no room for another thread. Built natively only: the room
-// is taken by means of Linux.
+// The device engine on a machine that has no room for another thread.
+#include "support/room_for_threads.h"
 #include "unit/audio/audio_engine_fixture.h"
-
-#include <pthread.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 using namespace engine_test;
 using fake_audio::Call;
 
 namespace {
-
-constexpr std::size_t k_gigabyte = std::size_t{1} << 30;
-
-/// While it lives, a thread takes one gigabyte of addresses, and there are so many for `threads`
-/// threads more.
-class RoomForThreads {
-  public:
-    explicit RoomForThreads(std::size_t threads) {
-        pthread_getattr_default_np(&m_attributes);
-        pthread_attr_t greedy;
-        pthread_getattr_default_np(&greedy);
-        EXPECT_EQ(pthread_attr_setstacksize(&greedy, k_gigabyte), 0);
-        EXPECT_EQ(pthread_setattr_default_np(&greedy), 0);
-        pthread_attr_destroy(&greedy);
-
-        getrlimit(RLIMIT_AS, &m_limit);
-        std::size_t pages = 0;
-        std::ifstream("/proc/self/statm") >> pages;
-        const std::size_t used = pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        rlimit tight = m_limit;
-        tight.rlim_cur = used + threads * k_gigabyte + k_gigabyte / 2;
-        EXPECT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
-    }
-    RoomForThreads(const RoomForThreads&) = delete;
-    RoomForThreads& operator=(const RoomForThreads&) = delete;
-    ~RoomForThreads() {
-        setrlimit(RLIMIT_AS, &m_limit);
-        pthread_setattr_default_np(&m_attributes);
-        pthread_attr_destroy(&m_attributes);
-    }
-
-  private:
-    pthread_attr_t m_attributes{};
-    rlimit m_limit{};
-};
 
 class AudioNoThread : public AudioEngine {
   protected:
