@@ -1,12 +1,14 @@
-// The program ended while it talks in a room: real core, audio and voice over a scripted sound card
-// and a server on loopback. Only the interface is a fake.
+// The whole program in a room: real core, audio and voice over a scripted sound card and a server
+// on loopback. Only the interface is a fake.
 #include "core/application.h"
 
+#include "audio/audio_engine.h"
 #include "support/fake_audio_endpoint.h"
 #include "unit/core/fake_gui.h"
 #include "unit/core/fake_journal.h"
 #include "unit/core/fake_main_queue.h"
 #include "unit/voice/scripted_server.h"
+#include "voice/voice_connection.h"
 
 #include <gtest/gtest.h>
 
@@ -33,34 +35,75 @@ bool loop_until(const std::function<bool()>& condition) {
     return false;
 }
 
-void enter_and_talk() {
-    fake_main_queue_install();
-    g_fake_gui.on_connect("ana", g_server->url().c_str());
-    g_fake_gui.on_join_room("lobby");
-    const bool is_talking = loop_until([] {
-        return g_server->count(VoicePacketType::audio) >= 10 &&
-               fake_audio::count(fake_audio::Call::render_release_buffer) >= 10;
-    });
-    EXPECT_TRUE(is_talking);
-    journal_reset();
-}
-
 std::size_t position(const std::vector<std::string>& lines, const std::string& line) {
     return static_cast<std::size_t>(std::find(lines.begin(), lines.end(), line) - lines.begin());
 }
 
-TEST(ApplicationRoom, TheWindowMayBeClosedWhileTalking) {
-    fake_audio::reset();
-    fake_audio::add_endpoint(AudioFlow::capture, "mic", "Microphone");
-    fake_audio::add_endpoint(AudioFlow::render, "spk", "Speaker");
-    fake_audio::set_tone("mic", 0.3F, 480);
-    ScriptedServer server;
-    g_server = &server;
-    g_fake_gui.main_loop = enter_and_talk;
+// Whether the server hears the microphone, and the loudspeaker plays what the server sends: samples
+// with `level` in both of their bytes.
+bool talks_and_hears(char level) {
+    const std::size_t sent = g_server->count(VoicePacketType::audio);
+    const std::string voice(4 + 1920, level);
+    const float heard = static_cast<float>(level * 257) / 32767.0F;
+    return loop_until([=] {
+        g_server->send(VoicePacketType::audio, voice);
+        const std::vector<float> rendered = fake_audio::rendered("spk");
+        return g_server->count(VoicePacketType::audio) >= sent + 10 &&
+               std::find(rendered.begin(), rendered.end(), heard) != rendered.end();
+    });
+}
 
-    static char name[] = "velmo";
-    static char* arguments[] = {name, nullptr};
-    EXPECT_EQ(run_application(1, arguments), 0);
+void enter_and_talk(char level) {
+    fake_main_queue_install();
+    g_fake_gui.on_connect("ana", g_server->url().c_str());
+    g_fake_gui.on_join_room("lobby");
+    EXPECT_TRUE(talks_and_hears(level));
+    journal_reset();
+}
+
+void enter_once() {
+    enter_and_talk(0x20);
+}
+
+// The server ends the session and takes the next: what a person does who is told "Desconectado".
+void enter_again() {
+    enter_and_talk(0x20);
+    g_server->send(VoicePacketType::disconnect, "");
+    EXPECT_TRUE(loop_until([] {
+        const std::vector<std::string> lines = journal_lines();
+        return position(lines, "GUI_SetStatusText(Desconectado)") < lines.size();
+    }));
+    EXPECT_EQ(Audio_IsRunning(), 0);
+    Network_Disconnect();
+
+    g_server->session = 0x2000;
+    enter_and_talk(0x40);
+    EXPECT_EQ(g_server->received().back().session, 0x2000U);
+}
+
+class ApplicationRoom : public testing::Test {
+  protected:
+    ApplicationRoom() {
+        fake_audio::reset();
+        fake_audio::add_endpoint(AudioFlow::capture, "mic", "Microphone");
+        fake_audio::add_endpoint(AudioFlow::render, "spk", "Speaker");
+        fake_audio::set_tone("mic", 0.3F, 480);
+        server.echo_audio = false;
+        g_server = &server;
+    }
+
+    static int run(void (*main_loop)()) {
+        static char name[] = "velmo";
+        static char* arguments[] = {name, nullptr};
+        g_fake_gui.main_loop = main_loop;
+        return run_application(1, arguments);
+    }
+
+    ScriptedServer server;
+};
+
+TEST_F(ApplicationRoom, TheWindowMayBeClosedWhileTalking) {
+    EXPECT_EQ(run(enter_once), 0);
 
     const std::vector<std::string> lines = journal_lines();
     const std::size_t cleaned_up = position(lines, "GUI_Cleanup()");
@@ -70,6 +113,10 @@ TEST(ApplicationRoom, TheWindowMayBeClosedWhileTalking) {
     EXPECT_TRUE(loop_until([] { return g_server->count(VoicePacketType::disconnect) == 1; }))
         << "and the server hears of it";
     EXPECT_EQ(server.received().back().type, VoicePacketType::disconnect) << "as the last word";
+}
+
+TEST_F(ApplicationRoom, AfterTheServersEndTheNextSessionTalksAndHears) {
+    EXPECT_EQ(run(enter_again), 0);
 }
 
 } // namespace
