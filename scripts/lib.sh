@@ -93,6 +93,18 @@ find_sysroot() {
   ) 9>"$cache/sysroot.lock" || die "there is no GTK for Windows in $VELMO_SYSROOT"
 }
 
+# plays_windows VOICE-ROOM-ARGUMENT...: whether they bring the Windows program into a room.
+plays_windows() {
+  [[ " $* " =~ \ (--all\ |--peers\ +[a-z,]*wine) ]]
+}
+
+# build_windows_peer: and what it takes to run it.
+build_windows_peer() {
+  need display windows
+  find_sysroot
+  build windows velmo-peer
+}
+
 # run_ctest PRESET [CTEST-ARGUMENT...]: runs a built suite, its tests side by side; what fails says so, no more.
 run_ctest() {
   local preset=$1

@@ -74,10 +74,11 @@ run_first() {
 # start_service [PORT]: sets service_pid and port.
 start_service() {
   : >"$case_dir/service.log"
+  rm -f "$case_dir/service.log" # of a service that has ended
   run_first "$service_program" --voice-port "${1:-0}" >"$case_dir/service.log" 2>&1 </dev/null &
   service_pid=$!
   children+=("$service_pid")
-  until_true 10 grep -q '^voice: listening on' "$case_dir/service.log" ||
+  until_true 10 grep -qs '^voice: listening on' "$case_dir/service.log" ||
     give_up "the service did not start: $(tail -n 2 "$case_dir/service.log")"
   port=$(sed -n 's/^voice: listening on .*:\([0-9]*\)$/\1/p' "$case_dir/service.log")
 }
@@ -87,7 +88,7 @@ start_relay() {
   run_first "$relay_program" --to "127.0.0.1:$port" "$@" >"$case_dir/relay.log" 2>&1 </dev/null &
   relay_pid=$!
   children+=("$relay_pid")
-  until_true 10 grep -q '^lossy relay: ' "$case_dir/relay.log" ||
+  until_true 10 grep -qs '^lossy relay: ' "$case_dir/relay.log" ||
     give_up "the relay did not start: $(tail -n 2 "$case_dir/relay.log")"
   port=$(sed -n 's/^lossy relay: 127.0.0.1:\([0-9]*\) to .*/\1/p' "$case_dir/relay.log")
 }
