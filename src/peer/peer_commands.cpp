@@ -2,13 +2,13 @@
 #include "peer/peer_commands.h"
 
 #include "base/main_thread.h"
+#include "base/worker.h"
 #include "peer/peer_text.h"
 #include "platform/console.h"
 
 #include <algorithm>
 #include <array>
 #include <iterator>
-#include <thread>
 
 namespace {
 
@@ -114,6 +114,7 @@ std::string peer_command_list() {
     return list;
 }
 
-void start_peer_command_reader(PeerLineHandler handler) {
-    std::thread(read_lines, handler).detach();
+bool start_peer_command_reader(PeerLineHandler handler) {
+    Worker reader; // lets go of a thread that still reads
+    return reader.start([handler](const StopEvent&) { read_lines(handler); });
 }

@@ -39,7 +39,7 @@ PeerResolution resolve_for_peer(const std::string& host, std::uint16_t port,
         question->answered.set();
     });
     if (!started) {
-        return PeerResolution::no_answer;
+        return PeerResolution::no_thread;
     }
     const std::uint32_t start = clock_ticks_ms();
     for (;;) {

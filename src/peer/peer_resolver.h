@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-enum class PeerResolution { found, unknown_host, no_answer, interrupted };
+enum class PeerResolution { found, unknown_host, no_answer, no_thread, interrupted };
 
 /// As udp_resolve: blocks, returns 0 and fills the address, or the resolver's error code.
 using PeerResolver = int (*)(const char* host, std::uint16_t port, UdpAddress& address);
