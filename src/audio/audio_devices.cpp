@@ -75,7 +75,24 @@ bool choose_device(AudioFlow flow, std::int32_t index, AudioPtr<AudioDevice>& de
     return changed;
 }
 
+AudioResult ask_service() {
+    AudioPtr<AudioEnumerator> enumerator;
+    std::int32_t count = 0;
+    const AudioResult result = audio_enumerator_create(enumerator);
+    return audio_ok(result) ? audio_active_count(*enumerator, AudioFlow::capture, count) : result;
+}
+
 } // namespace
+
+std::int32_t Audio_IsServiceMissing() {
+    // Not the engine's enumerator, which may not be there yet, or only because of this.
+    const AudioResult began = audio_system_init();
+    const AudioResult result = ask_service();
+    if (audio_ok(began)) {
+        audio_system_uninit();
+    }
+    return result == k_audio_server_gone ? 1 : 0;
+}
 
 std::int32_t Audio_GetInputDeviceCount() {
     return device_count(AudioFlow::capture);

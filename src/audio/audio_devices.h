@@ -12,6 +12,11 @@ struct AudioDeviceInfo {
     double sampleRate;      ///< always 48000.0
 };
 
+/// 1 when the system's sound service is away, so that there are no endpoints for that reason, else
+/// 0. Asks anew every time and waits some seconds for a service that hangs. Before Audio_Init, or
+/// after.
+std::int32_t Audio_IsServiceMissing();
+
 /// Active endpoints of the direction; 0 when the list cannot be had.
 std::int32_t Audio_GetInputDeviceCount();
 std::int32_t Audio_GetOutputDeviceCount();

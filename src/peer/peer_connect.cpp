@@ -43,9 +43,10 @@ void complain_interrupted(const std::string& where) {
     peer_complain("interrupted while connecting to %s", where.c_str());
 }
 
-// Stands by while the main thread is in a handshake that began some time after `start`.
+// Stands by while the main thread is in a handshake that began some time after `start`. Once that
+// has come to its good end, a signal is the main loop's business, and no time is too late.
 void watch_handshake(const StopEvent& done, const std::string& where, std::uint32_t start) {
-    while (!done.wait_ms(k_poll_ms)) {
+    while (!done.wait_ms(k_poll_ms) && !Network_IsConnected()) {
         const bool interrupted = peer_loop_was_interrupted();
         if (interrupted) {
             complain_interrupted(where);
@@ -121,6 +122,9 @@ int connect_to_server(const PeerOptions& options) {
     case PeerResolution::no_answer:
         peer_complain("cannot connect to %s: no name server answered within %u seconds",
                       where.c_str(), k_connect_ms / 1000);
+        break;
+    case PeerResolution::no_thread:
+        peer_complain("cannot connect to %s: no thread to look up the host", where.c_str());
         break;
     case PeerResolution::interrupted:
         complain_interrupted(where);

@@ -4,7 +4,6 @@
 #include "audio/audio_devices.h"
 #include "peer/peer_output.h"
 #include "peer/peer_text.h"
-#include "platform/audio_endpoint.h"
 
 #include <charconv>
 #include <string>
@@ -70,17 +69,18 @@ std::vector<std::int32_t> find_peer_devices(PeerDeviceKind kind, std::string_vie
         return {number};
     }
 
+    std::vector<std::int32_t> whole;
     std::vector<std::int32_t> partial;
     for (std::int32_t index = 0; index < count; ++index) {
         const std::string name = device_name(list, index);
         if (name == text) {
-            return {index};
+            whole.push_back(index);
         }
         if (name.find(text) != std::string::npos) {
             partial.push_back(index);
         }
     }
-    return partial;
+    return whole.empty() ? partial : whole;
 }
 
 std::string select_peer_device(PeerDeviceKind kind, std::string_view text, std::string& name) {
@@ -101,23 +101,6 @@ std::string select_peer_device(PeerDeviceKind kind, std::string_view text, std::
     name = device_name(list, found.front());
     list.select(found.front());
     return "";
-}
-
-bool sound_service_is_missing() {
-    const AudioResult began = audio_system_init();
-    AudioResult result = k_audio_ok;
-    {
-        AudioPtr<AudioEnumerator> enumerator;
-        std::int32_t count = 0;
-        result = audio_enumerator_create(enumerator);
-        if (audio_ok(result)) {
-            result = audio_active_count(*enumerator, AudioFlow::capture, count);
-        }
-    }
-    if (audio_ok(began)) {
-        audio_system_uninit();
-    }
-    return result == k_audio_server_gone;
 }
 
 void print_peer_devices() {

@@ -1,6 +1,7 @@
 // See peer/peer_program.h.
 #include "peer/peer_program.h"
 
+#include "audio/audio_devices.h"
 #include "audio/audio_engine.h"
 #include "peer/peer_commands.h"
 #include "peer/peer_devices.h"
@@ -17,7 +18,7 @@
 namespace {
 
 int list_devices() {
-    if (sound_service_is_missing()) {
+    if (Audio_IsServiceMissing() != 0) {
         peer_complain("%s", k_no_sound_service);
         return k_peer_other;
     }
@@ -52,7 +53,9 @@ int run_peer_program(std::span<const std::string> arguments) {
     }
     peer_loop_install();
     peer_loop_catch_signals();
-    start_peer_command_reader(run_peer_command_line);
+    if (!start_peer_command_reader(run_peer_command_line)) {
+        peer_complain("no thread to read commands");
+    }
     const int status = run_peer_session(options);
     peer_loop_uninstall();
     return status;

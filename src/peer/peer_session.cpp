@@ -378,7 +378,7 @@ int choose_devices(bool has_sound) {
 // Asked first, because a service that hangs is waited for every time.
 int look_for_sound_service() {
     const bool microphone = g_options.uses_microphone();
-    if ((!microphone && g_options.output_device.empty()) || !sound_service_is_missing()) {
+    if ((!microphone && g_options.output_device.empty()) || Audio_IsServiceMissing() == 0) {
         return k_peer_ok;
     }
     peer_complain("%s%s", k_no_sound_service, microphone ? " (--play and --tone need none)" : "");

@@ -98,6 +98,21 @@ TEST_F(PeerConnect, ReachesAServerThatAnswers) {
     EXPECT_EQ(g_ended_with, -1);
 }
 
+// What is left to do then takes as long as it takes.
+TEST_F(PeerConnect, NothingEndsAHandshakeThatHasSucceeded) {
+    ScriptedServer server;
+    Network_SetConnectedCallback([] {
+        g_skipped_ms = 60'000;
+        std::raise(SIGINT);
+        std::this_thread::sleep_for(200ms); // ten times as long as it takes the watcher to look
+    });
+    EXPECT_EQ(connect(server.url().substr(6)), k_peer_ok);
+    Network_SetConnectedCallback(nullptr);
+    EXPECT_EQ(g_ended_with, -1);
+    EXPECT_EQ(m_errors, "");
+    EXPECT_TRUE(peer_loop_was_interrupted()) << "for the main loop to see";
+}
+
 TEST_F(PeerConnect, SaysThatTheHostIsUnknown) {
     peer_resolver_set_source([](const char*, std::uint16_t, UdpAddress&) { return -2; });
     EXPECT_EQ(connect("nowhere.example"), k_peer_cannot_connect);
@@ -114,15 +129,18 @@ TEST_F(PeerConnect, SaysThatNoNameServerAnswersAfterFiveSeconds) {
     EXPECT_EQ(m_errors, "velmo-peer: cannot connect to slow.example:1: no name server answered "
                         "within 5 seconds\n");
     EXPECT_GE(m_taken, 4900ms);
-    EXPECT_LT(m_taken, 6s);
+    EXPECT_LT(m_taken, 30s);
 }
 
 TEST_F(PeerConnect, SaysThatNobodyAnswersAfterFiveSeconds) {
     EXPECT_EQ(connect(m_silent_server), k_peer_cannot_connect);
-    EXPECT_EQ(m_errors, "velmo-peer: cannot connect to " + m_silent_server +
-                            ": no answer within 5 seconds\n");
+    const std::string error =
+        "velmo-peer: cannot connect to " + m_silent_server + ": no answer within 5 seconds\n";
+    // On a machine that stands still for a second, the watcher says so first, which in the program
+    // is the end.
+    EXPECT_EQ(m_errors, g_ended_with == -1 ? error : error + error);
     EXPECT_GE(m_taken, 4900ms);
-    EXPECT_LT(m_taken, 6s);
+    EXPECT_LT(m_taken, 30s);
 }
 
 TEST_F(PeerConnect, SaysThatTheServerRefused) {

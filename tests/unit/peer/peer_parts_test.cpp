@@ -1,5 +1,6 @@
 // velmo-peer's smaller parts: the source's signals, the recorder, the facade's lines, the report,
 // the main loop and the device choice.
+#include "audio/audio_devices.h"
 #include "audio/audio_engine.h"
 #include "base/main_thread.h"
 #include "base/stop_event.h"
@@ -445,12 +446,23 @@ TEST_F(PeerDevices, SelectionOfAnUnknownOneOrOfSeveralSaysWhy) {
     EXPECT_EQ(name, "Headset");
 }
 
+TEST_F(PeerDevices, OfExactlyOneNameAreToldApartByTheirIndexOnly) {
+    fake_audio::add_endpoint(AudioFlow::capture, "m4", "Headset");
+    std::string name = "as before";
+    EXPECT_EQ(find_peer_devices(PeerDeviceKind::input, "Headset"), (Indices{2, 3}));
+    EXPECT_EQ(select_peer_device(PeerDeviceKind::input, "Headset", name),
+              "Headset matches several microphones: 2 Headset, 3 Headset");
+    EXPECT_EQ(name, "as before");
+    EXPECT_EQ(select_peer_device(PeerDeviceKind::input, "3", name), "");
+    EXPECT_EQ(name, "Headset");
+}
+
 TEST_F(PeerDevices, TellWhetherTheSoundServiceIsMissing) {
-    EXPECT_FALSE(sound_service_is_missing());
+    EXPECT_EQ(Audio_IsServiceMissing(), 0);
     fake_audio::answer(fake_audio::Call::active_count, k_audio_fail);
-    EXPECT_FALSE(sound_service_is_missing());
+    EXPECT_EQ(Audio_IsServiceMissing(), 0);
     fake_audio::answer(fake_audio::Call::active_count, k_audio_server_gone);
-    EXPECT_TRUE(sound_service_is_missing());
+    EXPECT_EQ(Audio_IsServiceMissing(), 1);
     EXPECT_EQ(fake_audio::violations(), std::vector<std::string>{});
 }
 
