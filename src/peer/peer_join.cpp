@@ -8,10 +8,11 @@
 namespace {
 
 constexpr std::uint32_t k_answer_ms = 5000;
+constexpr std::int32_t k_old_audio_ms = 1000; // what the room left just before may still send
 
 std::atomic<JoinState> g_state{JoinState::outside};
-std::atomic<bool> g_heard{false};
-std::uint32_t g_asked_at_ms = 0; // main thread
+std::atomic<std::uint32_t> g_audio_at_ms{0}; // the latest, or when it was asked
+std::uint32_t g_asked_at_ms = 0;             // main thread
 
 bool answer_with(JoinState answer) {
     JoinState asked = JoinState::asked;
@@ -22,7 +23,7 @@ bool answer_with(JoinState answer) {
 
 void join_asked() {
     g_asked_at_ms = clock_ticks_ms();
-    g_heard = false;
+    g_audio_at_ms = g_asked_at_ms;
     g_state = JoinState::asked;
 }
 
@@ -39,13 +40,15 @@ void join_note_error() {
 }
 
 void join_note_audio() {
-    g_heard.store(true, std::memory_order_relaxed);
+    g_audio_at_ms.store(clock_ticks_ms(), std::memory_order_relaxed);
 }
 
 JoinState join_state() {
-    // Only now: what comes before may be the rest of the room that was left just before.
     if (clock_ticks_ms() - g_asked_at_ms >= k_answer_ms) {
-        answer_with(g_heard ? JoinState::inside : JoinState::no_answer);
+        // Signed: audio that comes in the moment of asking may be noted as from before it.
+        const auto audio_after_ms = static_cast<std::int32_t>(
+            g_audio_at_ms.load(std::memory_order_relaxed) - g_asked_at_ms);
+        answer_with(audio_after_ms >= k_old_audio_ms ? JoinState::inside : JoinState::no_answer);
     }
     return g_state;
 }

@@ -9,7 +9,7 @@ enum class JoinState {
     asked,   ///< no answer yet
     inside,
     refused,   ///< an error came instead of an answer
-    no_answer, ///< nor anything else from the room, for 5 seconds
+    no_answer, ///< for 5 seconds, nor any audio after the first of them
 };
 
 /// A join is about to be sent. Main thread.
@@ -19,13 +19,16 @@ void join_asked();
 void join_left();
 
 /// The room told who is in it. True when that answered the question. Any thread.
+///
+/// An announcement of a room just left that is still under way looks the same, and then counts as
+/// the answer too early: no message tells which room it is about.
 bool join_note_room_message();
 
 /// The server sent an error. Any thread.
 void join_note_error();
 
-/// Audio came from the room: when the answer itself got lost on its way, that stands for it. Any
-/// thread.
+/// Audio came: when the answer itself got lost on its way, audio from a second after asking on
+/// stands for it. Earlier audio may be the rest of a room just left. Any thread.
 void join_note_audio();
 
 /// How things stand now. Main thread.

@@ -50,15 +50,35 @@ TEST_F(PeerJoin, SilenceOfFiveSecondsIsNoAnswer) {
 
 TEST_F(PeerJoin, AudioStandsForAnAnswerThatGotLost) {
     join_asked();
+    m_clock.advance(1000);
     join_note_audio();
-    m_clock.advance(4999);
-    EXPECT_EQ(join_state(), JoinState::asked) << "it may be the last room's";
+    m_clock.advance(3999);
+    EXPECT_EQ(join_state(), JoinState::asked) << "the answer itself may still come";
     m_clock.advance(1);
+    EXPECT_EQ(join_state(), JoinState::inside);
+}
+
+TEST_F(PeerJoin, LateAudioOfTheRoomJustLeftDoesNotCount) {
+    join_asked();
+    join_note_audio();
+    m_clock.advance(999);
+    join_note_audio();
+    m_clock.advance(4001);
+    EXPECT_EQ(join_state(), JoinState::no_answer);
+}
+
+TEST_F(PeerJoin, LatestAudioDecidesWhetherTheRoomIsHeard) {
+    join_asked();
+    for (int i = 0; i < 500; ++i) {
+        join_note_audio();
+        m_clock.advance(10);
+    }
     EXPECT_EQ(join_state(), JoinState::inside);
 }
 
 TEST_F(PeerJoin, AudioOfAnEarlierRoomDoesNotCount) {
     join_asked();
+    m_clock.advance(3000);
     join_note_audio();
     join_asked();
     m_clock.advance(5000);
