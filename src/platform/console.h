@@ -27,6 +27,11 @@ std::size_t console_read(std::span<char> bytes);
 /// Whether standard input is a console, where a person types.
 bool console_input_is_typed();
 
-/// The signals that ask a program to end. One that whoever started the program lets it ignore, as
-/// nohup does with the console's end, is not among them. Main thread.
+/// The signals that ask a program to end. The end of its terminal is not among them when whoever
+/// started the program lets it ignore that one, as nohup does. The others always are, for shells
+/// let everything that a script starts in the background ignore Ctrl-C, and yet whoever sends it to
+/// such a program means it. Main thread.
+///
+/// On Windows, closing the console's window ends the program wherever it stands, whatever the
+/// handler of a signal does: the system waits for no more than the handler's return.
 std::vector<int> console_end_signals();

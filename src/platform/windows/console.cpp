@@ -9,7 +9,6 @@
 #include <memory>
 #include <utility>
 
-#include <io.h>
 #include <shellapi.h>
 
 namespace {
@@ -55,8 +54,12 @@ void write_shown(HANDLE console, std::wstring_view text) {
         const bool is_cut = least < text.size() && is_high_half(text[least - 1]);
         const std::size_t length = is_cut ? least - 1 : least;
         DWORD written = 0;
-        WriteConsoleW(console, text.data(), static_cast<DWORD>(length), &written, nullptr);
-        text.remove_prefix(length);
+        if (WriteConsoleW(console, text.data(), static_cast<DWORD>(length), &written, nullptr) ==
+                0 ||
+            written == 0) {
+            return;
+        }
+        text.remove_prefix(std::min<std::size_t>(written, length));
     }
 }
 
@@ -78,7 +81,7 @@ std::vector<std::string> console_arguments(int argc, char** argv) {
 }
 
 void console_write(std::FILE* stream, std::string_view text) {
-    const auto output = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+    const HANDLE output = GetStdHandle(stream == stderr ? STD_ERROR_HANDLE : STD_OUTPUT_HANDLE);
     DWORD mode = 0;
     const std::optional<std::wstring> wide =
         GetConsoleMode(output, &mode) != 0 ? wide_of(text) : std::nullopt;
@@ -109,5 +112,5 @@ bool console_input_is_typed() {
 }
 
 std::vector<int> console_end_signals() {
-    return {SIGINT, SIGTERM};
+    return {SIGINT, SIGTERM, SIGBREAK};
 }
