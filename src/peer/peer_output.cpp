@@ -3,11 +3,14 @@
 
 #include "platform/console.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <string>
 
 namespace {
+
+std::atomic<void (*)(std::string_view)> g_listener{nullptr};
 
 void print_line(std::FILE* stream, std::string line, const char* format, va_list arguments) {
     va_list again;
@@ -22,6 +25,11 @@ void print_line(std::FILE* stream, std::string line, const char* format, va_list
     va_end(again);
     line += '\n';
     console_write(stream, line);
+    if (stream == stderr) {
+        if (const auto listener = g_listener.load()) {
+            listener(line);
+        }
+    }
 }
 
 } // namespace
@@ -38,4 +46,8 @@ void peer_complain(const char* format, ...) {
     va_start(arguments, format);
     print_line(stderr, "velmo-peer: ", format, arguments);
     va_end(arguments);
+}
+
+void peer_output_set_listener(void (*listener)(std::string_view complaint)) {
+    g_listener = listener;
 }

@@ -69,8 +69,12 @@ TEST_F(PeerResolverTest, WaitsNoLongerThanAllowedForOneThatHangs) {
     const auto start = Clock::now();
     EXPECT_EQ(resolve(100), PeerResolution::no_answer);
     EXPECT_GE(Clock::now() - start, 95ms);
-    EXPECT_LT(Clock::now() - start, 5s);
+    EXPECT_LT(Clock::now() - start, 30s);
     EXPECT_EQ(m_address, UdpAddress{});
+    // Its thread may only now come to ask; the next test does not begin before it has ended.
+    while (g_hanging == 0) {
+        std::this_thread::yield();
+    }
 }
 
 TEST_F(PeerResolverTest, SignalEndsTheWait) {

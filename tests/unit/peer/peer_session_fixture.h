@@ -8,6 +8,7 @@
 #include "core/voice_session.h"
 #include "peer/peer_exit.h"
 #include "peer/peer_loop.h"
+#include "peer/peer_output.h"
 #include "peer/peer_program.h"
 #include "peer/peer_session.h"
 #include "peer/wav_file.h"
@@ -23,10 +24,15 @@
 #include <csignal>
 #include <filesystem>
 #include <functional>
+#include <mutex>
 #include <thread>
 
 using namespace std::chrono_literals;
 using Type = VoicePacketType;
+
+/// What is complained about while a session runs.
+inline std::mutex g_complaints_mutex;
+inline std::string g_complaints;
 
 struct Outcome {
     int status;
@@ -66,10 +72,16 @@ class PeerSession : public testing::Test {
         peer_loop_catch_signals();
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
+        g_complaints.clear();
+        peer_output_set_listener([](std::string_view line) {
+            const std::lock_guard lock(g_complaints_mutex);
+            g_complaints += line;
+        });
         std::thread script_thread(script);
         Outcome outcome;
         outcome.status = run_peer_session(options);
         script_thread.join();
+        peer_output_set_listener(nullptr);
         outcome.output = testing::internal::GetCapturedStdout();
         outcome.errors = testing::internal::GetCapturedStderr();
         peer_loop_uninstall();
@@ -90,6 +102,13 @@ class PeerSession : public testing::Test {
             }
             std::this_thread::sleep_for(1ms);
         }
+    }
+
+    static void await_complaint(const std::string& part) {
+        await("a complaint", [&] {
+            const std::lock_guard lock(g_complaints_mutex);
+            return contains(g_complaints, part);
+        });
     }
 
     void await_packets(Type type, std::size_t count) {

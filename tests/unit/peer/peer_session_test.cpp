@@ -1,6 +1,8 @@
 // velmo-peer's stay in a room: how it begins, what it tells, how it ends.
 #include "unit/peer/peer_session_fixture.h"
 
+#include <regex>
+
 namespace {
 
 TEST_F(PeerSession, JoinsTalksAndLeaves) {
@@ -41,24 +43,28 @@ TEST_F(PeerSession, SpeaksThroughTheMicrophone) {
 
 TEST_F(PeerSession, TellsThatTheMicrophoneDeliversNothing) {
     const auto start = std::chrono::steady_clock::now();
-    PeerOptions timed = options();
-    timed.seconds = 3.0;
-    const Outcome outcome = run(timed, [] {});
+    const Outcome outcome = run(options(), [] {
+        await_complaint("the microphone");
+        command("quit");
+    });
     EXPECT_EQ(outcome.status, k_peer_ok);
     EXPECT_EQ(outcome.errors, "velmo-peer: the microphone delivers nothing; type: input DEVICE\n");
     EXPECT_GE(std::chrono::steady_clock::now() - start, 2s);
 }
 
 TEST_F(PeerSession, TellsThatTheServerDoesNotAnswer) {
-    PeerOptions timed = tone_options();
-    timed.seconds = 6.5;
-    const Outcome outcome = run(timed, [this] {
+    const Outcome outcome = run(tone_options(), [this] {
         await_packets(Type::audio, 1);
         m_server.echo_audio = false;
         m_server.answer_heartbeats = false;
+        await_complaint("no answer");
+        command("quit");
     });
     EXPECT_EQ(outcome.status, k_peer_ok);
-    EXPECT_EQ(outcome.errors, "velmo-peer: no answer from the server for 5 s\n");
+    // 5 of them, or more on a machine that is busy with something else just then.
+    EXPECT_TRUE(std::regex_match(
+        outcome.errors, std::regex("velmo-peer: no answer from the server for ([5-9]|\\d\\d) s\n")))
+        << outcome.errors;
 }
 
 TEST_F(PeerSession, PlaysTheRoomOnTheOutput) {
