@@ -43,7 +43,7 @@ void join_note_audio() {
     g_audio_at_ms.store(clock_ticks_ms(), std::memory_order_relaxed);
 }
 
-JoinState join_state() {
+JoinState join_update() {
     if (clock_ticks_ms() - g_asked_at_ms >= k_answer_ms) {
         // Signed: audio that comes in the moment of asking may be noted as from before it.
         const auto audio_after_ms = static_cast<std::int32_t>(

@@ -31,5 +31,5 @@ void join_note_error();
 /// stands for it. Earlier audio may be the rest of a room just left. Any thread.
 void join_note_audio();
 
-/// How things stand now. Main thread.
-JoinState join_state();
+/// How things stand now, after giving up an answer that is overdue. Main thread.
+JoinState join_update();

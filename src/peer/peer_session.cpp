@@ -1,57 +1,38 @@
 // See peer/peer_session.h.
 #include "peer/peer_session.h"
 
-#include "audio/audio_devices.h"
 #include "audio/audio_engine.h"
-#include "audio/audio_processing.h"
 #include "audio/sound_format.h"
 #include "base/clock.h"
-#include "base/main_thread.h"
-#include "base/text.h"
 #include "core/app_state.h"
-#include "core/peer_roster.h"
 #include "core/voice_session.h"
-#include "peer/peer_commands.h"
+#include "peer/peer_callbacks.h"
 #include "peer/peer_connect.h"
-#include "peer/peer_devices.h"
 #include "peer/peer_exit.h"
 #include "peer/peer_facade.h"
 #include "peer/peer_join.h"
 #include "peer/peer_loop.h"
+#include "peer/peer_modules.h"
 #include "peer/peer_output.h"
 #include "peer/peer_recorder.h"
 #include "peer/peer_report.h"
 #include "peer/peer_session_internal.h"
 #include "peer/peer_source.h"
-#include "peer/peer_text.h"
 #include "peer/peer_watch.h"
 #include "platform/console.h"
-#include "ui/gui_facade.h"
-#include "voice/voice_codec.h"
 #include "voice/voice_connection.h"
 
-#include <algorithm>
-#include <array>
-#include <atomic>
-#include <cmath>
 #include <filesystem>
 #include <optional>
-#include <string_view>
 #include <system_error>
 #include <utility>
-
-using namespace peer_session;
 
 namespace {
 
 constexpr std::uint32_t k_tick_ms = 50;
 constexpr float k_speaking_threshold = 0.05F;
 
-// Counted on the network thread.
-std::atomic<std::uint64_t> g_packets_in{0};
-std::atomic<float> g_received_peak{0.0F};
-
-// The main thread's own.
+// The main thread's own, all of it.
 PeerOptions g_options;
 std::uint64_t g_sent_before = 0; ///< audio packets, by an earlier session
 SourceSignal g_signal;           ///< what to speak once inside, without a microphone
@@ -68,39 +49,31 @@ double seconds_since(std::uint32_t ticks_ms) {
     return static_cast<double>(clock_ticks_ms() - ticks_ms) / 1000.0;
 }
 
-// Runs what undoes a step, when the scope of the step ends.
-template <typename Action>
-class AtScopeEnd {
-  public:
-    explicit AtScopeEnd(Action action) : m_action(std::move(action)) {}
-    AtScopeEnd(const AtScopeEnd&) = delete;
-    AtScopeEnd& operator=(const AtScopeEnd&) = delete;
-    ~AtScopeEnd() { m_action(); }
-
-  private:
-    Action m_action;
-};
+void complain_about_recording() {
+    if (!g_record_failed) {
+        g_record_failed = true;
+        peer_complain("%s cannot be written", g_options.record_file.c_str());
+    }
+}
 
 } // namespace
 
-namespace peer_session {
-
-bool is_in_room() {
+bool peer_session_is_in_room() {
     return g_appState.connectionState.load(std::memory_order_relaxed) == ConnectionState::in_room;
 }
 
-void join_room(const std::string& room) {
+void peer_session_join_room(const std::string& room) {
     g_told_inside = false;
     join_asked();
     OnJoinRoom(room.c_str());
 }
 
-void leave_room() {
+void peer_session_leave_room() {
     join_left();
     OnLeaveRoom();
 }
 
-void print_report() {
+void peer_session_print_report() {
     const NetworkStatistics network = Network_GetStatistics();
     const AudioDelays delays = Audio_MeasureDelays();
     PeerReport report;
@@ -121,64 +94,15 @@ void print_report() {
     report.capture_delay_ms = static_cast<double>(delays.capture);
     report.ring_delay_ms = static_cast<double>(delays.ring);
     report.render_delay_ms = static_cast<double>(delays.render);
-    report.packets_in = g_packets_in.load(std::memory_order_relaxed);
+    report.packets_in = peer_callbacks_packets_in();
     report.packets_out = audio_packets_sent() - g_sent_before;
     report.level = static_cast<double>(peer_facade_level());
-    report.received_peak =
-        static_cast<double>(g_received_peak.exchange(0.0F, std::memory_order_relaxed));
+    report.received_peak = static_cast<double>(peer_callbacks_take_received_peak());
     peer_print("%s", format_peer_report(report).c_str());
 }
 
-void end_stay() {
-    g_quit = true;
-}
-
-bool uses_microphone() {
-    return g_options.uses_microphone();
-}
-
-} // namespace peer_session
-
-namespace {
-
-// Network thread; the report takes the peak away at any moment.
-void raise_received_peak(std::span<const float> samples) {
-    float peak = 0.0F;
-    for (const float sample : samples) {
-        peak = std::max(peak, std::fabs(sample));
-    }
-    float known = g_received_peak.load(std::memory_order_relaxed);
-    while (peak > known &&
-           !g_received_peak.compare_exchange_weak(known, peak, std::memory_order_relaxed)) {
-    }
-}
-
-// Network thread. Decoded here once more than in the core, to be heard also while deafened.
-void take_received_audio(const std::uint8_t* data, int length) {
-    g_packets_in.fetch_add(1, std::memory_order_relaxed);
-    join_note_audio();
-    std::array<float, k_received_frames_max * k_sound_channels> samples;
-    const std::int32_t frames =
-        OpusCodec_Decode(data, length, samples.data(), k_received_frames_max);
-    if (frames > 0) {
-        const std::span<const float> received(samples.data(),
-                                              static_cast<std::size_t>(frames) * k_sound_channels);
-        raise_received_peak(received);
-        push_to_peer_recorder(received);
-    }
-    OnNetworkAudio(data, length);
-}
-
-void complain_about_recording() {
-    if (!g_record_failed) {
-        g_record_failed = true;
-        peer_complain("%s cannot be written", g_options.record_file.c_str());
-    }
-}
-
-// Main thread: says once for every join that the server let this participant in, and lets it speak.
-void tell_inside() {
-    if (g_told_inside || join_state() != JoinState::inside) {
+void peer_session_tell_inside() {
+    if (g_told_inside || join_update() != JoinState::inside) {
         return;
     }
     g_told_inside = true;
@@ -197,48 +121,15 @@ void tell_inside() {
     }
 }
 
-// Network thread. The core tells only that a chat message came; this participant shows it.
-void take_message(int kind, const char* text) {
-    if (kind == k_voice_message_join && join_note_room_message()) {
-        run_on_main_thread(tell_inside);
-    }
-    OnNetworkMessage(kind, text);
-    if (kind != k_voice_message_chat || text == nullptr) {
-        return;
-    }
-    char sender[64];
-    char message[600];
-    JsonExtractString(text, "username", sender, sizeof sender);
-    if (JsonExtractString(text, "message", message, sizeof message)) {
-        run_on_main_thread([sender = std::string(sender), message = std::string(message)] {
-            GUI_AddChatMessage(sender.c_str(), message.c_str());
-        });
-    }
+void peer_session_end_stay() {
+    g_quit = true;
 }
 
-// Network thread.
-void take_error(const char* text) {
-    join_note_error();
-    OnNetworkError(text);
+bool peer_session_uses_microphone() {
+    return g_options.uses_microphone();
 }
 
-// Capture thread.
-void take_captured_level(float level) {
-    peer_watch_note_capture();
-    OnAudioLevel(level);
-}
-
-void register_callbacks() {
-    const bool microphone = g_options.uses_microphone();
-    Audio_SetInputCallback(microphone ? OnAudioInput : nullptr);
-    Audio_SetLevelCallback(microphone ? take_captured_level : nullptr);
-    Network_SetConnectedCallback(OnNetworkConnected);
-    Network_SetDisconnectedCallback(OnNetworkDisconnected);
-    Network_SetMessageCallback(take_message);
-    Network_SetAudioCallback(take_received_audio);
-    Network_SetSpeakingCallback(OnSpeakingState);
-    Network_SetErrorCallback(take_error);
-}
+namespace {
 
 // The client's rule: what the input level says is told to the server when it changes.
 void update_speaking() {
@@ -255,7 +146,7 @@ void update_speaking() {
 }
 
 void tick() {
-    tell_inside();
+    peer_session_tell_inside();
     update_speaking();
     peer_watch_look(g_options.uses_microphone() &&
                         !g_appState.muted.load(std::memory_order_relaxed),
@@ -265,7 +156,7 @@ void tick() {
     }
     if (g_options.report_every && seconds_since(g_reported_at_ms) >= *g_options.report_every) {
         g_reported_at_ms = clock_ticks_ms();
-        print_report();
+        peer_session_print_report();
     }
 }
 
@@ -285,7 +176,7 @@ std::optional<int> end_of_stay() {
         peer_complain("no thread to play from");
         return k_peer_other;
     }
-    switch (join_state()) {
+    switch (join_update()) {
     case JoinState::refused:
         peer_complain("the server did not let %s into room %s", g_appState.username,
                       g_appState.roomId);
@@ -302,9 +193,9 @@ std::optional<int> end_of_stay() {
 }
 
 int join_and_stay() {
-    join_room(g_options.room);
+    peer_session_join_room(g_options.room);
     peer_watch_reset();
-    if (console_input_is_typed()) {
+    if (console_input_is_terminal()) {
         peer_print("type help for the commands, quit to end");
     }
     g_joined_at_ms = clock_ticks_ms();
@@ -323,7 +214,7 @@ int join_and_stay() {
     }
     stop_peer_source();
     if (g_options.report) {
-        print_report();
+        peer_session_print_report();
     }
     return *status;
 }
@@ -339,80 +230,12 @@ int connect_and_stay() {
         OnDeafenToggle(true);
     }
     const int status = join_and_stay();
-    if (is_in_room()) {
-        leave_room();
+    if (peer_session_is_in_room()) {
+        peer_session_leave_room();
     }
     Network_Disconnect();
     Audio_Stop();
     return status;
-}
-
-int choose_devices(bool has_sound) {
-    std::string name;
-    if (g_options.uses_microphone()) {
-        if (!has_sound || Audio_GetInputDeviceCount() == 0) {
-            peer_complain("there is no microphone (--play and --tone need none)");
-            return k_peer_no_microphone;
-        }
-        if (!g_options.input_device.empty()) {
-            const std::string error =
-                select_peer_device(PeerDeviceKind::input, g_options.input_device, name);
-            if (!error.empty()) {
-                peer_complain("%s", printable(error).c_str());
-                return k_peer_no_microphone;
-            }
-        }
-    }
-    if (!g_options.output_device.empty()) {
-        const std::string error =
-            has_sound ? select_peer_device(PeerDeviceKind::output, g_options.output_device, name)
-                      : "the sound system cannot be used";
-        if (!error.empty()) {
-            peer_complain("%s", printable(error).c_str());
-            return k_peer_other;
-        }
-    }
-    return k_peer_ok;
-}
-
-// Asked first, because a service that hangs is waited for every time.
-int look_for_sound_service() {
-    const bool microphone = g_options.uses_microphone();
-    if ((!microphone && g_options.output_device.empty()) || Audio_IsServiceMissing() == 0) {
-        return k_peer_ok;
-    }
-    peer_complain("%s%s", k_no_sound_service, microphone ? " (--play and --tone need none)" : "");
-    return microphone ? k_peer_no_microphone : k_peer_other;
-}
-
-// Brings up the modules in the client's order, and down again. Sound may be missing.
-int run_with_modules() {
-    if (const int missing = look_for_sound_service(); missing != k_peer_ok) {
-        return missing;
-    }
-    app_state_set_defaults();
-    if (!Network_Init()) {
-        peer_complain("the network cannot be used");
-        return k_peer_other;
-    }
-    const AtScopeEnd network_cleanup(Network_Cleanup);
-    const bool has_sound = Audio_Init() != 0;
-    const AtScopeEnd audio_cleanup([has_sound] {
-        if (has_sound) {
-            Audio_Cleanup();
-        }
-    });
-    AudioProcessing_Init(k_sound_rate, k_sound_channels);
-    const AtScopeEnd processing_cleanup(AudioProcessing_Cleanup);
-    OpusCodec_Init(k_sound_rate, k_sound_channels, k_sound_bitrate);
-    const AtScopeEnd codec_cleanup(OpusCodec_Cleanup);
-
-    const int status = choose_devices(has_sound);
-    if (status != k_peer_ok) {
-        return status;
-    }
-    register_callbacks();
-    return connect_and_stay();
 }
 
 // What is spoken without a microphone. False after complaining.
@@ -456,9 +279,7 @@ bool is_same_file(const std::string& a, const std::string& b) {
 
 int run_peer_session(const PeerOptions& options) {
     g_options = options;
-    g_packets_in = 0;
     g_sent_before = audio_packets_sent();
-    g_received_peak = 0.0F;
     g_speaking = false;
     g_quit = false;
     g_source_failed = false;
@@ -479,7 +300,7 @@ int run_peer_session(const PeerOptions& options) {
         peer_complain("%s cannot be written", options.record_file.c_str());
         return k_peer_other;
     }
-    const int status = run_with_modules();
+    const int status = run_with_peer_modules(options, connect_and_stay);
     if (!close_peer_recorder() || g_record_failed) {
         peer_complain("%s is not complete", options.record_file.c_str());
         return status == k_peer_ok ? k_peer_other : status;

@@ -13,8 +13,6 @@
 #include <algorithm>
 #include <string_view>
 
-using namespace peer_session;
-
 namespace {
 
 constexpr std::size_t k_chat_text_bytes_max = 512;    // a server refuses more
@@ -22,7 +20,7 @@ constexpr std::size_t k_chat_message_bytes_max = 599; // the core cuts it there
 
 void switch_device(PeerDeviceKind kind, const std::string& device) {
     const bool is_input = kind == PeerDeviceKind::input;
-    if (is_input && !uses_microphone()) {
+    if (is_input && !peer_session_uses_microphone()) {
         peer_complain("input: no microphone is in use");
         return;
     }
@@ -47,7 +45,7 @@ std::size_t chat_bytes_max() {
 }
 
 void send_chat(const std::string& text) {
-    if (!is_in_room()) {
+    if (!peer_session_is_in_room()) {
         peer_complain("chat: not in a room");
         return;
     }
@@ -86,16 +84,16 @@ void run_peer_command_line(const std::string& line) {
         peer_print("undeafened");
         break;
     case PeerCommandKind::leave:
-        if (!is_in_room()) {
+        if (!peer_session_is_in_room()) {
             peer_complain("leave: not in a room");
             break;
         }
         peer_print("leaving the room");
-        leave_room();
+        peer_session_leave_room();
         break;
     case PeerCommandKind::join:
         peer_print("joining room %s", command.argument.c_str());
-        join_room(command.argument);
+        peer_session_join_room(command.argument);
         break;
     case PeerCommandKind::input:
         switch_device(PeerDeviceKind::input, command.argument);
@@ -110,11 +108,11 @@ void run_peer_command_line(const std::string& line) {
         peer_print("commands: %s", peer_command_list().c_str());
         break;
     case PeerCommandKind::report:
-        print_report();
+        peer_session_print_report();
         break;
     case PeerCommandKind::quit:
         peer_print("quitting");
-        end_stay();
+        peer_session_end_stay();
         break;
     case PeerCommandKind::none:
     case PeerCommandKind::unknown:

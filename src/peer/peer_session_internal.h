@@ -1,25 +1,25 @@
-// What velmo-peer's stay and its typed commands share. Main thread, like both of them.
+// What velmo-peer's stay shares with its typed commands and its callbacks. Main thread.
 #pragma once
 
 #include <string>
 
-namespace peer_session {
-
 /// Whether the core counts itself into a room; the server may not have answered yet.
-bool is_in_room();
+bool peer_session_is_in_room();
 
 /// Asks for another room, or for the first one.
-void join_room(const std::string& room);
+void peer_session_join_room(const std::string& room);
 
-void leave_room();
+void peer_session_leave_room();
 
 /// Prints the figures as they stand, one line.
-void print_report();
+void peer_session_print_report();
+
+/// Says, once for every join, that the server let this participant in, and lets it speak. Nothing
+/// while it did not.
+void peer_session_tell_inside();
 
 /// Lets the stay end at its next look.
-void end_stay();
+void peer_session_end_stay();
 
 /// False where a tone or a file speaks.
-bool uses_microphone();
-
-} // namespace peer_session
+bool peer_session_uses_microphone();

@@ -24,8 +24,8 @@ void console_write(std::FILE* stream, std::string_view text);
 /// holds one.
 std::size_t console_read(std::span<char> bytes);
 
-/// Whether standard input is a console, where a person types.
-bool console_input_is_typed();
+/// Whether standard input is a terminal or a console, where a person types.
+bool console_input_is_terminal();
 
 /// The signals that ask a program to end. The end of its terminal is not among them when whoever
 /// started the program lets it ignore that one, as nohup does. The others always are, for shells

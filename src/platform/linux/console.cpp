@@ -23,7 +23,7 @@ std::size_t console_read(std::span<char> bytes) {
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-bool console_input_is_typed() {
+bool console_input_is_terminal() {
     return isatty(STDIN_FILENO) != 0;
 }
 

@@ -106,7 +106,7 @@ std::size_t console_read(std::span<char> bytes) {
                : 0;
 }
 
-bool console_input_is_typed() {
+bool console_input_is_terminal() {
     DWORD mode = 0;
     return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
 }
