@@ -49,7 +49,7 @@ build() {
   shift
   mkdir -p "$root/build"
   local log=$root/build/$preset.log
-  say "Building $preset (a few minutes at the first time, seconds later)"
+  say "Building $preset (a few minutes at the first time, seconds later; as it goes: build/$preset.log)"
   (
     cd "$root" && flock 9 || exit 1
     cmake --preset "$preset" >"$log" 2>&1 9>&- &&

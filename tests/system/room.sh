@@ -23,8 +23,11 @@ give_up() {
 
 # check CONDITION TEXT: an awk condition on numbers; the text is what is said when it does not hold.
 check() {
-  awk "BEGIN { exit !($1) }" || printf '%s (%s)\n' "$2" "$1" >>"$case_dir/failures"
+  awk "BEGIN { exit !($1) }" || printf '%s: should be %s\n' "$2" "$1" >>"$case_dir/failures"
 }
+
+# sum EXPRESSION: what awk makes of it.
+sum() { awk "BEGIN { print $1 }"; }
 
 # pause SECONDS: unlike a plain sleep, a signal ends it.
 pause() {
@@ -73,7 +76,6 @@ run_first() {
 
 # start_service [PORT]: sets service_pid and port.
 start_service() {
-  : >"$case_dir/service.log"
   rm -f "$case_dir/service.log" # of a service that has ended
   run_first "$service_program" --voice-port "${1:-0}" >"$case_dir/service.log" 2>&1 </dev/null &
   service_pid=$!

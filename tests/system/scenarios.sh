@@ -36,18 +36,18 @@ judge() {
   who="${peer_kind[$listener]} $listener hears"
   for talker in $talkers; do who+=" ${peer_kind[${spoken_by[$talker]-$talker}]} $talker"; done
   [ $# -lt 5 ] || who+=" ($4-$5 s)"
-  check "$(figure windows "$line") >= $length * $least_windows_per_second" "$who: too little was said"
-  check "$(figure tracked "$line") >= $least_correlation - $pardoned_ms / 1000 / $length" "$who: correlation"
+  check "$(figure windows "$line") >= $(sum "$length * $least_windows_per_second")" "$who: too little was said"
+  check "$(figure tracked "$line") >= $(sum "$least_correlation - $pardoned_ms / 1000 / $length")" "$who: correlation"
   check "$(figure median "$line") >= $least_median" "$who: median correlation"
   # A short section has too few windows for this one.
   [ $# -ge 5 ] || [ "$pardoned_ms" -gt 0 ] ||
     check "$(figure p5 "$line") >= $least_window_correlation" "$who: correlation of the worst 5 %"
-  check "$(figure jumps "$line") <= $most_jumps + $pardoned_ms / $ms_per_jump" "$who: jumps of the delay"
-  check "$(figure gap_ms "$line") <= $most_gap_ms + $pardoned_ms" "$who: gaps in ms"
+  check "$(figure jumps "$line") <= $((most_jumps + pardoned_ms / ms_per_jump))" "$who: jumps of the delay"
+  check "$(figure gap_ms "$line") <= $((most_gap_ms + pardoned_ms))" "$who: gaps in ms"
   check "$(figure level_db "$line") <= $most_level_db && $(figure level_db "$line") >= -$most_level_db" \
     "$who: level in dB"
   if [ "$(figure trace "$line")" != nan ]; then
-    check "$(figure trace "$line") <= $most_own_voice / sqrt($length)" "$who: and itself"
+    check "$(figure trace "$line") <= $(sum "$most_own_voice / sqrt($length)")" "$who: and itself"
   fi
   if [ $# -lt 5 ]; then
     add_row "$who" "$line" "$(delay_parts "$listener" "${talkers%% *}")"
