@@ -92,7 +92,8 @@ AudioResult audio_device_friendly_name(AudioDevice& device, std::string& name);
 
 /// A new, uninitialised client on the endpoint; k_audio_device_gone when it is gone, which on some
 /// systems only the initialisation tells. Control thread (whoever starts and stops audio, one at a
-/// time, after audio_system_init on that thread), as the client functions below.
+/// time, after audio_system_init on that thread), as the client functions below but for
+/// audio_client_stop.
 AudioResult audio_device_activate(AudioDevice& device, AudioPtr<AudioClient>& client);
 
 /// Prepares a shared-mode stream with a buffer of `buffer_ms` (the system may grant more) and no
@@ -103,10 +104,16 @@ AudioResult audio_client_initialize(AudioClient& client, const AudioFormat& form
 
 /// As above with the endpoint's own mix format, for capture only (k_audio_unsupported_format on a
 /// render endpoint). The capture service still hands out two channels of floats: mono doubled, the
-/// first two of more, whole numbers scaled. The rate stays the endpoint's.
+/// first two of more, whole numbers scaled. The rate stays the endpoint's. The program may refuse
+/// by itself, without asking the system: k_audio_unsupported_format, the code that a system answers
+/// as well, also stands for samples that are not converted (8-bit, 64-bit floats, unpacked).
 AudioResult audio_client_initialize_mix_format(AudioClient& client, std::uint32_t buffer_ms);
 
 AudioResult audio_client_start(AudioClient& client);
+
+/// Stops the stream and keeps the client. Control thread, or one that never called
+/// audio_system_init: the voice network thread stops audio when the server ends the session. Never
+/// at the same time as a function of the control thread.
 AudioResult audio_client_stop(AudioClient& client);
 
 /// The buffer's size in frames. Control or render thread.

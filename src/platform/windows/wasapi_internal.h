@@ -1,12 +1,12 @@
 // The COM objects that the Windows half of the audio seam is made of. Private to platform/windows.
 //
 // Threads: the objects are made on the main thread, which is apartment-threaded, and their pointers
-// are then used as they are on the capture and render threads. That is sound here, because the
-// audio interfaces live in the program's own process, are made for use in any apartment, lock
-// inside, and are called through plain pointers, never through a marshalled proxy; a thread that
-// only calls them needs no COM of its own. What remains is that activation needs a thread with COM,
-// and that a service and its client are to be released on one thread: both are the control
-// thread's.
+// are then used as they are on the capture and render threads, and on the voice network thread,
+// which may stop the clients. That is sound here, because the audio interfaces live in the
+// program's own process, are made for use in any apartment, lock inside, and are called through
+// plain pointers, never through a marshalled proxy; a thread that only calls them needs no COM of
+// its own. What remains is that activation needs a thread with COM, and that a service and its
+// client are to be released on one thread: both are the control thread's.
 #pragma once
 
 #include "platform/audio_endpoint.h"
