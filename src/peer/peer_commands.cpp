@@ -55,7 +55,7 @@ std::string_view argument_error(Argument wanted, std::string_view argument) {
     case Argument::name:
         return is_protocol_name(argument) ? "" : k_protocol_name_wanted;
     case Argument::text:
-        return !argument.empty() && is_protocol_text(argument) ? "" : k_protocol_text_wanted;
+        return is_protocol_text(argument) ? "" : k_protocol_text_wanted;
     }
     return "";
 }
@@ -96,7 +96,9 @@ PeerCommand parse_peer_command(std::string_view line) {
     if (blank != std::string_view::npos) {
         command.argument = trim(text.substr(blank));
     }
-    const std::string_view error = argument_error(row->argument, command.argument);
+    const bool is_missing = row->argument != Argument::none && command.argument.empty();
+    const std::string_view error =
+        is_missing ? row->argument_name : argument_error(row->argument, command.argument);
     if (!error.empty()) {
         command.error = std::string(word) + " needs " + std::string(error);
     }

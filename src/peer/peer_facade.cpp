@@ -68,6 +68,10 @@ std::string shown_name(const Peer& peer) {
 
 } // namespace
 
+void peer_facade_forget_others() {
+    g_peers.clear();
+}
+
 void peer_facade_reset() {
     g_state = 0;
     g_peers.clear();

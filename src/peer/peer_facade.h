@@ -5,6 +5,9 @@
 /// Forgets what an earlier session showed. Main thread, as all but the last.
 void peer_facade_reset();
 
+/// Forgets the others in a room that is being left: it is not they who leave. Main thread.
+void peer_facade_forget_others();
+
 /// The last connection state shown: 0 disconnected, 2 connected, 3 in a room.
 int peer_facade_state();
 

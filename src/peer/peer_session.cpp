@@ -70,6 +70,7 @@ void peer_session_join_room(const std::string& room) {
 
 void peer_session_leave_room() {
     join_left();
+    peer_facade_forget_others();
     OnLeaveRoom();
 }
 

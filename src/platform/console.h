@@ -17,8 +17,9 @@ std::vector<std::string> console_arguments(int argc, char** argv);
 void console_write(std::FILE* stream, std::string_view text);
 
 /// Waits for something on standard input and copies it into `bytes`, of at least 16; a character
-/// typed into a console is never cut. Returns how much, 0 at the input's end and on failure. One
-/// thread at a time.
+/// that does not fit goes on in the next reading. Returns how much, 0 at the input's end and on
+/// failure. Always the same thread: it is not stopped while a shell keeps the program in the
+/// background, and reads on when that has brought it to the front.
 ///
 /// Below the C library's streams: at the end of the program those wait for a reader that still
 /// holds one.
