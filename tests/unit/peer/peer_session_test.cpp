@@ -1,7 +1,7 @@
 // velmo-peer's stay in a room: how it begins, what it tells, how it ends.
 #include "unit/peer/peer_session_fixture.h"
 
-#include <regex>
+#include <cstdio>
 
 namespace {
 
@@ -61,10 +61,14 @@ TEST_F(PeerSession, TellsThatTheServerDoesNotAnswer) {
         command("quit");
     });
     EXPECT_EQ(outcome.status, k_peer_ok);
-    // 5 of them, or more on a machine that is busy with something else just then.
-    EXPECT_TRUE(std::regex_match(
-        outcome.errors, std::regex("velmo-peer: no answer from the server for ([5-9]|\\d\\d) s\n")))
-        << outcome.errors;
+    // More of them on a machine that is busy with something else just then.
+    int seconds = 0;
+    int end = 0;
+    EXPECT_EQ(std::sscanf(outcome.errors.c_str(),
+                          "velmo-peer: no answer from the server for %d s%n", &seconds, &end),
+              1);
+    EXPECT_EQ(outcome.errors.substr(static_cast<std::size_t>(end)), "\n");
+    EXPECT_GE(seconds, 5);
 }
 
 TEST_F(PeerSession, PlaysTheRoomOnTheOutput) {
