@@ -13,7 +13,7 @@ velmo_test(audio_samples_test SOURCES audio_samples_test.cpp LINKS velmo_platfor
 
 velmo_test(audio_endpoint_test SOURCES audio_endpoint_test.cpp LINKS velmo_audio_contract SOUND)
 velmo_test(audio_stream_test
-  SOURCES audio_stream_test.cpp audio_allocations.cpp LINKS velmo_audio_contract SOUND TIMEOUT 300)
+  SOURCES audio_stream_test.cpp audio_allocations.cpp LINKS velmo_audio_contract SOUND)
 velmo_test(audio_lost_server_test SOURCES audio_lost_server_test.cpp LINKS velmo_audio_contract SOUND)
 
 # Wine adds an endpoint of its own to every sound server: there a machine without cards is one

@@ -4,7 +4,6 @@
 #include "contract/audio_support.h"
 
 #include <algorithm>
-#include <cmath>
 #include <iostream>
 #include <memory>
 
@@ -42,9 +41,6 @@ std::uint32_t padding_of(Speaker& speaker) {
     return padding;
 }
 
-// How long a machine may be too busy to show what a device does.
-constexpr double k_patience_seconds = 60.0;
-
 std::uint32_t wait_for_packet(Microphone& microphone) {
     std::uint32_t frames = 0;
     EXPECT_TRUE(eventually([&] {
@@ -61,26 +57,18 @@ TEST_F(AudioStreams, MicrophoneDelivers48000FramesASecond) {
     ASSERT_EQ(audio_client_start(*microphone.client), k_audio_ok);
     wait_for_packet(microphone);
 
-    // A machine that stands still loses what the device does not keep: some window goes without.
-    const auto begin = Clock::now();
-    double missed = 1.0;
-    double allowed = 0.0;
-    while (missed > allowed && seconds_since(begin) < k_patience_seconds) {
-        std::vector<float> samples;
+    std::vector<float> samples;
+    ASSERT_EQ(drain_microphone(microphone, samples), k_audio_ok);
+    samples.clear();
+    const auto start = Clock::now();
+    while (seconds_since(start) < 1.5) {
         ASSERT_EQ(drain_microphone(microphone, samples), k_audio_ok);
-        samples.clear();
-        const auto start = Clock::now();
-        while (seconds_since(start) < 1.5) {
-            ASSERT_EQ(drain_microphone(microphone, samples), k_audio_ok);
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        EXPECT_TRUE(std::all_of(samples.begin(), samples.end(), [](float s) { return s == 0.0F; }));
-        const double expected = seconds_since(start) * 48000.0;
-        missed = std::abs(static_cast<double>(samples.size()) / 2.0 - expected);
-        // Up to 40 ms more or less for where in a packet the window began and ended.
-        allowed = expected * 0.03 + 1920.0;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    EXPECT_LE(missed, allowed);
+    // Up to 40 ms more or less for where in a packet the second began and ended.
+    const double expected = seconds_since(start) * 48000.0;
+    EXPECT_NEAR(static_cast<double>(samples.size()) / 2.0, expected, expected * 0.03 + 1920.0);
+    EXPECT_TRUE(std::all_of(samples.begin(), samples.end(), [](float s) { return s == 0.0F; }));
 }
 
 TEST_F(AudioStreams, TonePlayedIntoTheCardIsCapturedWithFrequencyLevelAndSides) {
@@ -211,7 +199,7 @@ TEST_F(AudioStreams, SpeakerDrainsInRealTime) {
     const auto start = Clock::now();
     std::int64_t total = 0;
     double best = 0.0;
-    while (best < 0.93 && seconds_since(start) < k_patience_seconds) {
+    while (best < 0.93 && seconds_since(start) < 20.0) {
         const auto window = Clock::now();
         std::int64_t played = 0;
         while (seconds_since(window) < 0.5) {
@@ -332,7 +320,7 @@ TEST_F(AudioStreams, ClickIsHeardSoon) {
     bool is_on_its_way = false;
     int passes = 0;
     const auto start = Clock::now();
-    while (delays.size() < 20 && seconds_since(start) < k_patience_seconds) {
+    while (delays.size() < 20 && seconds_since(start) < 20.0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
         std::uint32_t padding = 0;
         float* room_samples = nullptr;

@@ -129,18 +129,15 @@ TEST_F(PeerConnect, SaysThatNoNameServerAnswersAfterFiveSeconds) {
     EXPECT_EQ(m_errors, "velmo-peer: cannot connect to slow.example:1: no name server answered "
                         "within 5 seconds\n");
     EXPECT_GE(m_taken, 4900ms);
-    EXPECT_LT(m_taken, 30s);
+    EXPECT_LT(m_taken, 6s);
 }
 
 TEST_F(PeerConnect, SaysThatNobodyAnswersAfterFiveSeconds) {
     EXPECT_EQ(connect(m_silent_server), k_peer_cannot_connect);
-    const std::string error =
-        "velmo-peer: cannot connect to " + m_silent_server + ": no answer within 5 seconds\n";
-    // On a machine that stands still for a second, the watcher says so first, which in the program
-    // is the end.
-    EXPECT_EQ(m_errors, g_ended_with == -1 ? error : error + error);
+    EXPECT_EQ(m_errors, "velmo-peer: cannot connect to " + m_silent_server +
+                            ": no answer within 5 seconds\n");
     EXPECT_GE(m_taken, 4900ms);
-    EXPECT_LT(m_taken, 30s);
+    EXPECT_LT(m_taken, 6s);
 }
 
 TEST_F(PeerConnect, SaysThatTheServerRefused) {
