@@ -82,6 +82,18 @@ class PeerConnect : public testing::Test {
         return status;
     }
 
+    /// As connect(), again at most twice where it took `limit` or longer: a machine that stands
+    /// still lengthens an attempt, and none shortens one.
+    int connect_within(Clock::duration limit, const std::string& server) {
+        int status = connect(server);
+        for (int again = 0; again < 2 && m_taken >= limit; ++again) {
+            EXPECT_GE(m_taken, 4900ms);
+            status = connect(server);
+        }
+        EXPECT_LT(m_taken, limit);
+        return status;
+    }
+
     UdpSocketPtr m_silent; ///< receives and never answers
     std::string m_silent_server;
     Clock::duration m_taken{};
@@ -125,19 +137,17 @@ TEST_F(PeerConnect, SaysThatNoNameServerAnswersAfterFiveSeconds) {
         g_let_go.wait_ms(60'000);
         return -3;
     });
-    EXPECT_EQ(connect("slow.example:1"), k_peer_cannot_connect);
+    EXPECT_EQ(connect_within(6s, "slow.example:1"), k_peer_cannot_connect);
     EXPECT_EQ(m_errors, "velmo-peer: cannot connect to slow.example:1: no name server answered "
                         "within 5 seconds\n");
     EXPECT_GE(m_taken, 4900ms);
-    EXPECT_LT(m_taken, 6s);
 }
 
 TEST_F(PeerConnect, SaysThatNobodyAnswersAfterFiveSeconds) {
-    EXPECT_EQ(connect(m_silent_server), k_peer_cannot_connect);
+    EXPECT_EQ(connect_within(6s, m_silent_server), k_peer_cannot_connect);
     EXPECT_EQ(m_errors, "velmo-peer: cannot connect to " + m_silent_server +
                             ": no answer within 5 seconds\n");
     EXPECT_GE(m_taken, 4900ms);
-    EXPECT_LT(m_taken, 6s);
 }
 
 TEST_F(PeerConnect, SaysThatTheServerRefused) {
