@@ -274,15 +274,30 @@ stolen_from_machine() {
   awk '/^cpu / { print $9 * 10; exit }' /proc/stat
 }
 
-# Until the machine has its processors for itself, for a minute at most.
+# Until the machine has its processors for itself some times in a row, or until all cases together have waited
+# $most_waiting_seconds.
+waited_seconds=0
 await_quiet() {
-  local tries before waited
-  for ((tries = 0; tries < 30; tries++)); do
-    before=$(stolen_from_machine)
-    waited=$(waited_for_processors)
-    pause 2
-    [ $(($(stolen_from_machine) - before)) -gt 20 ] || [ $(($(waited_for_processors) - waited)) -gt 500000 ] || break
+  local begin=$SECONDS rounds=0
+  while [ $((waited_seconds + SECONDS - begin)) -lt "$most_waiting_seconds" ] && [ "$rounds" -lt 4 ]; do
+    if machine_has_time; then rounds=$((rounds + 1)); else rounds=0; fi
+    pause 1
   done
+  waited_seconds=$((waited_seconds + SECONDS - begin))
+  [ $((SECONDS - begin)) -lt 15 ] || echo "waited $((SECONDS - begin)) s for a machine that has time"
+}
+
+# Whether every processor can be had for 0.3 s. Nothing is taken from who wants nothing, so it is asked for.
+machine_has_time() {
+  local core stolen waited spinning=()
+  stolen=$(stolen_from_machine)
+  waited=$(waited_for_processors)
+  for ((core = 0; core < $(nproc); core++)); do
+    timeout 0.3 bash -c 'while :; do :; done' &
+    spinning+=($!)
+  done
+  wait "${spinning[@]}"
+  [ $(($(stolen_from_machine) - stolen)) -le 20 ] && [ $(($(waited_for_processors) - waited)) -le 150000 ]
 }
 
 # Microseconds since the machine's start in which some program waited for a processor; 0 where the kernel does not
