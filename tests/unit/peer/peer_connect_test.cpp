@@ -87,7 +87,6 @@ class PeerConnect : public testing::Test {
     int connect_within(Clock::duration limit, const std::string& server) {
         int status = connect(server);
         for (int again = 0; again < 2 && m_taken >= limit; ++again) {
-            EXPECT_GE(m_taken, 4900ms);
             status = connect(server);
         }
         EXPECT_LT(m_taken, limit);
