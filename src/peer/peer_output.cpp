@@ -25,10 +25,8 @@ void print_line(std::FILE* stream, std::string line, const char* format, va_list
     va_end(again);
     line += '\n';
     console_write(stream, line);
-    if (stream == stderr) {
-        if (const auto listener = g_listener.load()) {
-            listener(line);
-        }
+    if (const auto listener = g_listener.load()) {
+        listener(line);
     }
 }
 
@@ -48,6 +46,6 @@ void peer_complain(const char* format, ...) {
     va_end(arguments);
 }
 
-void peer_output_set_listener(void (*listener)(std::string_view complaint)) {
+void peer_output_set_listener(void (*listener)(std::string_view line)) {
     g_listener = listener;
 }

@@ -11,6 +11,6 @@ VELMO_PRINTF(1, 2) void peer_print(const char* format, ...);
 /// Prefixed with "velmo-peer: ".
 VELMO_PRINTF(1, 2) void peer_complain(const char* format, ...);
 
-/// Is handed every complaint, a line with its break, once it is written (null: nobody is). On the
-/// thread that complains. For tests.
-void peer_output_set_listener(void (*listener)(std::string_view complaint));
+/// Is handed every line, with its break, once it is written (null: nobody is). On the thread that
+/// wrote it. For tests.
+void peer_output_set_listener(void (*listener)(std::string_view line));

@@ -25,14 +25,15 @@
 #include <filesystem>
 #include <functional>
 #include <mutex>
+#include <sstream>
 #include <thread>
 
 using namespace std::chrono_literals;
 using Type = VoicePacketType;
 
-/// What is complained about while a session runs.
-inline std::mutex g_complaints_mutex;
-inline std::string g_complaints;
+/// What a session has said so far, on both streams.
+inline std::mutex g_said_mutex;
+inline std::string g_said;
 
 struct Outcome {
     int status;
@@ -66,21 +67,23 @@ class PeerSession : public testing::Test {
         return with_tone;
     }
 
-    /// Runs a session on this thread, and beside it `script`, which must bring it to its end.
-    static Outcome run(const PeerOptions& options, const std::function<void()>& script) {
+    /// Runs a session on this thread, and beside it `script`, which must bring it to its end. All
+    /// that the session sent has been received when this returns.
+    Outcome run(const PeerOptions& options, const std::function<void()>& script) {
         peer_loop_install();
         peer_loop_catch_signals();
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        g_complaints.clear();
+        g_said.clear();
         peer_output_set_listener([](std::string_view line) {
-            const std::lock_guard lock(g_complaints_mutex);
-            g_complaints += line;
+            const std::lock_guard lock(g_said_mutex);
+            g_said += line;
         });
         std::thread script_thread(script);
         Outcome outcome;
         outcome.status = run_peer_session(options);
         script_thread.join();
+        m_server.catch_up();
         peer_output_set_listener(nullptr);
         outcome.output = testing::internal::GetCapturedStdout();
         outcome.errors = testing::internal::GetCapturedStderr();
@@ -104,12 +107,21 @@ class PeerSession : public testing::Test {
         }
     }
 
-    static void await_complaint(const std::string& part) {
-        await("a complaint", [&] {
-            const std::lock_guard lock(g_complaints_mutex);
-            return contains(g_complaints, part);
+    static void await_said(const std::string& part, std::size_t times = 1) {
+        await("words", [&] {
+            const std::lock_guard lock(g_said_mutex);
+            std::size_t found = 0;
+            for (std::size_t at = g_said.find(part); at != std::string::npos;
+                 at = g_said.find(part, at + part.size())) {
+                ++found;
+            }
+            return found >= times;
         });
     }
+
+    /// Waits until it is told for the `times`-th time that the room was entered. That the server
+    /// has received the wish says less: the answer may come at any time after.
+    static void await_inside(std::size_t times = 1) { await_said("state: in room\n", times); }
 
     void await_packets(Type type, std::size_t count) {
         await("packets", [&] { return m_server.count(type) >= count; });
@@ -136,6 +148,19 @@ class PeerSession : public testing::Test {
 
     static std::string text_of(const ScriptedServer::Received& packet) {
         return {packet.payload.begin(), packet.payload.end()};
+    }
+
+    /// `output` without the lines about its own voice, which come whenever the sound card's thread
+    /// brings them about: between any two others.
+    static std::string without_voice(const std::string& output) {
+        std::istringstream lines(output);
+        std::string kept;
+        for (std::string line; std::getline(lines, line);) {
+            if (line != "speaking" && line != "silent") {
+                kept += line + '\n';
+            }
+        }
+        return kept;
     }
 
     static bool contains(const std::string& text, const std::string& part) {

@@ -38,6 +38,9 @@ class ScriptedServer {
     std::size_t count(VoicePacketType type) const;
     void forget_received();
 
+    /// Waits until all that was sent to it before this call has been received.
+    void catch_up();
+
     std::atomic<std::uint64_t> session{0x1000};
     std::atomic<bool> echo_audio{true};
     std::atomic<bool> answer_heartbeats{true};
@@ -54,6 +57,7 @@ class ScriptedServer {
     mutable std::mutex m_mutex;
     UdpAddress m_client;
     std::vector<Received> m_received;
+    std::atomic<unsigned> m_marks{0}; ///< empty datagrams received
     std::atomic<bool> m_stop{false};
     std::thread m_thread;
 };
