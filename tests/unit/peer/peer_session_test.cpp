@@ -74,8 +74,7 @@ TEST_F(PeerSession, TellsThatTheServerDoesNotAnswer) {
 }
 
 TEST_F(PeerSession, PlaysTheRoomOnTheOutput) {
-    fake_audio::set_tone("mic", 0.5F, 480);
-    run(options(), [] {
+    run(tone_options(), [] {
         await("sound", [] {
             const std::vector<float> rendered = fake_audio::rendered("speaker");
             return std::any_of(rendered.begin(), rendered.end(),
