@@ -58,15 +58,15 @@ TEST_F(AudioStreams, MicrophoneDelivers48000FramesASecond) {
     ASSERT_EQ(audio_client_start(*microphone.client), k_audio_ok);
     wait_for_packet(microphone);
 
-    // A machine that stands still loses what the device does not keep: one window of many counts.
+    // A machine that stands still loses what the device does not keep: one window of three counts.
     double missed = 1.0;
     double allowed = 0.0;
-    for (int attempt = 0; attempt < 20 && missed > allowed; ++attempt) {
+    for (int attempt = 0; attempt < 3 && missed > allowed; ++attempt) {
         std::vector<float> samples;
         ASSERT_EQ(drain_microphone(microphone, samples), k_audio_ok);
         samples.clear();
         const auto start = Clock::now();
-        while (seconds_since(start) < 1.0) {
+        while (seconds_since(start) < 1.5) {
             ASSERT_EQ(drain_microphone(microphone, samples), k_audio_ok);
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
@@ -327,7 +327,6 @@ TEST_F(AudioStreams, ClickIsHeardSoon) {
     Clock::time_point clicked{};
     bool is_on_its_way = false;
     int passes = 0;
-    int lost = 0;
     const auto start = Clock::now();
     while (delays.size() < 20 && seconds_since(start) < 20.0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -349,11 +348,6 @@ TEST_F(AudioStreams, ClickIsHeardSoon) {
         }
         samples.clear();
         ASSERT_EQ(drain_microphone(microphone, samples), k_audio_ok);
-        // A machine that stands still for longer than a buffer lasts may lose a click.
-        if (is_on_its_way && seconds_since(clicked) > 1.0) {
-            is_on_its_way = false;
-            ++lost;
-        }
         if (std::any_of(samples.begin(), samples.end(), [](float s) { return s > 0.5F; })) {
             ASSERT_TRUE(is_on_its_way);
             delays.push_back(seconds_since(clicked) * 1000.0);
@@ -361,7 +355,6 @@ TEST_F(AudioStreams, ClickIsHeardSoon) {
         }
     }
     ASSERT_EQ(delays.size(), 20U);
-    EXPECT_LE(lost, 5);
     std::sort(delays.begin(), delays.end());
     std::cout << "from playing to capturing a click: median " << delays[10] << " ms, "
               << delays.front() << " to " << delays.back() << " ms\n";

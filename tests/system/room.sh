@@ -253,7 +253,7 @@ await_measurement() {
   elif [ "$stolen_ms" -gt "$most_stolen_ms" ]; then
     disturbed "the machine itself stood still for $stolen_ms ms"
     # It does so in every attempt: what the machine did not run, nobody hears.
-    [ "$attempt" -lt "$first_pardoned_attempt" ] || pardon
+    [ "$attempt" -lt "$most_attempts" ] || pardon
   fi
   [ "$status" -eq 0 ] ||
     give_up "the probe failed: $(grep -hE ' failed$|^velmo-sound-probe:' "$case_dir"/*-probe.log | head -n 2)"

@@ -14,10 +14,9 @@ TEST_F(PeerSession, JoinsTalksAndLeaves) {
     });
     EXPECT_EQ(outcome.status, k_peer_ok);
     EXPECT_EQ(outcome.errors, "");
-    EXPECT_EQ(without_voice(outcome.output),
-              "state: connected\nstate: joining\nstate: in room\nquitting\n"
+    EXPECT_EQ(outcome.output,
+              "state: connected\nstate: joining\nstate: in room\nspeaking\nquitting\n"
               "state: connected\nstate: disconnected\n");
-    EXPECT_TRUE(contains(outcome.output, "\nspeaking\n")) << outcome.output;
 
     const auto received = m_server.received();
     EXPECT_EQ(received.front().type, Type::connect);
@@ -74,8 +73,12 @@ TEST_F(PeerSession, TellsThatTheServerDoesNotAnswer) {
 }
 
 TEST_F(PeerSession, PlaysTheRoomOnTheOutput) {
-    run(tone_options(), [] {
-        await("sound", [] {
+    // The high-pass filter soon swallows a constant value: steps it lets through.
+    float level = 0.5F;
+    run(options(), [&level] {
+        await("sound", [&level] {
+            level = -level;
+            fake_audio::set_tone("mic", level, 480);
             const std::vector<float> rendered = fake_audio::rendered("speaker");
             return std::any_of(rendered.begin(), rendered.end(),
                                [](float sample) { return std::fabs(sample) > 0.01F; });
@@ -238,6 +241,7 @@ TEST_F(PeerSession, GoesOnAfterAnErrorInsideTheRoom) {
         await_packets(Type::audio, 1);
         m_server.send(Type::error, "too long");
         await_said("too long\n");
+        await_packets(Type::heartbeat, 1);
         command("quit");
     });
     EXPECT_EQ(outcome.status, k_peer_ok);

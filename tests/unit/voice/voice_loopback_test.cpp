@@ -103,14 +103,9 @@ TEST_F(VoiceLoopback, JoinsTalksAndHearsItselfBack) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     ASSERT_TRUE(eventually([this] { return server.count(VoicePacketType::audio) == 20; }));
-    // A machine that stands still makes packets late, and late ones are dropped.
-    int looks = 0;
-    ASSERT_TRUE(eventually([&] {
-        if (++looks % 500 == 0) {
-            Network_SendAudio(audio.data(), 1920);
-        }
-        return g_audio_calls >= 1;
-    }));
+    // Under a loaded machine a late packet may be dropped; most must come.
+    ASSERT_TRUE(eventually([] { return g_audio_calls >= 1; }));
+
     server.send(VoicePacketType::speaking, "{\"peerId\":\"p\",\"speaking\":true}");
     server.send(VoicePacketType::error, "mal");
     ASSERT_TRUE(eventually([] { return g_speaking_calls == 1 && g_error_calls == 1; }));
