@@ -18,3 +18,21 @@ velmo_test(velmo_sound_compare_test
   SOURCES ${PROJECT_SOURCE_DIR}/tests/system/sound_compare_test.cpp
   LINKS velmo_sound_compare
   TIMEOUT 300) # many long transforms, slow under the sanitizers
+
+add_executable(velmo-patient-clock ${PROJECT_SOURCE_DIR}/tests/system/patient_clock_main.cpp)
+target_link_libraries(velmo-patient-clock PRIVATE velmo_flags Threads::Threads)
+target_include_directories(velmo-patient-clock PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+# The sanitizers replace the same functions, so no program of theirs can be shown this clock.
+if(NOT VELMO_SANITIZE)
+  add_library(velmo-patient-clock-view MODULE ${PROJECT_SOURCE_DIR}/tests/system/patient_clock.cpp)
+  target_link_libraries(velmo-patient-clock-view PRIVATE velmo_flags)
+  target_include_directories(velmo-patient-clock-view PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  set_target_properties(velmo-patient-clock-view PROPERTIES PREFIX "" OUTPUT_NAME velmo-patient-clock)
+  add_dependencies(velmo-patient-clock velmo-patient-clock-view)
+
+  velmo_test(velmo_patient_clock_test SOURCES ${PROJECT_SOURCE_DIR}/tests/system/patient_clock_test.cpp)
+  add_dependencies(velmo_patient_clock_test velmo-patient-clock)
+  target_compile_definitions(velmo_patient_clock_test PRIVATE
+    VELMO_CLOCK_PROGRAM="$<TARGET_FILE:velmo-patient-clock>"
+    VELMO_CLOCK_LIBRARY="$<TARGET_FILE:velmo-patient-clock-view>")
+endif()

@@ -31,7 +31,7 @@ hears() {
 # judge LISTENER "TALKER..." LINE [FROM TO]: holds the figures against the thresholds and adds a row of the table,
 # with the parts of the delay when the whole measurement was judged. $change_ms is what the correlation may miss.
 judge() {
-  local listener=$1 talkers=$2 line=$3 who talker length missed_ms=$((pardoned_ms + ${change_ms:-0}))
+  local listener=$1 talkers=$2 line=$3 who talker length missed_ms=${change_ms:-0}
   length=$(awk "BEGIN { print ${5:-$measured} - ${4:-0} }")
   who="${peer_kind[$listener]} $listener hears"
   for talker in $talkers; do who+=" ${peer_kind[${spoken_by[$talker]-$talker}]} $talker"; done
@@ -40,10 +40,10 @@ judge() {
   check "$(figure tracked "$line") >= $(sum "$least_correlation - $missed_ms / 1000 / $length")" "$who: correlation"
   check "$(figure median "$line") >= $least_median" "$who: median correlation"
   # A short section has too few windows for this one.
-  [ $# -ge 5 ] || [ "$pardoned_ms" -gt 0 ] ||
+  [ $# -ge 5 ] ||
     check "$(figure p5 "$line") >= $least_window_correlation" "$who: correlation of the worst 5 %"
-  check "$(figure jumps "$line") <= $((most_jumps + pardoned_ms / ms_per_jump))" "$who: jumps of the delay"
-  check "$(figure gap_ms "$line") <= $((most_gap_ms + pardoned_ms))" "$who: gaps in ms"
+  check "$(figure jumps "$line") <= $most_jumps" "$who: jumps of the delay"
+  check "$(figure gap_ms "$line") <= $most_gap_ms" "$who: gaps in ms"
   check "$(figure level_db "$line") <= $most_level_db && $(figure level_db "$line") >= -$most_level_db" \
     "$who: level in dB"
   if [ "$(figure trace "$line")" != nan ]; then
