@@ -1,6 +1,7 @@
 // Shows the patient clock of patient_clock_main.cpp to a program that is started with this library
-// in LD_PRELOAD: its time, and every wait that ends at a time. Only the functions that the
-// programs, the sound server, Wine and the shell call are here.
+// in LD_PRELOAD: its time, and the waits of the voice room's programs, the sound server, Wine's
+// server and the shell. Kernel timers and bare system calls go by the real clock: those of
+// `timeout`, or of a Windows program's condition variables.
 
 #include "system/patient_clock.h"
 
@@ -16,10 +17,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <optional>
@@ -42,6 +45,10 @@ std::int64_t to_ns(const timespec& time) {
     return std::min(time.tv_sec, k_most_seconds) * k_ns_per_s + time.tv_nsec;
 }
 
+bool is_valid(const timespec& time) {
+    return time.tv_sec >= 0 && time.tv_nsec >= 0 && time.tv_nsec < k_ns_per_s;
+}
+
 std::int64_t to_ns(const timeval& time) {
     return std::min(time.tv_sec, k_most_seconds) * k_ns_per_s + time.tv_usec * 1000;
 }
@@ -54,26 +61,45 @@ timeval to_timeval(std::int64_t ns) {
     return {ns / k_ns_per_s, ns % k_ns_per_s / 1000};
 }
 
-/// Null where there is none: then time is the system's.
+int read_real(clockid_t clock, timespec* time) {
+    static const auto read = real<decltype(clock_gettime)>("clock_gettime");
+    return read(clock, time);
+}
+
+/// Null where there is none, or no longer: then time is the system's.
 const PatientClock* open_clock() {
     const char* path = std::getenv(k_patient_clock_variable);
-    const int file = path != nullptr ? open(path, O_RDONLY | O_CLOEXEC) : -1;
-    if (file < 0) {
+    if (path == nullptr) {
         return nullptr;
     }
-    void* page = mmap(nullptr, sizeof(PatientClock), PROT_READ, MAP_SHARED, file, 0);
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    if (file < 0 && errno == ENOENT) {
+        return nullptr;
+    }
+    void* page =
+        file < 0 ? MAP_FAILED : mmap(nullptr, sizeof(PatientClock), PROT_READ, MAP_SHARED, file, 0);
+    if (page == MAP_FAILED) {
+        // Beside others that go by it, the system's clock would only confuse.
+        std::perror("the patient clock cannot be read");
+        std::abort();
+    }
     close(file);
-    return page != MAP_FAILED ? static_cast<const PatientClock*>(page) : nullptr;
+    return static_cast<const PatientClock*>(page);
 }
+
+std::atomic<bool> g_died{false};
 
 /// Mapped at the first use, which may come before this library's own initialisation.
 const PatientClock* patient_clock() {
-    static const PatientClock* clock = open_clock();
-    return clock;
+    static const PatientClock* const clock = open_clock();
+    return g_died.load(std::memory_order_relaxed) ? nullptr : clock;
 }
 
-std::int64_t now_ns() {
-    return patient_clock()->now_ns.load(std::memory_order_acquire);
+/// At the latest now, so that no signal handler is the first.
+[[maybe_unused]] const PatientClock* const g_mapped = patient_clock();
+
+std::int64_t now_ns(const PatientClock& clock) {
+    return clock.now_ns.load(std::memory_order_acquire);
 }
 
 bool is_time_of_day(clockid_t clock) {
@@ -84,27 +110,39 @@ bool counts_processor_time(clockid_t clock) {
     return clock < 0 || clock == CLOCK_PROCESS_CPUTIME_ID || clock == CLOCK_THREAD_CPUTIME_ID;
 }
 
-std::int64_t time_of_day_ns() {
-    return now_ns() + patient_clock()->day_offset_ns;
+std::int64_t time_of_day_ns(const PatientClock& clock) {
+    return now_ns(clock) + clock.day_offset_ns;
 }
 
-/// Nobody is kept waiting by a clock that will never move again.
-bool clock_has_died() {
-    return kill(patient_clock()->owner, 0) != 0;
+/// Whether it will never move again: then nobody is kept waiting by it, and from now on time is the
+/// system's.
+bool has_died(const PatientClock& clock) {
+    const int error = errno;
+    if (kill(clock.owner, 0) != 0 && errno == ESRCH) {
+        g_died.store(true, std::memory_order_relaxed);
+    }
+    errno = error;
+    return g_died.load(std::memory_order_relaxed);
 }
 
 /// The longest that is waited at once: a clock that has died is noticed after that.
 constexpr std::int64_t k_longest_part_ns = k_ns_per_s;
 
-/// Calls wait(real nanoseconds) until it returns something else than `timed_out` or the clock has
-/// reached `end_ns`: it may stand still meanwhile.
+/// How long to wait, by the real clock, until this one may have reached `end_ns`; 0 when it has.
+std::int64_t real_part_ns(const PatientClock& clock, std::int64_t end_ns) {
+    const std::int64_t left = end_ns - now_ns(clock);
+    return left <= 0 ? 0 : std::clamp(left, clock.step_ns, k_longest_part_ns) * clock.slowness;
+}
+
+/// Calls wait(real nanoseconds) until it returns something else than 0 or the clock, which may
+/// stand still meanwhile, has reached `end_ns`.
 template <typename Wait>
-int wait_until(std::int64_t end_ns, int timed_out, Wait wait) {
+int wait_until(const PatientClock& clock, std::int64_t end_ns, Wait wait) {
     for (;;) {
-        const std::int64_t left = std::clamp<std::int64_t>(end_ns - now_ns(), 0, k_longest_part_ns);
-        const std::int64_t before = now_ns();
-        const int status = wait(left * patient_clock()->slowness);
-        if (status != timed_out || now_ns() >= end_ns || (now_ns() == before && clock_has_died())) {
+        const std::int64_t before = now_ns(clock);
+        const int status = wait(real_part_ns(clock, end_ns));
+        const std::int64_t now = now_ns(clock);
+        if (status != 0 || now >= end_ns || (now == before && has_died(clock))) {
             return status;
         }
     }
@@ -115,10 +153,10 @@ int wait_until(std::int64_t end_ns, int timed_out, Wait wait) {
 extern "C" {
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
-    static const auto read = real<decltype(clock_gettime)>("clock_gettime");
-    const int status = read(clock, time);
-    if (status == 0 && patient_clock() != nullptr && !counts_processor_time(clock)) {
-        *time = to_timespec(is_time_of_day(clock) ? time_of_day_ns() : now_ns());
+    const int status = read_real(clock, time);
+    const PatientClock* patient = patient_clock();
+    if (status == 0 && patient != nullptr && !counts_processor_time(clock)) {
+        *time = to_timespec(is_time_of_day(clock) ? time_of_day_ns(*patient) : now_ns(*patient));
     }
     return status;
 }
@@ -126,8 +164,9 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
 int gettimeofday(timeval* time, void* zone) noexcept {
     static const auto read = real<decltype(gettimeofday)>("gettimeofday");
     const int status = read(time, zone);
-    if (status == 0 && patient_clock() != nullptr) {
-        *time = to_timeval(time_of_day_ns());
+    const PatientClock* patient = patient_clock();
+    if (status == 0 && patient != nullptr) {
+        *time = to_timeval(time_of_day_ns(*patient));
     }
     return status;
 }
@@ -143,18 +182,17 @@ time_t time(time_t* time) noexcept {
 
 int nanosleep(const timespec* length, timespec* left) {
     static const auto sleep_ns = real<decltype(nanosleep)>("nanosleep");
-    // The kernel's to refuse.
-    if (patient_clock() == nullptr || length->tv_sec < 0 || length->tv_nsec < 0 ||
-        length->tv_nsec >= k_ns_per_s) {
+    const PatientClock* clock = patient_clock();
+    if (clock == nullptr || !is_valid(*length)) {
         return sleep_ns(length, left);
     }
-    const std::int64_t end = now_ns() + to_ns(*length);
-    const int status = wait_until(end, 0, [](std::int64_t real_ns) {
+    const std::int64_t end = now_ns(*clock) + to_ns(*length);
+    const int status = wait_until(*clock, end, [](std::int64_t real_ns) {
         const timespec part = to_timespec(real_ns);
         return sleep_ns(&part, nullptr);
     });
     if (status != 0 && left != nullptr) {
-        *left = to_timespec(std::max<std::int64_t>(end - now_ns(), 0));
+        *left = to_timespec(std::max<std::int64_t>(end - now_ns(*clock), 0));
     }
     return status;
 }
@@ -166,10 +204,11 @@ int usleep(useconds_t us) {
 
 int ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout, const sigset_t* signals) {
     static const auto wait = real<decltype(ppoll)>("ppoll");
-    if (patient_clock() == nullptr || timeout == nullptr) {
+    const PatientClock* clock = patient_clock();
+    if (clock == nullptr || timeout == nullptr || !is_valid(*timeout)) {
         return wait(descriptors, count, timeout, signals);
     }
-    return wait_until(now_ns() + to_ns(*timeout), 0, [&](std::int64_t real_ns) {
+    return wait_until(*clock, now_ns(*clock) + to_ns(*timeout), [&](std::int64_t real_ns) {
         const timespec part = to_timespec(real_ns);
         return wait(descriptors, count, &part, signals);
     });
@@ -182,10 +221,11 @@ int poll(pollfd* descriptors, nfds_t count, int timeout_ms) {
 
 int epoll_wait(int epoll, epoll_event* events, int most, int timeout_ms) {
     static const auto wait = real<decltype(epoll_wait)>("epoll_wait");
-    if (patient_clock() == nullptr || timeout_ms < 0) {
+    const PatientClock* clock = patient_clock();
+    if (clock == nullptr || timeout_ms < 0) {
         return wait(epoll, events, most, timeout_ms);
     }
-    return wait_until(now_ns() + timeout_ms * k_ns_per_ms, 0, [&](std::int64_t real_ns) {
+    return wait_until(*clock, now_ns(*clock) + timeout_ms * k_ns_per_ms, [&](std::int64_t real_ns) {
         const std::int64_t ms = (real_ns + k_ns_per_ms - 1) / k_ns_per_ms;
         return wait(epoll, events, most, static_cast<int>(std::min<std::int64_t>(ms, INT_MAX)));
     });
@@ -193,7 +233,8 @@ int epoll_wait(int epoll, epoll_event* events, int most, int timeout_ms) {
 
 int select(int count, fd_set* to_read, fd_set* to_write, fd_set* special, timeval* timeout) {
     static const auto wait = real<decltype(select)>("select");
-    if (patient_clock() == nullptr || timeout == nullptr) {
+    const PatientClock* clock = patient_clock();
+    if (clock == nullptr || timeout == nullptr || timeout->tv_sec < 0 || timeout->tv_usec < 0) {
         return wait(count, to_read, to_write, special, timeout);
     }
     // Each call overwrites the sets with what is ready.
@@ -204,8 +245,8 @@ int select(int count, fd_set* to_read, fd_set* to_write, fd_set* special, timeva
             asked[i] = *sets[i];
         }
     }
-    const std::int64_t end = now_ns() + to_ns(*timeout);
-    const int status = wait_until(end, 0, [&](std::int64_t real_ns) {
+    const std::int64_t end = now_ns(*clock) + to_ns(*timeout);
+    const int status = wait_until(*clock, end, [&](std::int64_t real_ns) {
         for (std::size_t i = 0; i < std::size(sets); i++) {
             if (sets[i] != nullptr) {
                 *sets[i] = *asked[i];
@@ -214,25 +255,27 @@ int select(int count, fd_set* to_read, fd_set* to_write, fd_set* special, timeva
         timeval part = to_timeval(real_ns);
         return wait(count, to_read, to_write, special, &part);
     });
-    *timeout = to_timeval(std::max<std::int64_t>(end - now_ns(), 0));
+    *timeout = to_timeval(std::max<std::int64_t>(end - now_ns(*clock), 0));
     return status;
 }
 
-int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
+int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t kind,
                            const timespec* until) {
     static const auto wait = real<decltype(pthread_cond_clockwait)>("pthread_cond_clockwait");
-    static const auto read = real<decltype(clock_gettime)>("clock_gettime");
-    if (patient_clock() == nullptr) {
-        return wait(condition, mutex, clock, until);
+    const PatientClock* clock = patient_clock();
+    if (clock == nullptr || !is_valid(*until)) {
+        return wait(condition, mutex, kind, until);
     }
-    const std::int64_t end =
-        to_ns(*until) - (is_time_of_day(clock) ? patient_clock()->day_offset_ns : 0);
-    return wait_until(end, ETIMEDOUT, [&](std::int64_t real_ns) {
-        timespec now{};
-        read(CLOCK_MONOTONIC, &now);
-        const timespec real_until = to_timespec(to_ns(now) + real_ns);
-        return wait(condition, mutex, CLOCK_MONOTONIC, &real_until);
-    });
+    const std::int64_t end = to_ns(*until) - (is_time_of_day(kind) ? clock->day_offset_ns : 0);
+    timespec now{};
+    read_real(CLOCK_MONOTONIC, &now);
+    const timespec real_until = to_timespec(to_ns(now) + real_part_ns(*clock, end));
+    const std::int64_t before = now_ns(*clock);
+    const int status = wait(condition, mutex, CLOCK_MONOTONIC, &real_until);
+    // Waiting on without a look at what is waited for could miss it, so before its time this is a
+    // wake-up for no reason, which callers expect.
+    const bool too_early = status == ETIMEDOUT && now_ns(*clock) < end;
+    return too_early && !(now_ns(*clock) == before && has_died(*clock)) ? 0 : status;
 }
 
 } // extern "C"

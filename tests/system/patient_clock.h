@@ -10,6 +10,7 @@ struct PatientClock {
     std::atomic<std::int64_t> now_ns; ///< what CLOCK_MONOTONIC and its kind tell
     std::int64_t day_offset_ns;       ///< from there to CLOCK_REALTIME
     std::int64_t slowness;            ///< at least so many real nanoseconds make one of the clock's
+    std::int64_t step_ns;             ///< what it advances by at once
     int owner;                        ///< the process that moves it on
 };
 

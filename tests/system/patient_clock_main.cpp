@@ -1,18 +1,22 @@
 // velmo-patient-clock: runs a command, and whatever the command starts, by a clock that stands
 // still while the machine does. The host of a virtual machine takes its processors away now and
-// then, for a second of every two at times; what should happen every 10 ms then happens late by any
-// clock that goes on. This one advances only as often as every processor has run a thread of this
-// program, and so makes a busy host cost time instead of sound. Called by scripts/voice-room.
+// then, for nine tenths of a minute at times; what should happen every 10 ms then happens late by
+// any clock that goes on. This one advances only as often as every processor has run a thread of
+// this program, and so makes a busy host cost time instead of sound. Its threads have no
+// precedence: what such times leave of a processor is for the programs first.
+// Called by scripts/voice-room.
 
 #include "system/patient_clock.h"
 
 #include <sched.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <barrier>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -20,7 +24,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <new>
 #include <string>
 #include <thread>
@@ -30,16 +33,10 @@ namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
+using std::chrono::steady_clock;
 
 /// What the clock advances by at once.
 constexpr nanoseconds k_step = 500us;
-
-/// A thread that is bound to one processor and counts how often it ran there.
-struct Ticker {
-    std::atomic<long> turns{0};
-    long seen = 0; ///< by the thread that advances the clock
-    std::thread thread;
-};
 
 std::vector<int> processors() {
     cpu_set_t set;
@@ -54,31 +51,36 @@ std::vector<int> processors() {
     return found;
 }
 
-void tick(Ticker& ticker, int cpu, nanoseconds pause, const std::atomic<bool>& ended) {
+/// Binds the calling thread to one processor.
+void settle_on(int cpu) {
     cpu_set_t own;
     CPU_ZERO(&own);
     CPU_SET(cpu, &own);
     sched_setaffinity(0, sizeof own, &own);
-    while (!ended.load(std::memory_order_relaxed)) {
-        std::this_thread::sleep_for(pause);
-        ticker.turns.fetch_add(1, std::memory_order_relaxed);
-    }
 }
 
-/// Moves the clock on whenever all processors have run since the last time.
-void advance(PatientClock& clock, std::vector<Ticker>& tickers, nanoseconds pause,
-             const std::atomic<bool>& ended) {
-    while (!ended.load(std::memory_order_relaxed)) {
-        std::this_thread::sleep_for(pause);
-        const bool all_ran = std::all_of(tickers.begin(), tickers.end(), [](const Ticker& ticker) {
-            return ticker.turns.load(std::memory_order_relaxed) != ticker.seen;
-        });
-        if (all_ran) {
-            for (Ticker& ticker : tickers) {
-                ticker.seen = ticker.turns.load(std::memory_order_relaxed);
+/// Moves the clock on, by a step whenever each of the processors has run its thread, until `ended`.
+void run_clock(PatientClock& clock, const std::vector<int>& cpus, const std::atomic<bool>& ended) {
+    const nanoseconds pause(clock.step_ns * clock.slowness);
+    steady_clock::time_point next = steady_clock::now() + pause;
+    bool over = false;
+    // Both are the barrier's: written while all threads wait for it.
+    const auto advance = [&]() noexcept {
+        clock.now_ns.fetch_add(clock.step_ns, std::memory_order_release);
+        // Time that was lost is not made up for.
+        next = std::max(next + pause, steady_clock::now());
+        over = ended.load(std::memory_order_relaxed);
+    };
+    std::barrier all_ran(static_cast<std::ptrdiff_t>(cpus.size()), advance);
+    std::vector<std::jthread> threads;
+    for (const int cpu : cpus) {
+        threads.emplace_back([&, cpu] {
+            settle_on(cpu);
+            while (!over) {
+                std::this_thread::sleep_until(next);
+                all_ran.arrive_and_wait();
             }
-            clock.now_ns.fetch_add(k_step.count(), std::memory_order_release);
-        }
+        });
     }
 }
 
@@ -94,9 +96,10 @@ PatientClock* make_clock(long slowness, std::string& path) {
         return nullptr;
     }
     path = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(file);
-    const nanoseconds start = std::chrono::steady_clock::now().time_since_epoch();
+    const nanoseconds start = steady_clock::now().time_since_epoch();
     const nanoseconds day = std::chrono::system_clock::now().time_since_epoch();
-    return new (page) PatientClock{start.count(), (day - start).count(), slowness, getpid()};
+    return new (page)
+        PatientClock{start.count(), (day - start).count(), slowness, k_step.count(), getpid()};
 }
 
 std::string library_path() {
@@ -108,29 +111,52 @@ std::string library_path() {
 volatile std::sig_atomic_t g_child = 0;
 
 void pass_on(int signal) {
-    if (g_child > 0) {
-        kill(g_child, signal);
+    kill(g_child, signal);
+}
+
+int fail(const std::string& what) {
+    std::fprintf(stderr, "velmo-patient-clock: %s: %s\n", what.c_str(), std::strerror(errno));
+    return 127;
+}
+
+/// Becomes the command, which ends when this program's parent does.
+[[noreturn]] void become(char** command, const std::string& clock, const std::string& library,
+                         pid_t parent) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) {
+        _exit(127);
     }
+    const char* others = std::getenv("LD_PRELOAD");
+    const std::string preload = others != nullptr ? library + ":" + others : library;
+    setenv(k_patient_clock_variable, clock.c_str(), 1);
+    setenv("LD_PRELOAD", preload.c_str(), 1);
+    execvp(command[0], command);
+    _exit(fail(command[0]));
 }
 
 /// Runs until the command has ended; its exit status, 128 and more for a signal.
 int wait_for_child() {
     int status = 0;
-    while (waitpid(g_child, &status, 0) < 0 && errno == EINTR) {
+    while (waitpid(g_child, &status, 0) < 0) {
+        if (errno != EINTR) {
+            return fail("the command's end");
+        }
     }
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-int fail(const char* what) {
-    std::fprintf(stderr, "velmo-patient-clock: %s: %s\n", what, std::strerror(errno));
-    return 127;
+/// 0 for what is no slowness.
+long parse_slowness(const char* text) {
+    char* end = nullptr;
+    const long number = std::strtol(text, &end, 10);
+    return *end == '\0' && number >= 1 && number <= 1000 ? number : 0;
 }
 
 } // namespace
 
 int main(int count, char** arguments) {
-    const long slowness = count > 2 ? std::strtol(arguments[1], nullptr, 10) : 0;
-    if (slowness < 1 || slowness > 1000) {
+    const long slowness = count > 2 ? parse_slowness(arguments[1]) : 0;
+    if (slowness == 0) {
         std::fputs("Usage: velmo-patient-clock SLOWNESS COMMAND [ARGUMENT...]\n\n"
                    "Runs COMMAND by a clock that advances 1 s in SLOWNESS seconds (1 to 1000), and "
                    "not at all while\n"
@@ -138,43 +164,48 @@ int main(int count, char** arguments) {
                    stderr);
         return 2;
     }
-    std::string path;
-    PatientClock* clock = make_clock(slowness, path);
-    if (clock == nullptr) {
-        return fail("no memory to share");
-    }
     const std::string library = library_path();
+    if (library.find_first_of(" :") != std::string::npos) {
+        errno = EINVAL;
+        return fail("a path with a space or a colon cannot be preloaded: " + library);
+    }
+    if (access(library.c_str(), R_OK) != 0) {
+        return fail(library);
+    }
     const std::vector<int> cpus = processors();
+    std::string path;
+    PatientClock* clock = cpus.empty() ? nullptr : make_clock(slowness, path);
+    if (clock == nullptr) {
+        return fail("no clock");
+    }
 
-    // A terminal's interrupt reaches the command by itself, and the clock must go on for it.
-    std::signal(SIGINT, SIG_IGN);
+    // A signal waits until there is a child to pass it on to.
+    sigset_t signals;
+    sigset_t before;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGHUP);
+    sigprocmask(SIG_BLOCK, &signals, &before);
+    std::signal(SIGCHLD, SIG_DFL);
+    const pid_t own = getpid();
     g_child = fork();
     if (g_child < 0) {
         return fail("fork");
     }
     if (g_child == 0) {
-        std::signal(SIGINT, SIG_DFL);
-        setenv(k_patient_clock_variable, path.c_str(), 1);
-        setenv("LD_PRELOAD", library.c_str(), 1);
-        execvp(arguments[2], arguments + 2);
-        _exit(fail(arguments[2]));
+        sigprocmask(SIG_SETMASK, &before, nullptr);
+        become(arguments + 2, path, library, own);
     }
+    // A terminal's signals reach the command by themselves, and the clock must go on for it.
+    std::signal(SIGINT, SIG_IGN);
+    std::signal(SIGQUIT, SIG_IGN);
     std::signal(SIGTERM, pass_on);
     std::signal(SIGHUP, pass_on);
-
-    const nanoseconds pause = k_step * slowness;
     std::atomic<bool> ended{false};
-    std::vector<Ticker> tickers(cpus.size());
-    for (std::size_t i = 0; i < cpus.size(); i++) {
-        tickers[i].thread =
-            std::thread(tick, std::ref(tickers[i]), cpus[i], pause, std::cref(ended));
-    }
-    std::thread advancing(advance, std::ref(*clock), std::ref(tickers), pause, std::cref(ended));
+    std::thread ticking([&] { run_clock(*clock, cpus, ended); }); // without the signals
+    sigprocmask(SIG_SETMASK, &before, nullptr);
     const int status = wait_for_child();
     ended.store(true, std::memory_order_relaxed);
-    advancing.join();
-    for (Ticker& ticker : tickers) {
-        ticker.thread.join();
-    }
+    ticking.join();
     return status;
 }

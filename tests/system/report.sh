@@ -6,6 +6,7 @@ print_table() {
   local index
   cat <<'TEXT'
 corr.   how like what was heard is to what was said (1: the same), on the whole, and 95% of it at least
+gaps    silence where somebody spoke: how often, and how long together
 level   how much louder it is, dB; own: how much of itself somebody hears; jumps: how often the delay changed
 delay   from one microphone to the other's loudspeaker, ms, and its parts; the ring's part, up to 250 ms, is
         decided by the moment of joining, and "fixed" is the delay without it

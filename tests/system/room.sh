@@ -5,7 +5,8 @@
 # By the participants' numbers; spoken_by tells who speaks a voice that is not his own.
 declare -A peer_pid=() peer_fd=() peer_kind=() peer_card=() spoken_by=()
 children=()
-stolen_ms=0 # during this case's measurements
+used_before=() # of the processors, by the participants' numbers, in ms
+stolen_ms=0    # during this case's measurements
 
 note() { printf '%s\n' "$*" >>"$case_dir/notes"; }
 
@@ -22,7 +23,7 @@ give_up() {
 
 # check CONDITION TEXT: an awk condition on numbers; the text is what is said when it does not hold.
 check() {
-  awk "BEGIN { exit !($1) }" || printf '%s: should be %s\n' "$2" "$1" >>"$case_dir/failures"
+  awk "BEGIN { exit !($1) }" || printf '%s: %s does not hold\n' "$2" "$1" >>"$case_dir/failures"
 }
 
 # sum EXPRESSION: what awk makes of it.
@@ -62,7 +63,8 @@ end_hard() {
 gone() { ! kill -0 "$1" 2>/dev/null || grep -q '^State:.Z' "/proc/$1/status" 2>/dev/null; }
 
 end_all() {
-  trap - EXIT TERM INT
+  trap - EXIT
+  trap '' INT TERM
   [ ${#children[@]} -eq 0 ] || kill -TERM "${children[@]}" 2>/dev/null
   end "${children[@]}"
 }
@@ -227,7 +229,10 @@ record_options() {
 
 # start_probe NAME SECONDS: with $options.
 start_probe() {
+  local number
   measured=$2
+  used_before=()
+  for number in "${!peer_pid[@]}"; do used_before[number]=$(processor_ms "${peer_pid[$number]}"); done
   waited_before=$(waited_for_processors)
   stolen_before=$(stolen_from_machine)
   probe_log=$case_dir/$1-probe.log
@@ -238,11 +243,17 @@ start_probe() {
 }
 
 await_measurement() {
-  local stall share status
+  local stall share status number used
   wait "$probe_pid"
   status=$?
   stall=$(sed -n 's/^longest_stall_ms=//p' "$probe_log")
   stall=${stall:-0}
+  for number in "${!used_before[@]}"; do
+    gone "${peer_pid[$number]}" && continue
+    used=$((($(processor_ms "${peer_pid[$number]}") - used_before[number]) / measured))
+    check "$used <= $most_processor_ms" "peer $number: processor time in ms a second"
+    note "peer $number: $used ms of a processor a second"
+  done
   # The kernel's figures are of the real clock, and a patient one has waited for what they tell.
   if [ "$patient" = yes ]; then
     share=0
@@ -260,6 +271,11 @@ await_measurement() {
   fi
   [ "$status" -eq 0 ] ||
     give_up "the probe failed: $(grep -hE ' failed$|^velmo-sound-probe:' "$case_dir"/*-probe.log | head -n 2)"
+}
+
+# processor_ms PID: what a program has used of the processors, by itself or the system for it.
+processor_ms() {
+  awk '{ sub(/.*\) /, ""); print ($12 + $13) * 10 }' "/proc/$1/stat"
 }
 
 # Milliseconds since the machine's start that its host gave to others while a program here wanted to run, of all

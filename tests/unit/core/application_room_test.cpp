@@ -112,6 +112,7 @@ TEST_F(ApplicationRoom, TheWindowMayBeClosedWhileTalking) {
         << "the farewell comes with the network's end, for whoever still shows anything";
     EXPECT_TRUE(loop_until([] { return g_server->count(VoicePacketType::disconnect) == 1; }))
         << "and the server hears of it";
+    server.catch_up();
     EXPECT_EQ(server.received().back().type, VoicePacketType::disconnect) << "as the last word";
 }
 

@@ -67,13 +67,16 @@ void ScriptedServer::forget_received() {
     m_received.clear();
 }
 
-// An empty datagram, which no client sends, is put behind everything that is queued.
+// A datagram of one byte, which no client sends, is put behind everything that is queued; again and
+// again, for where too much is queued it is lost.
 void ScriptedServer::catch_up() {
-    const unsigned before = m_marks;
-    udp_send(*m_other_socket, {k_udp_loopback, m_port}, {});
-    for (int waited_ms = 0; m_marks == before; ++waited_ms) {
-        if (waited_ms > 20'000) {
+    const std::uint8_t mark = ++m_latest_mark;
+    for (int waited_ms = 0; m_seen_mark != mark; ++waited_ms) {
+        if (waited_ms > 60'000) {
             std::abort();
+        }
+        if (waited_ms % 100 == 0) {
+            udp_send(*m_other_socket, {k_udp_loopback, m_port}, {&mark, 1});
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -89,8 +92,8 @@ void ScriptedServer::run() {
         const auto length = udp_receive(*m_socket, buffer, &from);
         std::uint8_t code = 0;
         Received packet{};
-        if (length && *length == 0) {
-            ++m_marks;
+        if (length && *length == 1) {
+            m_seen_mark = buffer[0];
         }
         if (!length || !ParseUdpHeader(buffer.data(), static_cast<int>(*length), &code,
                                        &packet.session, &packet.sequence)) {

@@ -57,7 +57,8 @@ class ScriptedServer {
     mutable std::mutex m_mutex;
     UdpAddress m_client;
     std::vector<Received> m_received;
-    std::atomic<unsigned> m_marks{0}; ///< empty datagrams received
+    std::uint8_t m_latest_mark = 0; ///< sent by catch_up
+    std::atomic<std::uint8_t> m_seen_mark{0};
     std::atomic<bool> m_stop{false};
     std::thread m_thread;
 };

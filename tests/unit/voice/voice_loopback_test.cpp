@@ -103,7 +103,7 @@ TEST_F(VoiceLoopback, JoinsTalksAndHearsItselfBack) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     ASSERT_TRUE(eventually([this] { return server.count(VoicePacketType::audio) == 20; }));
-    // Under a loaded machine a late packet may be dropped; most must come.
+    // On a busy machine packets come late, and the jitter buffer drops what is too late.
     ASSERT_TRUE(eventually([] { return g_audio_calls >= 1; }));
 
     server.send(VoicePacketType::speaking, "{\"peerId\":\"p\",\"speaking\":true}");
@@ -115,7 +115,8 @@ TEST_F(VoiceLoopback, JoinsTalksAndHearsItselfBack) {
     Network_Disconnect();
     EXPECT_EQ(g_disconnected_calls, 1);
     EXPECT_EQ(g_audio_bytes, static_cast<std::uint64_t>(g_audio_calls) * 1920 * 3);
-    ASSERT_TRUE(eventually([this] { return server.count(VoicePacketType::disconnect) == 1; }));
+    server.catch_up();
+    EXPECT_EQ(server.count(VoicePacketType::disconnect), 1U);
     const auto received = server.received();
     for (std::size_t i = 0; i < received.size(); ++i) {
         EXPECT_EQ(received[i].sequence, i);
@@ -222,8 +223,9 @@ TEST_F(VoiceLoopback, DisconnectRacesSendersAndTheServersEnd) {
         EXPECT_FALSE(Network_SendSpeakingState(true));
         capture.join();
         meter.join();
-        ASSERT_TRUE(eventually([this] { return server.count(VoicePacketType::disconnect) == 1; }));
+        server.catch_up();
         const auto received = server.received();
+        ASSERT_FALSE(received.empty());
         EXPECT_EQ(received.back().type, VoicePacketType::disconnect) << "nothing follows it";
         for (std::size_t i = 0; i < received.size(); ++i) {
             ASSERT_EQ(received[i].sequence, i);
@@ -243,6 +245,7 @@ TEST_F(VoiceLoopback, CallbacksThatDisconnectRaceTheMainThread) {
         ASSERT_TRUE(eventually([before] { return g_disconnected_calls == before + 1; }))
             << "exactly one of the two ends the connection";
     }
+    EXPECT_EQ(g_disconnected_calls, 40);
 }
 
 TEST_F(VoiceLoopback, SurvivesRandomDatagrams) {
@@ -271,6 +274,7 @@ TEST_F(VoiceLoopback, SurvivesRandomDatagrams) {
         return g_end_calls > 0;
     }));
     EXPECT_TRUE(Network_IsConnected());
+    EXPECT_NE(whole_log().find("Unknown message type: 15"), std::string::npos) << "they arrived";
 }
 
 } // namespace
