@@ -4,7 +4,6 @@
 
 # By the participants' numbers; spoken_by tells who speaks a voice that is not his own.
 declare -A peer_pid=() peer_fd=() peer_kind=() peer_card=() spoken_by=()
-children=()
 used_before=() # of the processors, by the participants' numbers, in ms
 stolen_ms=0    # during this case's measurements
 
@@ -62,9 +61,21 @@ end_hard() {
 
 gone() { ! kill -0 "$1" 2>/dev/null || grep -q '^State:.Z' "/proc/$1/status" 2>/dev/null; }
 
+# clean_up_by FUNCTION: at the end, also by a signal. The terminal's and the parent's come together, and the second does
+# not end the cleaning.
+clean_up_by() {
+  # shellcheck disable=SC2064 # the function's name is known now
+  trap "$1" EXIT
+  trap 'trap "" INT TERM; exit 130' INT
+  trap 'trap "" INT TERM; exit 143' TERM
+}
+
 end_all() {
-  trap - EXIT
   trap '' INT TERM
+  trap - EXIT
+  # What has just been started is in no variable yet.
+  local children
+  mapfile -t children < <(jobs -p)
   [ ${#children[@]} -eq 0 ] || kill -TERM "${children[@]}" 2>/dev/null
   end "${children[@]}"
 }
@@ -80,7 +91,6 @@ start_service() {
   rm -f "$case_dir/service.log" # of a service that has ended
   run_first "$service_program" --voice-port "${1:-0}" >"$case_dir/service.log" 2>&1 </dev/null &
   service_pid=$!
-  children+=("$service_pid")
   until_true 10 grep -qs '^voice: listening on' "$case_dir/service.log" ||
     give_up "the service did not start: $(tail -n 2 "$case_dir/service.log")"
   port=$(sed -n 's/^voice: listening on .*:\([0-9]*\)$/\1/p' "$case_dir/service.log")
@@ -90,7 +100,6 @@ start_service() {
 start_relay() {
   run_first "$relay_program" --to "127.0.0.1:$port" "$@" >"$case_dir/relay.log" 2>&1 </dev/null &
   relay_pid=$!
-  children+=("$relay_pid")
   until_true 10 grep -qs '^lossy relay: ' "$case_dir/relay.log" ||
     give_up "the relay did not start: $(tail -n 2 "$case_dir/relay.log")"
   port=$(sed -n 's/^lossy relay: 127.0.0.1:\([0-9]*\) to .*/\1/p' "$case_dir/relay.log")
@@ -114,7 +123,6 @@ start_peer() {
       >>"$case_dir/peer-$number.log" 2>&1 <"$case_dir/commands-$number"
   ) &
   peer_pid[$number]=$!
-  children+=("${peer_pid[$number]}")
   exec {fd}>"$case_dir/commands-$number"
   peer_fd[$number]=$fd
 }
@@ -238,7 +246,6 @@ start_probe() {
   probe_log=$case_dir/$1-probe.log
   (cd "$case_dir" && run_first "$probe_program" run --seconds "$2" "${options[@]}") >"$probe_log" 2>&1 </dev/null &
   probe_pid=$!
-  children+=("$probe_pid")
   until_true 15 grep -qs '^started' "$probe_log" || give_up "the probe did not start: $(tail -n 2 "$probe_log")"
 }
 

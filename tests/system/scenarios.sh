@@ -340,7 +340,6 @@ watch_memory() {
       sleep 1
     done >"$case_dir/memory"
   ) &
-  children+=("$!")
 }
 
 # judge_memory SETTLED NAME...: after so many seconds nothing may grow any more. Over the sound server's pool the
