@@ -1,6 +1,7 @@
 // The processing chain as its callers see it: lifecycle, configuration, presets, log, and what it
 // does to a voice.
 #include "audio/audio_processing.h"
+#include "support/allocation_counter.h"
 #include "unit/audio/processing_signals.h"
 
 #include <gtest/gtest.h>
@@ -340,6 +341,20 @@ TEST_F(AudioProcessing, TheSampleBehindTheLastWholeFrameSkipsTheFilters) {
         std::vector<float> overload(count, 5.0F);
         AudioProcessing_Process(overload.data(), static_cast<std::int32_t>(count));
         EXPECT_EQ(overload.back(), std::pow(10.0F, -3.0F / 20.0F)) << "limited all the same";
+    }
+}
+
+TEST_F(AudioProcessing, AllocatesNothingAlsoWhenItAdoptsAChange) {
+    std::vector<float> block(960, 0.1F);
+    for (const bool changed : {false, true}) {
+        AudioProcessingConfig config = current_config();
+        config.highpassFreq = changed ? 200.0F : config.highpassFreq;
+        AudioProcessing_SetConfig(&config);
+        const AllocationCounter allocations;
+        for (int i = 0; i < 50; ++i) {
+            AudioProcessing_Process(block.data(), 960);
+        }
+        EXPECT_EQ(allocations.count(), 0) << changed;
     }
 }
 

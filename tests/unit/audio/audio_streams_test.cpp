@@ -1,5 +1,6 @@
 // What happens to samples: single passes of the capture and render threads, driven by hand, and the
 // ring between them.
+#include "support/allocation_counter.h"
 #include "unit/audio/audio_engine_fixture.h"
 
 #include <cmath>
@@ -361,6 +362,15 @@ TEST_F(AudioPlay, SamplesLandInTheRing) {
     }
     EXPECT_EQ(ring_at(4), 0.0F);
     EXPECT_EQ(audio_engine::g_loopbackWritePos, 4);
+}
+
+TEST_F(AudioPlay, AllocatesNothing) {
+    const Samples samples(960, 0.1F);
+    const AllocationCounter allocations;
+    for (int i = 0; i < 100; ++i) {
+        Audio_PlaySamples(samples.data(), 480);
+    }
+    EXPECT_EQ(allocations.count(), 0);
 }
 
 TEST_F(AudioPlay, OverlapIsAddedAndClamped) {

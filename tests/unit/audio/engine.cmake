@@ -2,7 +2,7 @@
 # their own, because a device that hangs costs its whole second.
 velmo_test(audio_engine_test
   SOURCES audio_engine_test.cpp audio_streams_test.cpp audio_devices_test.cpp
-  LINKS velmo_audio velmo_fake_audio velmo_platform_desktop)
+  LINKS velmo_audio velmo_fake_audio velmo_platform_desktop velmo_allocation_counter)
 # A program of its own: it needs the state that the engine has when a program starts.
 velmo_test(audio_engine_start_test
   SOURCES audio_engine_start_test.cpp

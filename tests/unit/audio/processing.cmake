@@ -6,7 +6,7 @@ velmo_test(audio_processing_test
     audio_processing_test.cpp audio_processing_reference_test.cpp biquad_filter_test.cpp
     filter_bank_test.cpp audio_dynamics_test.cpp audio_golden_test.cpp
     ${VELMO_PROCESSING_SUPPORT}
-  LINKS velmo_audio_processing velmo_platform_desktop TIMEOUT 300)
+  LINKS velmo_audio_processing velmo_platform_desktop velmo_allocation_counter TIMEOUT 300)
 # Prints the recording that the golden test is held to; built by name only.
 add_executable(record_chain EXCLUDE_FROM_ALL
   golden/record_chain.cpp ${VELMO_PROCESSING_SUPPORT})

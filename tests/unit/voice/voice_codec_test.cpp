@@ -1,6 +1,7 @@
 // The codec stage, to the bit.
 #include "voice/voice_codec.h"
 
+#include "support/allocation_counter.h"
 #include "voice_fixture.h"
 
 #include <cmath>
@@ -73,6 +74,15 @@ TEST_F(VoiceCodec, TenMillisecondsOfStereoAre1920Bytes) {
     EXPECT_EQ(OpusCodec_Encode(samples.data(), 480, output.data(), 65536), 1920);
     EXPECT_EQ(output[1919], 0x1F);
     EXPECT_EQ(output[1920], 0xEE);
+}
+
+TEST_F(VoiceCodec, NeitherDirectionAllocates) {
+    std::vector<float> frames(960, 0.25f);
+    Bytes packet(1920);
+    const AllocationCounter allocations;
+    EXPECT_EQ(OpusCodec_Encode(frames.data(), 480, packet.data(), 1920), 1920);
+    EXPECT_EQ(OpusCodec_Decode(packet.data(), 1920, frames.data(), 480), 480);
+    EXPECT_EQ(allocations.count(), 0);
 }
 
 TEST_F(VoiceCodec, EncodingStopsAtTheOutputsSize) {
