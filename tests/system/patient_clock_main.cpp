@@ -119,7 +119,7 @@ int fail(const std::string& what) {
     return 127;
 }
 
-/// Becomes the command, which ends when this program's parent does.
+/// Becomes the command, which is asked to end when this program, its parent, dies.
 [[noreturn]] void become(char** command, const std::string& clock, const std::string& library,
                          pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
