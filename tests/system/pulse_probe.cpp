@@ -11,7 +11,10 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <mutex>
+#include <pthread.h>
 #include <pulse/pulseaudio.h>
+#include <sched.h>
 #include <span>
 #include <stop_token>
 #include <thread>
@@ -31,8 +34,8 @@ constexpr auto k_reading_interval = std::chrono::milliseconds(50);
 constexpr auto k_settle_time = std::chrono::milliseconds(400);
 /// Recordings go on this long after the end: a monitor's last samples arrive late.
 constexpr auto k_tail_time = std::chrono::milliseconds(300);
-/// Real-time threads of sound programs sleep about this long.
-constexpr auto k_nap = std::chrono::milliseconds(5);
+/// Short beside the stalls that matter, of which what falls into a nap is not seen.
+constexpr auto k_nap = std::chrono::milliseconds(2);
 /// The readings between these shares count for the spread: a stalled reading now and then says
 /// nothing about the sound.
 constexpr double k_spread_low = 0.1;
@@ -309,30 +312,53 @@ bool watch_until(Probe& probe, Clock::time_point end, std::string& error) {
     return true;
 }
 
-/// Finds out how busy the machine is: naps like the threads of a sound program, and notes how late
-/// it was woken.
+/// Finds out how busy the machine is: on every processor something naps and notes how late it was
+/// woken. One alone would be woken on whichever processor is
+/// free, while a host has taken the other from the thread that was on it.
 class StallWatch {
   public:
-    StallWatch() : m_thread([this](const std::stop_token& stop) { watch(stop); }) {}
+    StallWatch() {
+        cpu_set_t processors;
+        CPU_ZERO(&processors);
+        sched_getaffinity(0, sizeof processors, &processors);
+        for (int processor = 0; processor < CPU_SETSIZE; ++processor) {
+            if (CPU_ISSET(processor, &processors)) {
+                m_threads.emplace_back([this, processor](const std::stop_token& stop) {
+                    note_stall(watch(stop, processor));
+                });
+            }
+        }
+    }
 
     double stop() {
-        m_thread.request_stop();
-        m_thread.join();
+        m_threads.clear();
         return m_longest_ms;
     }
 
   private:
-    void watch(const std::stop_token& stop) {
+    static double watch(const std::stop_token& stop, int processor) {
+        cpu_set_t only;
+        CPU_ZERO(&only);
+        CPU_SET(processor, &only);
+        pthread_setaffinity_np(pthread_self(), sizeof only, &only);
+        double longest_ms = 0.0;
         while (!stop.stop_requested()) {
             const Clock::time_point before = Clock::now();
             std::this_thread::sleep_for(k_nap);
             const std::chrono::duration<double, std::milli> late = Clock::now() - before - k_nap;
-            m_longest_ms = std::max(m_longest_ms, late.count());
+            longest_ms = std::max(longest_ms, late.count());
         }
+        return longest_ms;
     }
 
-    double m_longest_ms = 0.0; // the thread's, until it has ended
-    std::jthread m_thread;
+    void note_stall(double stall_ms) {
+        const std::lock_guard lock(m_mutex);
+        m_longest_ms = std::max(m_longest_ms, stall_ms);
+    }
+
+    std::mutex m_mutex;
+    double m_longest_ms = 0.0;
+    std::vector<std::jthread> m_threads;
 };
 
 /// Moves what was recorded onto the timeline that begins at `start` and lasts `frames`.

@@ -35,7 +35,7 @@ struct ProbePlan {
     bool loop = false; ///< plays begin again at their ends
 
     // Filled in by running:
-    double longest_stall_ms = 0.0; ///< the machine kept a program waiting for so long
+    double longest_stall_ms = 0.0; ///< a processor kept somebody waiting for so long
 };
 
 /// Runs the plan: records everything, then starts all plays together, and ends `seconds` after the

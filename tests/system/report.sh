@@ -36,7 +36,8 @@ TEXT
 
 # The one line of figures. Delays are those of the pairs and threes.
 print_summary() {
-  cat "$out"/case-*/rows 2>/dev/null | awk -F'|' -v cases="${#cases[@]}" -v failed="$failed" -v repeated="$repeated" '
+  cat "$out"/case-*/rows "$out"/patient/case-*/rows 2>/dev/null | awk -F'|' -v cases="${#cases[@]}" \
+    -v failed="$failed" -v repeated="$repeated" -v undecided="${#undecided[@]}" '
     $2 != "nan" && (worst == "" || $2 < worst) { worst = $2 }
     { gap_ms += $5; rows++ }
     NF >= 13 { delay[n++] = $9; fixed += $9 - $12 }
@@ -44,6 +45,7 @@ print_summary() {
       printf "voice-room: %d of %d cases, %d recordings, correlation %.4f at worst, gaps %d ms", cases - failed, cases, rows, worst, gap_ms
       if (n) { for (i in delay) sum += delay[i]; printf ", delay %.0f ms, fixed parts %.0f ms", sum / n, fixed / n }
       if (repeated) printf ", played again %d times", repeated
+      if (undecided) printf ", %d decided by the patient clock", undecided
       printf ": %s\n", failed ? "failed" : "ok"
     }'
 }
