@@ -179,12 +179,13 @@ int main(int count, char** arguments) {
         return fail("no clock");
     }
 
-    // A signal waits until there is a child to pass it on to.
+    // A signal waits until there is a child to pass it on to, or to leave it to.
     sigset_t signals;
     sigset_t before;
     sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGHUP);
+    for (const int signal : {SIGTERM, SIGHUP, SIGINT, SIGQUIT}) {
+        sigaddset(&signals, signal);
+    }
     sigprocmask(SIG_BLOCK, &signals, &before);
     std::signal(SIGCHLD, SIG_DFL);
     const pid_t own = getpid();
