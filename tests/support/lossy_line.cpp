@@ -12,7 +12,7 @@ void LossyLine::send(std::span<const std::uint8_t> datagram, std::int64_t now, b
     ++m_counts.sent;
     // The dice fall the same way whether the line is cut or not, so that a cut changes nothing
     // after it.
-    const bool lost = chance(m_options.loss_percent);
+    const bool lost = chance(m_options.loss_percent) && m_counts.sent > m_options.spared;
     const bool doubled = chance(m_options.duplicate_percent);
     const int copies = doubled ? 2 : 1;
     for (int copy = 0; copy < copies; ++copy) {

@@ -14,6 +14,7 @@
 /// Percentages are of all datagrams, 0 to 100.
 struct LossyLineOptions {
     double loss_percent = 0;
+    std::uint64_t spared = 0; ///< so many datagrams, the first, are not lost
     double duplicate_percent = 0;
     /// Datagrams that those behind them may overtake: delayed by `overtaken_ms` more. All others
     /// keep their order whatever their jitter.

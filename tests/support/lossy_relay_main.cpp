@@ -24,6 +24,7 @@ constexpr char k_help[] =
     "  --listen PORT        where clients connect, on 127.0.0.1 (0, the default: any free port)\n"
     "  --to HOST:PORT       the server\n"
     "  --loss PERCENT       datagrams lost\n"
+    "  --spare N            but none of the first N of a client, each way (0)\n"
     "  --duplicate PERCENT  datagrams doubled\n"
     "  --reorder PERCENT    datagrams overtaken by those behind them\n"
     "  --delay MS           delay of every datagram, each way\n"
@@ -86,6 +87,9 @@ bool read_option(std::string_view name, std::string_view value, Options& options
     }
     if (name == "--loss") {
         return read_number(value, 0.0, 100.0, line.loss_percent);
+    }
+    if (name == "--spare") {
+        return read_number<std::uint64_t>(value, 0, UINT64_MAX, line.spared);
     }
     if (name == "--duplicate") {
         return read_number(value, 0.0, 100.0, line.duplicate_percent);

@@ -280,9 +280,9 @@ await_measurement() {
     give_up "the probe failed: $(grep -hE ' failed$|^velmo-sound-probe:' "$case_dir"/*-probe.log | head -n 2)"
 }
 
-# processor_ms PID: what a program has used of the processors, by itself or the system for it.
+# processor_ms PID: what a program has used of the processors, by itself or the system for it; nothing when it is gone.
 processor_ms() {
-  awk '{ sub(/.*\) /, ""); print ($12 + $13) * 10 }' "/proc/$1/stat"
+  awk '{ sub(/.*\) /, ""); print ($12 + $13) * 10 }' "/proc/$1/stat" 2>/dev/null
 }
 
 # Milliseconds since the machine's start that its host gave to others while a program here wanted to run, of all

@@ -47,6 +47,23 @@ TEST(LossyLine, LosesTheGivenShare) {
     EXPECT_EQ(line.counts().lost, 10'000 - arrived.size());
 }
 
+TEST(LossyLine, SparesTheFirstAndThenLosesTheSame) {
+    LossyLineOptions options;
+    options.loss_percent = 50;
+    LossyLine losing(options);
+    options.spared = 100;
+    LossyLine sparing(options);
+    const auto all_lost = send_numbers(losing, 1000);
+    const auto arrived = send_numbers(sparing, 1000);
+    ASSERT_GT(arrived.size(), 100U);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(arrived[static_cast<std::size_t>(i)], std::pair(std::int64_t{i}, i));
+    }
+    const auto late =
+        std::ranges::find_if(all_lost, [](const auto& each) { return each.second >= 100; });
+    EXPECT_TRUE(std::equal(late, all_lost.end(), arrived.begin() + 100, arrived.end()));
+}
+
 TEST(LossyLine, LosesEverythingAt100Percent) {
     LossyLineOptions options;
     options.loss_percent = 100;
