@@ -20,6 +20,12 @@ give_up() {
   exit 1
 }
 
+# fail_for_good TEXT: a failure of the programs, however busy the machine was.
+fail_for_good() {
+  printf '%s\n' "$*" >>"$case_dir/failures"
+  : >"$case_dir/final"
+}
+
 # check CONDITION TEXT: an awk condition on numbers; the text is what is said when it does not hold.
 check() {
   awk "BEGIN { exit !($1) }" || printf '%s: %s does not hold\n' "$2" "$1" >>"$case_dir/failures"
@@ -151,9 +157,9 @@ stop_peer() {
   gone "$pid" || tell "$number" quit
   exec {fd}>&-
   if until_true 10 gone "$pid"; then
-    wait "$pid" || printf 'peer %s (%s) ended with %s\n' "$number" "${peer_kind[$number]}" "$?" >>"$case_dir/failures"
+    wait "$pid" || fail_for_good "peer $number (${peer_kind[$number]}) ended with $?"
   else
-    printf 'peer %s (%s) did not quit\n' "$number" "${peer_kind[$number]}" >>"$case_dir/failures"
+    fail_for_good "peer $number (${peer_kind[$number]}) did not quit"
     end "$pid"
   fi
 }

@@ -134,7 +134,7 @@ scenario_pair() {
   await_peers 1 2
   settle 1 2
   mark 1 2
-  measure talk "$seconds" 1 2
+  measure talk "$talk_seconds" 1 2
   await_measurement
   look_for_edges 1 2
   hears talk 2 1
@@ -149,7 +149,7 @@ scenario_three() {
   await_peers 1 2 3
   settle 1 2 3
   mark 1 2 3
-  measure talk "$seconds" 1 2
+  measure talk "$talk_seconds" 1 2
   await_measurement
   look_for_edges 1 2 3
   hears talk 3 "1 2"
@@ -322,7 +322,10 @@ scenario_soak() {
 must_live() {
   local pid
   for pid in "$@"; do
-    gone "$pid" && give_up "a program ended before its time: $(tail -qn 1 "$case_dir"/peer-*.log | paste -sd ' ')"
+    if gone "$pid"; then
+      fail_for_good "a program ended before its time: $(tail -qn 1 "$case_dir"/peer-*.log | paste -sd ' ')"
+      exit 1
+    fi
   done
 }
 
