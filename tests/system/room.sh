@@ -84,6 +84,17 @@ end_all() {
   mapfile -t children < <(jobs -p)
   [ ${#children[@]} -eq 0 ] || kill -TERM "${children[@]}" 2>/dev/null
   end "${children[@]}"
+  [ ! -e "$case_dir/wineprefix" ] || WINEPREFIX=$case_dir/wineprefix wineserver -k
+  rm -rf "$case_dir/wineprefix"
+}
+
+# prepare_wine: a prefix for this case alone. The programs of a prefix share one server and its clock, and while it
+# starts another case's programs, those that talk wait for it and lose sound.
+prepare_wine() {
+  WINEPREFIX=$VELMO_WINEPREFIX "$root/scripts/wine-prefix" "$case_dir/wineprefix" || give_up "Wine has no prefix"
+  export VELMO_WINEPREFIX=$case_dir/wineprefix
+  # Starts Wine's own programs, which then do not disturb the measurement.
+  "$root/scripts/wine-run" "$wine_peer_program" --version >/dev/null || give_up "Wine cannot run $wine_peer_program"
 }
 
 # run_first COMMAND...: becomes the command, in a session of its own and, where that is allowed, ahead of whatever
