@@ -20,9 +20,12 @@ constexpr std::size_t k_block_frames = k_frames_per_ms * k_tick_ms;
 constexpr std::size_t k_block_samples = k_block_frames * k_channels;
 constexpr std::size_t k_block_bytes = k_block_samples * 2;
 
-/// A talker is heard once this much is queued, or its first packet has waited this many ticks.
-constexpr std::size_t k_prebuffer_frames = 20 * k_frames_per_ms;
-constexpr int k_prebuffer_ticks = 2;
+/// A talker is heard once this much is queued, or its first packet has waited this many ticks. The
+/// first block is taken at once, and a client that looks every 10 ms, and a little more, what its
+/// microphone has sends a packet up to 10 ms later than the one before: of 30 ms a reserve of 10 is
+/// left for the network and for programs that wake up late, of 20 ms none.
+constexpr std::size_t k_prebuffer_frames = 30 * k_frames_per_ms;
+constexpr int k_prebuffer_ticks = 4;
 
 /// A longer queue is cut down to `k_shortened_frames` before the next block is taken from it.
 constexpr std::size_t k_queue_long_frames = 60 * k_frames_per_ms;
