@@ -313,8 +313,8 @@ bool watch_until(Probe& probe, Clock::time_point end, std::string& error) {
 }
 
 /// Finds out how busy the machine is: on every processor something naps and notes how late it was
-/// woken. One alone would be woken on whichever processor is
-/// free, while a host has taken the other from the thread that was on it.
+/// woken. One alone would be woken on whichever processor is free, while a host has taken the other
+/// from the thread that was on it.
 class StallWatch {
   public:
     StallWatch() {

@@ -4,7 +4,7 @@
 
 print_table() {
   local index
-  cat <<'TEXT'
+  [ -n "${VELMO_VOICE_ROOM_DECIDES-}" ] || cat <<'TEXT'
 corr.   how like what was heard is to what was said (1: the same), on the whole, and 95% of it at least
 gaps    silence where somebody spoke: how often, and how long together
 level   how much louder it is, dB; own: how much of itself somebody hears; jumps: how often the delay changed
@@ -45,7 +45,7 @@ print_summary() {
       printf "voice-room: %d of %d cases, %d recordings, correlation %.4f at worst, gaps %d ms", cases - failed, cases, rows, worst, gap_ms
       if (n) { for (i in delay) sum += delay[i]; printf ", delay %.0f ms, fixed parts %.0f ms", sum / n, fixed / n }
       if (repeated) printf ", played again %d times", repeated
-      if (undecided) printf ", %d decided by the patient clock", undecided
+      if (undecided) printf ", %d by the patient clock", undecided
       printf ": %s\n", failed ? "failed" : "ok"
     }'
 }
