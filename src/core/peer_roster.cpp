@@ -49,12 +49,14 @@ Peer* find_by_id_locked(const char* id) {
     return find_peer_locked([id](const Peer& peer) { return std::strcmp(peer.id, id) == 0; });
 }
 
-Peer* find_by_username_locked(const char* username) {
-    if (is_empty(username)) {
-        return nullptr;
-    }
+// An entry may have no user name, and "" finds it.
+Peer* find_exact_username_locked(const char* username) {
     return find_peer_locked(
         [username](const Peer& peer) { return std::strcmp(peer.username, username) == 0; });
+}
+
+Peer* find_by_username_locked(const char* username) {
+    return is_empty(username) ? nullptr : find_exact_username_locked(username);
 }
 
 void add_or_update_locked(const char* id, const char* username) {
@@ -202,7 +204,7 @@ void AddPeerToList(const char* username) {
     }
     {
         const std::lock_guard lock(g_roster_mutex);
-        if (g_peerCount >= k_max_peers || find_by_username_locked(username) != nullptr) {
+        if (g_peerCount >= k_max_peers || find_exact_username_locked(username) != nullptr) {
             return;
         }
         // The id and the speaking flag stay as an earlier removal left them, on purpose.

@@ -252,6 +252,18 @@ TEST_F(Roster, AddByNameRefreshesTheViewAndIgnoresAKnownName) {
     EXPECT_EQ(journal_lines(), Lines{"GUI_UpdatePeerList(=bob)"});
 }
 
+TEST_F(Roster, AddByNameIgnoresAnEmptyNameThatIsThere) {
+    AddPeerToList("");
+    AddPeerToList("");
+    EXPECT_EQ(journal_lines(), Lines{"GUI_UpdatePeerList(=)"});
+    ClearPeerList();
+    journal_reset();
+    AddOrUpdatePeer("p1", nullptr);
+    AddPeerToList("");
+    EXPECT_EQ(journal_lines(), Lines{});
+    EXPECT_EQ(g_peerCount, 1);
+}
+
 TEST_F(Roster, AddByNameIgnoresA33rdPeerAndCutsAt63Bytes) {
     AddPeerToList(k_long.c_str());
     EXPECT_EQ(g_peerList[0].username, k_63);
