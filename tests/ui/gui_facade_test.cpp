@@ -16,15 +16,24 @@ void add_status_label() {
     gtk_box_append(GTK_BOX(g_main_page), g_status_label);
 }
 
+/// Windows of the whole program, after the main loop had its turn.
+guint open_windows() {
+    run_main_loop_for_ms(50);
+    return g_list_model_get_n_items(gtk_window_get_toplevels());
+}
+
 TEST(GuiFacade, ConnectionStateSetsTheStatusInSpanish) {
     run_interface([] {
         add_status_label();
         GUI_UpdateConnectionState(2);
         EXPECT_EQ(status(), "Conectado");
+        EXPECT_EQ(g_state, 2);
         GUI_UpdateConnectionState(1);
         EXPECT_EQ(status(), "Conectando...");
+        EXPECT_EQ(g_state, 1);
         GUI_UpdateConnectionState(0);
         EXPECT_EQ(status(), "Desconectado");
+        EXPECT_EQ(g_state, 0);
         GUI_UpdateConnectionState(3);
         EXPECT_EQ(status(), "En canal: general");
         EXPECT_EQ(g_state, 3);
@@ -54,6 +63,7 @@ TEST(GuiFacade, AnUnknownStateIsKeptButLeavesTheStatus) {
         EXPECT_EQ(g_state, 4);
         GUI_UpdateConnectionState(-1);
         EXPECT_EQ(status(), "Conectado");
+        EXPECT_EQ(g_state, -1);
         GUI_UpdateConnectionState(0);
     });
 }
@@ -111,7 +121,9 @@ TEST(GuiFacade, JoinFlagIsClearedAlsoWithoutAPopup) {
 
 TEST(GuiFacade, BeforeTheWindowExistsNothingHappens) {
     ASSERT_EQ(g_window, nullptr);
+    const guint windows = open_windows();
     GUI_ShowMessage("Error de red", "x", k_gui_message_error);
+    EXPECT_EQ(open_windows(), windows);
     GUI_SetStatusText("x");
     GUI_UpdatePeerList(nullptr, 0);
     GUI_AddChatMessage("a", "b");
@@ -127,7 +139,9 @@ TEST(GuiFacade, AfterTheWindowIsClosedNothingHappens) {
     EXPECT_EQ(g_status_label, nullptr);
     GUI_UpdateConnectionState(0);
     GUI_SetStatusText("Desconectado");
+    const guint windows = open_windows();
     GUI_ShowMessage("Error de red", "x", k_gui_message_error);
+    EXPECT_EQ(open_windows(), windows);
 }
 
 TEST(GuiFacade, AudioLevelIsStored) {

@@ -104,6 +104,37 @@ TEST_F(Style, SheetIsAddedForTheDisplayAndPaints) {
     run_interface([] { wait_until([] { return window_colour() == 0xFF123456U; }); });
 }
 
+/// A sheet of somebody else for the display, with this priority, until the scope ends.
+class OtherSheet {
+  public:
+    OtherSheet(const char* css, guint priority) {
+        gtk_css_provider_load_from_data(m_provider.get(), css, -1);
+        gtk_style_context_add_provider_for_display(gdk_display_get_default(),
+                                                   GTK_STYLE_PROVIDER(m_provider.get()), priority);
+    }
+    OtherSheet(const OtherSheet&) = delete;
+    OtherSheet& operator=(const OtherSheet&) = delete;
+    ~OtherSheet() {
+        gtk_style_context_remove_provider_for_display(gdk_display_get_default(),
+                                                      GTK_STYLE_PROVIDER(m_provider.get()));
+    }
+
+  private:
+    GObjectPtr<GtkCssProvider> m_provider{gtk_css_provider_new()};
+};
+
+TEST_F(Style, SheetHasTheApplicationsPriority) {
+    write_file("style.css", "window { background-color: #224466; }");
+    constexpr guint k_ours = GTK_STYLE_PROVIDER_PRIORITY_APPLICATION;
+    static_assert(k_ours == 600);
+    const OtherSheet weaker("window { background-color: #880000; }", k_ours - 1);
+    run_interface([] {
+        wait_until([] { return window_colour() == 0xFF224466U; });
+        const OtherSheet stronger("window { background-color: #008800; }", k_ours + 1);
+        wait_until([] { return window_colour() == 0xFF008800U; });
+    });
+}
+
 TEST_F(Style, OurSheetHasNoErrors) {
     run_interface([] {
         ParseErrors errors;

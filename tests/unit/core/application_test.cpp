@@ -71,6 +71,36 @@ TEST_F(Application, RunsEverySubsystemInOrderAndReturnsTheInterfacesStatus) {
                                }));
 }
 
+TEST_F(Application, StateHasItsDefaultsBeforeAnythingStarts) {
+    // Compared afterwards, for while the program runs its output is caught.
+    int looks = 0;
+    ConnectionState state{};
+    float gain = 0.0F;
+    float volume = 0.0F;
+    std::int32_t bitrate = 0;
+    std::string texts;
+    bool any_flag = true;
+    journal_look_at("Network_Init()", [&] {
+        ++looks;
+        state = g_appState.connectionState;
+        gain = g_appState.inputGain;
+        volume = g_appState.outputVolume;
+        bitrate = g_appState.bitrate;
+        texts =
+            std::string(g_appState.username) + "|" + g_appState.serverUrl + "|" + g_appState.roomId;
+        any_flag = g_appState.muted || g_appState.deafened || g_appState.loopback;
+    });
+    run();
+    EXPECT_EQ(looks, 1);
+    EXPECT_EQ(journal_lines().front(), "Network_Init()");
+    EXPECT_EQ(state, ConnectionState::disconnected);
+    EXPECT_EQ(gain, 1.0F);
+    EXPECT_EQ(volume, 1.0F);
+    EXPECT_EQ(bitrate, 128000);
+    EXPECT_EQ(texts, "|ws://127.0.0.1:3602/ws|");
+    EXPECT_FALSE(any_flag);
+}
+
 TEST_F(Application, HandsItsArgumentsToTheInterface) {
     run();
     ASSERT_EQ(g_fake_gui.argc, 2);

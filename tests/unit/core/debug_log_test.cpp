@@ -26,7 +26,7 @@ std::string with_digits_as_zero(std::string text) {
 TEST_F(DebugLogFile, LineIsExactlyTheMessage) {
     DebugLog("Sent %d bytes to %s", 13, "host");
     EXPECT_EQ(debug_log(), "Sent 13 bytes to host\n");
-    EXPECT_EQ(fake_debug_output(), "Sent 13 bytes to host\n");
+    EXPECT_EQ(fake_debug_calls(), (Lines{"Sent 13 bytes to host", "\n"}));
 }
 
 TEST_F(DebugLogFile, EmptyMessageIsAnEmptyLine) {

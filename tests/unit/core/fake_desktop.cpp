@@ -8,24 +8,32 @@
 namespace {
 
 std::mutex g_mutex;
-std::string g_output;
-constexpr std::size_t k_output_max = 1'000'000;
+std::vector<std::string> g_calls;
+constexpr std::size_t k_calls_max = 10'000;
 
 } // namespace
 
 void desktop_debug_output(const char* text) {
     const std::lock_guard lock(g_mutex);
-    if (g_output.size() < k_output_max) {
-        g_output += text;
+    if (g_calls.size() < k_calls_max) {
+        g_calls.emplace_back(text);
     }
 }
 
 std::string fake_debug_output() {
+    std::string output;
+    for (const std::string& call : fake_debug_calls()) {
+        output += call;
+    }
+    return output;
+}
+
+std::vector<std::string> fake_debug_calls() {
     const std::lock_guard lock(g_mutex);
-    return g_output;
+    return g_calls;
 }
 
 void fake_debug_output_reset() {
     const std::lock_guard lock(g_mutex);
-    g_output.clear();
+    g_calls.clear();
 }

@@ -5,11 +5,14 @@
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
+#include <utility>
 
 namespace {
 
 std::mutex g_mutex;
 std::vector<std::string> g_lines;
+std::string g_look_prefix;
+std::function<void()> g_look;
 std::atomic<bool> g_paused{false};
 
 } // namespace
@@ -23,18 +26,34 @@ void journal(const char* format, ...) {
     va_start(arguments, format);
     std::vsnprintf(line, sizeof line, format, arguments);
     va_end(arguments);
-    const std::lock_guard lock(g_mutex);
-    g_lines.emplace_back(line);
+    std::function<void()> look;
+    {
+        const std::lock_guard lock(g_mutex);
+        g_lines.emplace_back(line);
+        if (g_lines.back().starts_with(g_look_prefix)) {
+            look = g_look;
+        }
+    }
+    if (look) {
+        look();
+    }
 }
 
 void journal_reset() {
     const std::lock_guard lock(g_mutex);
     g_lines.clear();
+    g_look = nullptr;
     g_paused.store(false);
 }
 
 void journal_pause() {
     g_paused.store(true);
+}
+
+void journal_look_at(const std::string& prefix, std::function<void()> look) {
+    const std::lock_guard lock(g_mutex);
+    g_look_prefix = prefix;
+    g_look = std::move(look);
 }
 
 std::vector<std::string> journal_lines() {

@@ -48,6 +48,24 @@ TEST_F(Session, ConnectShowsTheServerThenTheState) {
                            "Network_Connect returned: 1\nConnection successful\n");
 }
 
+TEST_F(Session, NameAndAddressAreStoredBeforeConnecting) {
+    std::string stored;
+    journal_look_at("Network_Connect(", [&stored] {
+        stored += std::string(g_appState.username) + " " + g_appState.serverUrl + ";";
+    });
+    OnConnect("ana", "host");
+    g_fake_voice.connect_result = false;
+    OnConnect("bea", "other");
+    EXPECT_EQ(stored, "ana host;bea other;");
+}
+
+TEST_F(Session, StateIsConnectedOnlyAfterTheConnect) {
+    std::vector<ConnectionState> states;
+    journal_look_at("Network_Connect(", [&states] { states.push_back(state()); });
+    OnConnect("ana", "host");
+    EXPECT_EQ(states, std::vector{ConnectionState::disconnected});
+}
+
 TEST_F(Session, FailedConnectShowsAnAlertAndKeepsTheState) {
     g_fake_voice.connect_result = false;
     OnConnect("ana", "host");
@@ -86,6 +104,19 @@ TEST_F(Session, JoinSendsTheMessageStartsAudioAndShowsTheRoom) {
     EXPECT_EQ(state(), ConnectionState::in_room);
     EXPECT_STREQ(g_appState.roomId, "r1");
     EXPECT_EQ(debug_log(), "Joining room: r1\nAudio capture started\n");
+}
+
+TEST_F(Session, StateIsInTheRoomOnlyOnceAudioWasStarted) {
+    OnConnect("ana", "host");
+    std::vector<ConnectionState> states;
+    const auto look = [&states] { states.push_back(state()); };
+    journal_look_at("Audio_Start()", look);
+    OnJoinRoom("r1");
+    EXPECT_EQ(states, std::vector{ConnectionState::connected});
+    OnLeaveRoom();
+    journal_look_at("GUI_UpdateConnectionState(3)", look);
+    OnJoinRoom("r1");
+    EXPECT_EQ(states.back(), ConnectionState::in_room) << "and before it is shown";
 }
 
 TEST_F(Session, JoinWithoutAMicrophoneIsLoggedAndCountsAsInTheRoom) {
@@ -343,6 +374,14 @@ TEST_F(Session, ServersFarewellStopsAudioAtOnceAndShowsItLater) {
     EXPECT_EQ(journal_lines(), (Lines{"Audio_Stop()", "GUI_UpdateConnectionState(0)",
                                       "GUI_SetStatusText(Desconectado)"}));
     EXPECT_EQ(debug_log(), "Network disconnected\n");
+}
+
+TEST_F(Session, FarewellSetsTheStateBeforeItStopsAudio) {
+    enter_room();
+    std::vector<ConnectionState> states;
+    journal_look_at("Audio_Stop()", [&states] { states.push_back(state()); });
+    OnNetworkDisconnected();
+    EXPECT_EQ(states, std::vector{ConnectionState::disconnected});
 }
 
 TEST_F(Session, FarewellOnTheMainThreadIsShownDirectly) {

@@ -4,13 +4,13 @@
 #include <chrono>
 #include <cstdlib>
 
-ScriptedServer::ScriptedServer() {
+ScriptedServer::ScriptedServer(std::uint16_t port) {
     if (udp_system_start() != 0) {
         std::abort();
     }
     m_socket = udp_open();
     m_other_socket = udp_open();
-    if (!m_socket || !udp_bind(*m_socket, {k_udp_loopback, 0}) || !m_other_socket ||
+    if (!m_socket || !udp_bind(*m_socket, {k_udp_loopback, port}) || !m_other_socket ||
         !udp_bind(*m_other_socket, {k_udp_loopback, 0})) {
         std::abort();
     }

@@ -16,13 +16,15 @@
 
 class ScriptedServer {
   public:
-    ScriptedServer();
+    /// On this port of the loopback, or on any free one.
+    explicit ScriptedServer(std::uint16_t port = 0);
     ~ScriptedServer();
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
     /// "udp://127.0.0.1:PORT".
     std::string url() const;
+    std::uint16_t port() const { return m_port; }
 
     /// Sends to the latest client.
     void send(VoicePacketType type, std::string_view payload);

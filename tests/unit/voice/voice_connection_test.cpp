@@ -494,6 +494,16 @@ TEST_F(VoiceConnection, DisconnectTellsTheServerAndResetsEverything) {
     EXPECT_EQ(log_lines(), Lines{"Disconnected from server"});
 }
 
+TEST_F(VoiceConnection, DisconnectCallsBackBeforeItLogs) {
+    connect();
+    static Lines lines_then;
+    lines_then = {"not called"};
+    Network_SetDisconnectedCallback([] { lines_then = log_lines(); });
+    Network_Disconnect();
+    EXPECT_EQ(lines_then, Lines{});
+    EXPECT_EQ(log_lines(), Lines{"Disconnected from server"});
+}
+
 TEST_F(VoiceConnection, DisconnectWithoutAConnectionDoesNothing) {
     Network_Disconnect();
     connect();
