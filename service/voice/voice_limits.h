@@ -35,8 +35,9 @@ constexpr std::size_t k_shortened_frames = 30 * k_frames_per_ms;
 constexpr std::size_t k_queue_max_frames = 100 * k_frames_per_ms;
 constexpr std::size_t k_queue_max_packets = 64;
 
-/// A queue in which this much was left over for so many ticks is one block too long.
-constexpr std::size_t k_spare_frames = 20 * k_frames_per_ms;
+/// A queue in which this much was left over for so many ticks is one block too long. More than is
+/// left of the reserve that it began with: that is for what happens once in a minute.
+constexpr std::size_t k_spare_frames = 30 * k_frames_per_ms;
 constexpr int k_spare_ticks = 500;
 
 /// Ramps at the edges of speech and of gaps, and the overlap where a queue is shortened.
