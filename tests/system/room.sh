@@ -27,8 +27,8 @@ give_up() {
   exit 1
 }
 
-# holds CONDITION: an awk condition on numbers; nothing holds of what is none.
-holds() { [[ $1 != *nan* ]] && awk "BEGIN { exit !($1) }"; }
+# holds CONDITION: an awk condition on numbers; nothing holds of what is none (nan, inf, a word).
+holds() { [[ ! $1 =~ [a-df-zA-Z] ]] && awk "BEGIN { exit !($1) }"; }
 
 # check CONDITION TEXT: the text is what is said when it does not hold. check_sound: the same of what a machine that comes
 # late does to sound.
@@ -193,6 +193,7 @@ tell() {
 # end_room NUMBER...: these participants and the service, the orderly way.
 end_room() {
   local number
+  must_live
   for number in "$@"; do stop_peer "$number"; done
   stop_program "the service" "$service_pid"
 }
@@ -325,11 +326,12 @@ $most_used ms a second"
   longest_stall_ms=$(awk -v a="$stall" -v b="$longest_stall_ms" 'BEGIN { print (a > b ? a : b) }')
   if holds "$stall > $most_stall_ms || $share > $most_shortage"; then
     excuse machine "the machine was too busy"
-  elif [ "$stolen" -gt $((measured * most_stolen_per_second_ms)) ]; then
+  elif [ "$stolen" -gt $((measured * most_stolen_per_second_ms * $(nproc))) ]; then
     excuse machine "the machine itself stood still for $stolen ms"
   fi
   if [ "$status" -ne 0 ]; then
     fail_by_sound "the probe failed: $(grep -hE ' failed$|^velmo-sound-probe:' "$case_dir"/*-probe.log | head -n 2)"
+    : >"$case_dir/ended"
     exit 1
   fi
 }

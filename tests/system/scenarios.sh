@@ -289,6 +289,7 @@ scenario_soak() {
   await_peers 1 2
   mark 1 2
   talk_on "$soak_seconds" 1 2
+  local talking_pid=$probe_pid
   watch_memory "${peer_pid[1]}" "${peer_pid[2]}" "$service_pid"
   listen begin 10 1 2
   await_measurement
@@ -306,12 +307,10 @@ scenario_soak() {
     hears_through_losses "$name" 2 1
     hears_through_losses "$name" 1 2
   done
-  stop_peer 1
-  stop_peer 2
-  stop_program "the relay" "$relay_pid"
-  stop_program "the service" "$service_pid"
-  note "$(grep 'lossy relay: to' "$case_dir/relay.log" | sed 's/lossy relay: //' | paste -sd';')"
+  wait "$talking_pid" || fail_for_good "the probe that talked ended with $?"
   end_room 1 2
+  stop_program "the relay" "$relay_pid"
+  note "$(grep 'lossy relay: to' "$case_dir/relay.log" | sed 's/lossy relay: //' | paste -sd';')"
 }
 
 # Every packet that is lost on its way to a listener moves the listener's delay by 10 ms, so only windows are
