@@ -72,6 +72,11 @@ void read_lines(PeerLineHandler handler) {
     if (!pending.empty()) {
         post(pending);
     }
+    // Whoever ends the input by hand (Ctrl-D) means the stay. A file or a pipe may well end before,
+    // and a terminal that is gone is no terminal any more.
+    if (console_input_is_terminal()) {
+        post("quit");
+    }
 }
 
 } // namespace

@@ -71,7 +71,7 @@ constexpr Option k_options[] = {
          options.server = value;
          return parse_peer_server(value).has_value();
      },
-     "HOST or HOST:PORT"},
+     "HOST or HOST:PORT, with PORT from 1 to 65535"},
     {"--room", nullptr,
      [](PeerOptions& options, std::string_view value) {
          options.room = value;
@@ -216,11 +216,13 @@ Usage: velmo-peer --server HOST[:PORT] --room ID --name NAME [OPTION...]
        velmo-peer --list-devices | --help | --version
 
 Connects to a voice server (UDP, port 3602 unless told otherwise), joins a room and stays until the
-given time is over, Ctrl-C, the command "quit", or the end of the session by the server.
+given time is over, Ctrl-C, the command "quit", the end of what is typed (Ctrl-D; on Windows Ctrl-Z
+and Enter), or the end of the session by the server.
 
   --server HOST[:PORT]  the voice server
   --room ID             the room to join
-  --name NAME           the name to appear under
+  --name NAME           the name to appear under; names must differ, for two of one name in a room do
+                        not see each other
                         (ID and NAME: 1 to 63 bytes of UTF-8, no quotation marks, backslashes or
                         control characters)
 

@@ -126,7 +126,7 @@ TEST(PeerOptions, RefusesServersThatAreNone) {
     for (const char* server : {"", ":3602", "h:", "h:x", "h:0", "h:65536", "h:1:2", "ws://h:1",
                                "h/ws", "a b", "h:-1", "h:+1", "h:99999999999", "h\x85"}) {
         EXPECT_EQ(parse({"--server", server, "--room", "r", "--name", "n"}).error,
-                  "--server must be HOST or HOST:PORT")
+                  "--server must be HOST or HOST:PORT, with PORT from 1 to 65535")
             << server;
     }
     EXPECT_NE(parse_with({"--server", std::string(128, 'h')}).error, "");
