@@ -15,7 +15,8 @@ declare -A packages=(
   [lint]="clang-format-14 clang-tidy-14 shellcheck git"
 )
 
-say() { printf '== %s\n' "$*"; }
+# On standard error: what a program prints goes to standard output alone.
+say() { printf '== %s\n' "$*" >&2; }
 
 die() {
   printf '%s: %s\n' "$(basename "$0")" "$*" >&2
@@ -68,7 +69,7 @@ find_sysroot() {
     export VELMO_SYSROOT
     return
   fi
-  local cache=${XDG_CACHE_HOME:-$HOME/.cache}/velmo name=velmo-win64-gtk418
+  local cache=${VELMO_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/velmo} name=velmo-win64-gtk418
   local archive=$root/../shared/windows/gtk4-win64-sysroot.tar.xz
   export VELMO_SYSROOT=$cache/$name
   mkdir -p "$cache" || die "$cache cannot be made"
