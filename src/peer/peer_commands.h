@@ -37,8 +37,8 @@ std::string peer_command_list();
 using PeerLineHandler = void (*)(const std::string& line);
 
 /// Reads standard input to its end on a thread of its own and hands every line to `handler` on the
-/// main thread. The thread is never waited for: a read cannot be called off. False when the system
-/// gives no thread.
+/// main thread, and "quit" where a terminal's input ends. The thread is never waited for: a read
+/// cannot be called off. False when the system gives no thread.
 bool start_peer_command_reader(PeerLineHandler handler);
 
 /// Splits `bytes` into lines that follow `pending`, an unfinished line, and hands each to `take`.
