@@ -27,13 +27,13 @@ function(velmo_library name)
 endfunction()
 
 # velmo_test(NAME SOURCES file... [LINKS target...] [SOUND [SOUND_ARGUMENTS argument...]]
-# [GUI_DISPLAY] [LABELS label...] [TIMEOUT seconds]): one GoogleTest program, run as one ctest entry
-# in a folder of its own. SOUND runs it with a private sound server (one virtual card, or as the
-# arguments tell scripts/with-sound), GUI_DISPLAY with a private display and window manager; natively
-# and under Wine alike.
+# [GUI_DISPLAY] [WEB_SERVER] [LABELS label...] [TIMEOUT seconds]): one GoogleTest program, run as one
+# ctest entry in a folder of its own. SOUND runs it with a private sound server (one virtual card, or
+# as the arguments tell scripts/with-sound), GUI_DISPLAY with a private display and window manager,
+# WEB_SERVER with a web server that it scripts; natively and under Wine alike.
 function(velmo_test name)
   cmake_parse_arguments(
-    ARG "SOUND;GUI_DISPLAY" "TIMEOUT" "SOURCES;LINKS;LABELS;SOUND_ARGUMENTS" ${ARGN})
+    ARG "SOUND;GUI_DISPLAY;WEB_SERVER" "TIMEOUT" "SOURCES;LINKS;LABELS;SOUND_ARGUMENTS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE velmo_flags velmo_gtest ${ARG_LINKS})
@@ -47,8 +47,16 @@ function(velmo_test name)
   if(ARG_SOUND)
     list(APPEND launcher ${PROJECT_SOURCE_DIR}/scripts/with-sound ${ARG_SOUND_ARGUMENTS})
   endif()
+  if(ARG_WEB_SERVER)
+    list(APPEND launcher ${PROJECT_SOURCE_DIR}/scripts/with-web-server)
+  endif()
   add_test(NAME ${name} COMMAND ${launcher} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${name}>)
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+  if(ARG_WEB_SERVER)
+    # libsoup, GIO and libproxy have threads whose locks ThreadSanitizer does not see.
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT_MODIFICATION
+      TSAN_OPTIONS=path_list_append:ignore_noninstrumented_modules=1)
+  endif()
   if(ARG_SOUND)
     # Sound is real time: fewer tests beside it.
     set_tests_properties(${name} PROPERTIES PROCESSORS 2)

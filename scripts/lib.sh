@@ -7,9 +7,11 @@ jobs=$(nproc)
 # What each kind of work needs on Debian 12.
 declare -A packages=(
   [build]="g++ cmake ninja-build pkg-config libgtk-4-dev libpulse-dev libsodium-dev nlohmann-json3-dev
+    libsoup-3.0-dev glib-networking libsqlite3-dev python3 openssl curl
     googletest libbenchmark-dev libspeexdsp-dev"
   [sound]="pulseaudio pulseaudio-utils espeak-ng sox"
   [display]="xvfb xauth openbox xdotool imagemagick fonts-dejavu-core adwaita-icon-theme librsvg2-common"
+  [screen]="tesseract-ocr tesseract-ocr-spa"
   [windows]="g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 wine xz-utils"
   [fuzz]="clang-14 libclang-rt-14-dev"
   [lint]="clang-format-14 clang-tidy-14 shellcheck git"
@@ -97,6 +99,14 @@ find_sysroot() {
 # plays_windows VOICE-ROOM-ARGUMENT...: whether they bring the Windows program into a room.
 plays_windows() {
   [[ " $* " =~ \ (--all\ |--peers\ +[a-z,]*wine) ]]
+}
+
+# build_windows_client: lays it out in build/velmo-windows, with all it takes.
+build_windows_client() {
+  need display windows
+  find_sysroot
+  build windows velmo velmo-peer
+  "$root/scripts/windows-stage" "$root/build/windows" "$root/build/velmo-windows" >&2 || die "it cannot be laid out"
 }
 
 # build_windows_peer: and what it takes to run it.

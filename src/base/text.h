@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <string_view>
 
 /// Copies `text` into `buffer`, cut to `size` - 1 bytes, always NUL-terminated. A cut may split a
@@ -23,6 +24,13 @@ inline void copy_text(char* buffer, std::size_t size, std::string_view text) {
 template <std::size_t Size>
 void copy_text(char (&buffer)[Size], std::string_view text) {
     copy_text(buffer, Size, text);
+}
+
+/// The same; writes nothing into an empty `out`.
+inline void copy_text(std::span<char> out, std::string_view text) {
+    if (!out.empty()) {
+        copy_text(out.data(), out.size(), text);
+    }
 }
 
 /// Formats into `buffer`, cut to its size less one. Returns true when nothing was cut.
@@ -41,6 +49,16 @@ bool format_text(char (&buffer)[Size], const char* format, ...) {
 }
 
 /// True for an absent or empty C string.
-inline bool is_empty(const char* text) {
+constexpr bool is_empty(const char* text) {
     return text == nullptr || text[0] == '\0';
+}
+
+/// `text`, or an empty one where it is absent.
+constexpr const char* or_empty(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+/// `text`, or `otherwise` where it is absent or empty.
+constexpr const char* first_filled(const char* text, const char* otherwise) {
+    return is_empty(text) ? otherwise : text;
 }

@@ -19,5 +19,5 @@ void app_state_set_defaults() {
 
 void app_state_set_username(const char* username) {
     const std::lock_guard lock(g_roster_mutex);
-    copy_text(g_appState.username, username != nullptr ? username : "");
+    copy_text(g_appState.username, or_empty(username));
 }

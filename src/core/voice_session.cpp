@@ -28,10 +28,6 @@ std::atomic<std::uint32_t> g_direct_state_changes{0};
 
 std::atomic<std::uint64_t> g_audio_packets_sent{0};
 
-const char* or_empty(const char* text) {
-    return text != nullptr ? text : "";
-}
-
 const char* on_or_off(bool on) {
     return on ? "ON" : "OFF";
 }

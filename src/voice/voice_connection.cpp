@@ -141,7 +141,7 @@ VoiceEndpoint parse_voice_url(const char* url) {
     VoiceEndpoint endpoint{};
     endpoint.port = k_voice_default_port;
 
-    std::string_view text = url != nullptr ? url : "";
+    std::string_view text = or_empty(url);
     for (const std::string_view scheme : {"ws://", "udp://"}) {
         if (text.starts_with(scheme)) {
             text.remove_prefix(scheme.size());

@@ -1,4 +1,4 @@
-# The console seam with pipes and files at its ends, then with a console; and the file seam.
+# The console seam with pipes and files at its ends, then with a console.
 if(WIN32)
   set(console_child console_child_windows.cpp)
   set(console_typist console_typist_windows.cpp)
@@ -15,11 +15,8 @@ velmo_test(console_contract_test
 velmo_test(console_typed_contract_test
   SOURCES console_typed_test.cpp ${console_typist}
   LINKS velmo_platform_console ${console_display})
-velmo_test(file_contract_test SOURCES file_test.cpp LINKS velmo_platform_file)
 if(WIN32)
   velmo_test(wide_text_test SOURCES wide_text_test.cpp)
-  # Wine has names beyond ASCII only where the locale has them.
-  set_tests_properties(file_contract_test PROPERTIES ENVIRONMENT LC_ALL=C.UTF-8)
 else()
   # What only this system has.
   velmo_test(console_signals_test

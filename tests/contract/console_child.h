@@ -40,6 +40,9 @@ class ConsoleChild {
     /// The same for standard error.
     std::string read_errors();
 
+    /// Ends the child at once, with nothing of its own done any more.
+    void kill();
+
     /// Waits for the child's end. Its exit status, -1 when it never ran or was killed.
     int wait();
 

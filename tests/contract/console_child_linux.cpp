@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <optional>
 
 #include <fcntl.h>
@@ -135,6 +136,12 @@ std::string ConsoleChild::read_output() {
 
 std::string ConsoleChild::read_errors() {
     return read_to(m_state->errors.reader.get(), std::nullopt);
+}
+
+void ConsoleChild::kill() {
+    if (m_state->process > 0 && !m_state->status) {
+        ::kill(m_state->process, SIGKILL);
+    }
 }
 
 int ConsoleChild::wait() {

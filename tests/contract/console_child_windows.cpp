@@ -163,6 +163,10 @@ std::string ConsoleChild::read_errors() {
     return read_to(m_state->errors.reader.get(), std::nullopt);
 }
 
+void ConsoleChild::kill() {
+    TerminateProcess(m_state->process.get(), static_cast<UINT>(-1));
+}
+
 int ConsoleChild::wait() {
     DWORD status = 0;
     if (WaitForSingleObject(m_state->process.get(), INFINITE) != WAIT_OBJECT_0 ||

@@ -3,8 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -90,6 +94,36 @@ TEST(WideText, RefusesWhatIsNotUtf8) {
         EXPECT_EQ(wide_of(repeated(k_text, 1000) + std::string(text)), std::nullopt);
         EXPECT_EQ(wide_of(std::string(text) + "z"), std::nullopt);
     }
+}
+
+// Answers as the system does, with a text that may change between two questions.
+class Asked {
+  public:
+    explicit Asked(std::initializer_list<std::wstring> texts) : m_texts(texts) {}
+
+    DWORD operator()(wchar_t* buffer, DWORD size) {
+        const std::wstring& text = m_texts[std::min(m_questions++, m_texts.size() - 1)];
+        if (text.size() >= size) {
+            return static_cast<DWORD>(text.size() + 1);
+        }
+        std::copy_n(text.c_str(), text.size() + 1, buffer);
+        return static_cast<DWORD>(text.size());
+    }
+
+  private:
+    std::vector<std::wstring> m_texts;
+    std::size_t m_questions = 0;
+};
+
+TEST(WideText, IsAskedForUntilThereIsRoom) {
+    for (const std::size_t size : {0U, 1U, 259U, 260U, 261U, 30000U}) {
+        const std::wstring text(size, L'\u00F1');
+        EXPECT_EQ(wide_text_from(Asked({text})), text) << size;
+    }
+    const std::wstring first(300, L'a');
+    const std::wstring longer(500, L'b');
+    EXPECT_EQ(wide_text_from(Asked({first, longer})), longer);
+    EXPECT_EQ(wide_text_from(Asked({first, L"short"})), L"short");
 }
 
 } // namespace

@@ -10,3 +10,7 @@ std::FILE* file_open(const char* path, const char* mode) {
     }
     return std::fopen(path, mode);
 }
+
+bool folder_create(const char* path) {
+    return mkdir(path, S_IRWXU) == 0;
+}

@@ -1,4 +1,4 @@
-// UTF-8 to the wide texts of Windows and back. Private to this folder.
+// The wide texts of Windows: asking for one, to UTF-8 and back. Private to this folder.
 #pragma once
 
 #include <limits>
@@ -7,6 +7,22 @@
 #include <string_view>
 
 #include <windows.h>
+
+/// Asks `get(buffer, size)` for a text in the manner of Windows: it tells the length that it wrote
+/// or, with the NUL, that it wants; the text may grow between two questions. Empty when it fails.
+template <typename Get>
+std::wstring wide_text_from(Get get) {
+    std::wstring text;
+    for (DWORD length = MAX_PATH; length > text.size();) {
+        text.resize(length);
+        length = get(text.data(), length);
+        if (length < text.size()) {
+            text.resize(length);
+            return text;
+        }
+    }
+    return {};
+}
 
 /// Half characters become U+FFFD.
 inline std::string utf8_of(std::wstring_view wide) {

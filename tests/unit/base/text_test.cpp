@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <span>
 #include <string>
 
 namespace {
@@ -56,6 +57,19 @@ TEST(CopyText, TextMayLieInsideTheBuffer) {
     EXPECT_STREQ(buffer, "cdefg");
 }
 
+TEST(CopyText, SpanTakesTheTextCutToItsSizeLessOne) {
+    char buffer[6] = {'1', '2', '3', '4', '5', '6'};
+    copy_text(std::span<char>(buffer).first(4), "abcdef");
+    EXPECT_EQ(std::string(buffer, 6), std::string("abc\00056", 6));
+}
+
+TEST(CopyText, EmptySpanTakesNothing) {
+    char buffer[3] = {'x', 'y', 'z'};
+    copy_text(std::span<char>(buffer).subspan(1, 0), "abc");
+    EXPECT_EQ(std::string(buffer, 3), "xyz");
+    copy_text(std::span<char>(), "abc");
+}
+
 TEST(FormatText, SaysWhetherTheTextFitted) {
     char buffer[6];
     EXPECT_TRUE(format_text(buffer, "%d-%s", 12, "ab"));
@@ -74,6 +88,20 @@ TEST(IsEmpty, HoldsForAbsentAndEmptyTexts) {
     EXPECT_TRUE(is_empty(nullptr));
     EXPECT_TRUE(is_empty(""));
     EXPECT_FALSE(is_empty(" "));
+}
+
+TEST(OrEmpty, StandsForAnAbsentTextOnly) {
+    EXPECT_STREQ(or_empty(nullptr), "");
+    const char* const text = "abc";
+    EXPECT_EQ(or_empty(text), text);
+}
+
+TEST(FirstFilled, PassesOverAbsentAndEmptyTexts) {
+    const char* const otherwise = "other";
+    EXPECT_EQ(first_filled(nullptr, otherwise), otherwise);
+    EXPECT_EQ(first_filled("", otherwise), otherwise);
+    EXPECT_STREQ(first_filled(" ", otherwise), " ");
+    EXPECT_EQ(first_filled("", nullptr), nullptr);
 }
 
 } // namespace
