@@ -1,31 +1,123 @@
-// The local service from entry to exit: options, voice, and an orderly end on Ctrl-C or SIGTERM.
+// The local service from entry to exit: options, data, voice, REST, and an orderly end on Ctrl-C or
+// SIGTERM.
+#include "base/glib_owner.h"
+#include "service/demo/demo_data.h"
+#include "service/rest/rest_server.h"
 #include "service/service_options.h"
+#include "service/store/data_folder.h"
 #include "service/voice/voice_server.h"
+
+#include <glib-unix.h>
+#include <sodium.h>
 
 #include <csignal>
 #include <cstdio>
 #include <string>
 
+#include <sys/signalfd.h>
+#include <unistd.h>
+
 namespace {
 
-// Blocks the signals that end the service in this thread and all it starts, so that only
-// wait_for_end takes them.
-sigset_t block_ending_signals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return signals;
-}
+// The signals that end the service, as an event of the main loop. They are blocked in this thread
+// and all that it starts, so that nothing else takes them.
+class EndingSignals {
+  public:
+    EndingSignals() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGINT);
+        sigaddset(&signals, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        m_file = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+    }
+    EndingSignals(const EndingSignals&) = delete;
+    EndingSignals& operator=(const EndingSignals&) = delete;
+    ~EndingSignals() { close(m_file); }
 
-void wait_for_end(const sigset_t& signals) {
-    int signal_number = 0;
-    sigwait(&signals, &signal_number);
-}
+    /// Runs the main context until one comes.
+    void run_until_one() const {
+        GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
+        g_unix_fd_add(
+            m_file, G_IO_IN,
+            [](gint, GIOCondition, gpointer running) {
+                g_main_loop_quit(static_cast<GMainLoop*>(running));
+                return G_SOURCE_REMOVE;
+            },
+            loop);
+        g_main_loop_run(loop);
+        g_main_loop_unref(loop);
+    }
+
+  private:
+    int m_file;
+};
 
 void log_line(const char* line) {
     std::fprintf(stderr, "%s\n", line);
+}
+
+int fail(const std::string& error) {
+    std::fprintf(stderr, "velmo-service: %s\n", error.c_str());
+    return 1;
+}
+
+// 192.0.2.1, of an address in host byte order.
+std::string dotted(std::uint32_t ipv4) {
+    return std::to_string(ipv4 >> 24) + "." + std::to_string(ipv4 >> 16 & 255) + "." +
+           std::to_string(ipv4 >> 8 & 255) + "." + std::to_string(ipv4 & 255);
+}
+
+RestOptions rest_options_of(const ServiceOptions& options) {
+    RestOptions rest;
+    rest.session_ms = WallTime{options.session_hours} * 60 * 60 * 1000;
+    rest.demo = options.demo;
+    return rest;
+}
+
+int serve(const ServiceOptions& options) {
+    const EndingSignals signals;
+    std::string error;
+    DataFolder data;
+    const RestOptions rest_options = rest_options_of(options);
+    if (!data.open(data_folder_of(options), error) ||
+        (options.demo &&
+         !make_demo_data(data.database(), rest_options.password_cost, rest_options.now(), error))) {
+        return fail(error);
+    }
+    VoiceServer voice;
+    if (!voice.start({options.host, options.voice_port, options.verbose ? log_line : nullptr},
+                     error)) {
+        return fail(error);
+    }
+    RestService rest(data.database(), rest_options);
+    if (!rest.start()) {
+        return fail("the system gives no thread");
+    }
+    RestServer rest_server;
+    const std::string host = dotted(voice.address().ipv4); // a name is resolved once, for both
+    if (!rest_server.start(
+            rest, {host, options.rest_port, {}, options.verbose ? log_line : nullptr}, error)) {
+        return fail(error);
+    }
+    rest.context().options.own_address = host + ":" + std::to_string(rest_server.port());
+
+    std::printf("voice: listening on %s:%u\n", options.host.c_str(),
+                unsigned{voice.address().port});
+    std::printf("rest: listening on http://%s:%u\n", options.host.c_str(),
+                unsigned{rest_server.port()});
+    if (options.demo) {
+        for (const DemoLogin& login : demo_logins()) {
+            std::printf("demo: %s with the password %s\n", login.email.c_str(),
+                        login.password.c_str());
+        }
+    }
+    std::fflush(stdout);
+
+    signals.run_until_one();
+    rest_server.stop();
+    voice.stop();
+    return 0;
 }
 
 } // namespace
@@ -45,20 +137,8 @@ int main(int argc, char** argv) {
         std::printf("velmo-service %s\n", VELMO_VERSION);
         return 0;
     }
-
-    const sigset_t signals = block_ending_signals();
-    VoiceServer voice;
-    const VoiceServerOptions voice_options{options.host, options.voice_port,
-                                           options.verbose ? log_line : nullptr};
-    if (!voice.start(voice_options, error)) {
-        std::fprintf(stderr, "velmo-service: %s\n", error.c_str());
-        return 1;
+    if (sodium_init() < 0) {
+        return fail("the system gives no random numbers");
     }
-    std::printf("voice: listening on %s:%u\n", options.host.c_str(),
-                unsigned{voice.address().port});
-    std::fflush(stdout);
-
-    wait_for_end(signals);
-    voice.stop();
-    return 0;
+    return serve(options);
 }

@@ -131,7 +131,8 @@ run_first() {
 # start_service [PORT]: sets service_pid and port.
 start_service() {
   rm -f "$case_dir/service.log" # of a service that has ended
-  run_first "$service_program" --voice-port "${1:-0}" >"$case_dir/service.log" 2>&1 </dev/null &
+  run_first "$service_program" --voice-port "${1:-0}" --rest-port 0 --data "$case_dir/data" \
+    >"$case_dir/service.log" 2>&1 </dev/null &
   service_pid=$!
   until_true 10 grep -qs '^voice: listening on' "$case_dir/service.log" ||
     give_up "the service did not start: $(tail -n 2 "$case_dir/service.log")"

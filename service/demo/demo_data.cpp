@@ -1,0 +1,154 @@
+// See service/demo/demo_data.h.
+#include "service/demo/demo_data.h"
+
+#include "service/store/accounts.h"
+#include "service/store/invitations.h"
+#include "service/store/members.h"
+#include "service/store/messages.h"
+#include "service/store/rooms.h"
+#include "service/store/spaces.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+namespace {
+
+struct DemoAccount {
+    const char* email;
+    const char* password;
+};
+
+constexpr std::array<DemoAccount, 4> k_accounts{{
+    {"ana@velmo.example", "Velmo-Ana-2024"},
+    {"luis@velmo.example", "Velmo-Luis-2024"},
+    {"marta@velmo.example", "Velmo-Marta-2024"},
+    {"kim@velmo.example", "Velmo-Kim-2024"},
+}};
+enum { ana, luis, marta, kim };
+
+constexpr std::array<const char*, 3> k_rooms{"Música", "Juegos", "Proyecto"};
+
+struct DemoLine {
+    int sender;
+    const char* text;
+};
+
+constexpr std::array<DemoLine, 24> k_lines{{
+    {ana, "¡Hola a todos! Este es el espacio de la comunidad."},
+    {luis, "Hola, Ana. ¿Se oye bien el micrófono nuevo?"},
+    {ana, "Perfecto, mucho mejor que ayer."},
+    {marta, "Yo llego en diez minutos."},
+    {luis, "Sin prisa, estamos en la sala Música."},
+    {marta, "¿Qué escucháis hoy?"},
+    {luis, "Un disco de jazz de 1959, grabado en dos tardes."},
+    {ana, "La batería suena como si estuviera aquí al lado."},
+    {marta, "Ya estoy. ¿Empezamos con el proyecto?"},
+    {ana, "Sí: quedan la portada y el texto de la segunda página."},
+    {luis, "La portada la tengo casi lista, falta elegir el color."},
+    {marta, "El azul oscuro, sin duda."},
+    {ana, "Voto por el azul también."},
+    {luis, "Azul entonces. Lo subo esta noche."},
+    {marta, "El texto lo reviso yo mañana por la mañana."},
+    {ana, "Genial. ¿Partida el viernes a las nueve?"},
+    {luis, "Apuntado."},
+    {marta, "Yo también, pero que sea corta :)"},
+    {ana, "Prometido, dos rondas como mucho."},
+    {luis, "Eso dijiste la semana pasada…"},
+    {marta, "Y acabamos a la una y media."},
+    {ana, "Fue una final muy reñida."},
+    {luis, "La revancha os espera."},
+    {marta, "Hasta mañana a todos."},
+}};
+
+constexpr int k_history_rounds = 6; // more than one page
+constexpr WallTime k_minute_ms = 60'000;
+constexpr WallTime k_day_ms = 24 * 60 * k_minute_ms;
+
+using DemoAccounts = std::array<Account, k_accounts.size()>;
+
+std::string hash_password(const char* password, PasswordCost cost) {
+    std::string result;
+    PasswordPool pool(0, cost);
+    pool.hash(password, [&](const std::string& hash) { result = hash; });
+    return result;
+}
+
+bool write_history(Database& database, const ChatScope& scope, const DemoAccounts& accounts,
+                   int rounds, WallTime now) {
+    WallTime time = now - rounds * k_day_ms;
+    for (int round = 0; round < rounds; ++round, time += k_day_ms) {
+        WallTime moment = time;
+        for (const DemoLine& line : k_lines) {
+            const Account& sender = accounts[static_cast<std::size_t>(line.sender)];
+            moment += 2 * k_minute_ms;
+            if (!add_message(database, scope, {sender.id, sender.username, line.text}, moment)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// The space that all but kim are in, with kim invited.
+bool make_spaces(Database& database, const DemoAccounts& accounts, WallTime now) {
+    const std::optional<Space> space =
+        create_space(database, accounts[ana], {"Comunidad Velmo", "", nullptr}, now);
+    if (!space) {
+        return false;
+    }
+    for (const int member : {luis, marta}) {
+        if (!add_member(database, space->id, accounts[static_cast<std::size_t>(member)].id, now)) {
+            return false;
+        }
+    }
+    for (const char* const name : k_rooms) {
+        if (!add_room(database, {space->id, name, accounts[ana].id}, now)) {
+            return false;
+        }
+    }
+    const std::vector<Room> rooms = list_rooms(database, space->id);
+    return add_invitation(database, {space->id, accounts[kim].email, accounts[ana].id}, now) &&
+           !rooms.empty() &&
+           write_history(database, {space->id, rooms[0].id}, accounts, k_history_rounds, now) &&
+           write_history(database, {space->id, {}}, accounts, 1, now);
+}
+
+} // namespace
+
+bool make_demo_data(Database& database, PasswordCost cost, WallTime now, std::string& error) {
+    if (!list_demo_accounts(database).empty()) {
+        return true;
+    }
+    Transaction transaction(database);
+    DemoAccounts accounts;
+    for (std::size_t i = 0; i < k_accounts.size(); ++i) {
+        const std::string hash = hash_password(k_accounts[i].password, cost);
+        if (find_account_by_email(database, k_accounts[i].email)) {
+            error = std::string("no demo data: ") + k_accounts[i].email + " is somebody's account";
+            return false;
+        }
+        const std::optional<Account> account =
+            hash.empty() ? std::nullopt
+                         : create_account(database, {k_accounts[i].email, hash, true}, now);
+        if (!account) {
+            error = "cannot write the demo data: " + database.failure_text();
+            return false;
+        }
+        accounts[i] = *account;
+    }
+    if (!make_spaces(database, accounts, now) || !transaction.commit()) {
+        error = "cannot write the demo data: " + database.failure_text();
+        return false;
+    }
+    return true;
+}
+
+std::vector<DemoLogin> demo_logins() {
+    std::vector<DemoLogin> logins;
+    logins.reserve(k_accounts.size());
+    for (const DemoAccount& account : k_accounts) {
+        logins.push_back({account.email, account.password});
+    }
+    return logins;
+}

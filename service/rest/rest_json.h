@@ -1,0 +1,40 @@
+// Reading the flat JSON objects of requests and writing those of answers. Called by the handlers.
+//
+// Clients look for the bytes "key":" in an answer: it is compact, in UTF-8 as it is, and in the
+// order in which it is written here.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// An answer's object, which keeps the order of its keys.
+using AnswerJson = nlohmann::ordered_json;
+
+/// The body of a request: an object of plain values. Only its texts are kept.
+class RestFields {
+  public:
+    /// Empty for anything but such an object: lists and objects within, bytes that are not UTF-8,
+    /// a key given twice, too many keys. A character that the client's buffer cut at the end of a
+    /// text is dropped.
+    static std::optional<RestFields> parse_json(std::string_view body);
+
+    /// What an HTML form or a query says; no failure. The first value of a name counts.
+    static RestFields parse_form(std::string_view text);
+
+    /// The value of `key` when it is a text; null otherwise.
+    const std::string* find(std::string_view key) const;
+
+    /// True when there is `key` with a value that is not a text.
+    bool is_other(std::string_view key) const;
+
+  private:
+    friend class FieldsReader;
+    std::map<std::string, std::optional<std::string>, std::less<>> m_fields; // none: no text
+};
+
+/// One line without blanks; bytes that are not UTF-8 are replaced.
+std::string compact_text(const AnswerJson& json);

@@ -1,0 +1,114 @@
+// See service/rest/rest_service.h.
+#include "service/rest/rest_service.h"
+
+#include "service/rest/rest_routes.h"
+#include "service/store/sessions.h"
+
+#include <strings.h>
+
+namespace {
+
+// The media type without its parameters is `wanted`.
+bool is_content_type(const std::string& given, std::string_view wanted) {
+    const std::string_view type = std::string_view(given).substr(0, given.find_first_of("; \t"));
+    return type.size() == wanted.size() &&
+           strncasecmp(type.data(), wanted.data(), wanted.size()) == 0;
+}
+
+RestAnswer no_route_answer(const RouteMatch& match) {
+    if (match.allowed.empty()) {
+        return error_answer(404, "Esa dirección no existe");
+    }
+    RestAnswer answer = error_answer(405, "Esa dirección no admite ese método");
+    answer.headers.emplace_back("Allow", match.allowed);
+    return answer;
+}
+
+std::optional<RestAnswer> refuse_type(const Route& route, const RestRequest& request) {
+    switch (route.input) {
+    case RouteInput::query:
+        return std::nullopt;
+    case RouteInput::json:
+        if (!is_content_type(request.content_type, "application/json")) {
+            return error_answer(415, "La petición debe ser JSON (application/json)");
+        }
+        return std::nullopt;
+    case RouteInput::form:
+        if (!is_content_type(request.content_type, "application/x-www-form-urlencoded")) {
+            return error_answer(415, "La petición debe ser un formulario");
+        }
+        return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+// Fills the call's fields. Sets its refusal when they cannot be read.
+void read_fields(RestCall& call, const Route& route) {
+    if (route.input == RouteInput::query) {
+        call.fields = RestFields::parse_form(call.request.query);
+    } else if (route.input == RouteInput::form) {
+        call.fields = RestFields::parse_form(call.request.body);
+    } else if (std::optional<RestFields> fields = RestFields::parse_json(call.request.body)) {
+        call.fields = std::move(*fields);
+    } else {
+        call.refusal = error_answer(400, "La petición no es un objeto JSON sencillo y válido");
+    }
+}
+
+// Fills the call's account. Sets its refusal when there is no such session.
+void read_session(RestCall& call) {
+    const std::string* const token = call.optional_text("sessionToken");
+    if (call.refusal) {
+        return;
+    }
+    std::optional<Account> account;
+    if (token != nullptr) {
+        account = find_session_account(call.database(), *token, call.now());
+    }
+    if (!account) {
+        call.refusal = error_answer(401, "La sesión no es válida o ha caducado");
+        return;
+    }
+    call.token = *token;
+    call.account = std::move(*account);
+}
+
+} // namespace
+
+std::size_t RestService::max_body_bytes(const RestRequest& request) const {
+    const RouteMatch match = find_route(request.method, request.path);
+    return match.route != nullptr ? match.route->max_body_bytes : k_max_body_bytes;
+}
+
+void RestService::handle(const RestRequest& request, RestReply reply) {
+    const RouteMatch match = find_route(request.method, request.path);
+    if (match.route == nullptr) {
+        reply(no_route_answer(match));
+        return;
+    }
+    const Route& route = *match.route;
+    // What a failing database gave may be incomplete, so nothing of it is told.
+    const RestReply checked_reply = [this, reply = std::move(reply)](const RestAnswer& answer) {
+        reply(m_context.database.take_failure()
+                  ? error_answer(500, "El servicio no puede leer o guardar sus datos")
+                  : answer);
+    };
+    RestCall call{m_context, request, checked_reply};
+    call.ids = match.ids;
+    call.refusal = refuse_type(route, request);
+    if (!call.refusal) {
+        read_fields(call, route);
+    }
+    if (!call.refusal && route.needs_account) {
+        read_session(call);
+    }
+    const std::optional<RestAnswer> answer = call.refusal ? call.refusal : route.handler(call);
+    if (answer) {
+        checked_reply(*answer);
+    }
+}
+
+void RestService::keep_house() {
+    delete_expired_sessions(m_context.database, m_context.options.now());
+    m_context.database.take_failure(); // another time, then
+}

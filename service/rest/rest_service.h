@@ -1,0 +1,33 @@
+// The REST half of the service without its sockets: from a request to its answer. Called by the
+// server, by tests and by the fuzzer.
+#pragma once
+
+#include "service/rest/rest_call.h"
+
+class RestService {
+  public:
+    /// `database` outlives the service. Main thread, as all that follows.
+    RestService(Database& database, RestOptions options)
+        : m_context(database, std::move(options)) {}
+
+    /// Starts the threads for passwords. False when the system gives none.
+    bool start() { return m_context.passwords.start(); }
+
+    /// How many bytes the body of a request with this head may have.
+    std::size_t max_body_bytes(const RestRequest& request) const;
+
+    /// Calls `reply` once, in this call or, when a password is to be checked, from deliver().
+    void handle(const RestRequest& request, RestReply reply);
+
+    /// Readable when deliver() has something to do.
+    int ready_file() const { return m_context.passwords.ready_file(); }
+    void deliver() { m_context.passwords.deliver(); }
+
+    /// Forgets expired sessions; called now and then.
+    void keep_house();
+
+    RestContext& context() { return m_context; }
+
+  private:
+    RestContext m_context;
+};

@@ -1,0 +1,64 @@
+// See service/rest/space_answers.h.
+#include "service/rest/space_answers.h"
+
+#include "service/store/members.h"
+#include "service/store/random_text.h"
+
+#include <nlohmann/json.hpp>
+
+ListText::ListText(std::string_view key, std::size_t max_bytes)
+    : m_head("{\"" + std::string(key) + "\":["), m_max_bytes(max_bytes) {}
+
+bool ListText::has_room_for(std::string_view object) {
+    constexpr std::size_t k_comma_and_end = 3;
+    m_is_full = m_is_full ||
+                m_head.size() + m_objects.size() + object.size() + k_comma_and_end > m_max_bytes;
+    return !m_is_full;
+}
+
+bool ListText::append(std::string_view object) {
+    if (!has_room_for(object)) {
+        return false;
+    }
+    m_objects += m_objects.empty() ? "" : ",";
+    m_objects += object;
+    return true;
+}
+
+bool ListText::prepend(std::string_view object) {
+    if (!has_room_for(object)) {
+        return false;
+    }
+    m_objects.insert(0, m_objects.empty() ? "" : ",");
+    m_objects.insert(0, object);
+    return true;
+}
+
+std::string space_text(const Space& space, SpaceRole role, std::string_view invitation_id) {
+    const bool is_inside = role == SpaceRole::owner || role == SpaceRole::member;
+    AnswerJson json;
+    json["id"] = space.id;
+    json["name"] = space.name;
+    json["description"] = space.description;
+    json["inviteCode"] = is_inside ? shown_invite_code(space.invite_code) : std::string();
+    json["hasImage"] = space.has_image;
+    json["imageUrl"] = space.has_image ? "/api/spaces/" + space.id + "/image" : std::string();
+    json["adminUserId"] = space.owner_id;
+    json["knownBy"] = role == SpaceRole::owner ? "owner" : is_inside ? "member" : "invited";
+    if (!is_inside) {
+        json["invitationStatus"] = "pending";
+        json["invitationId"] = invitation_id;
+    }
+    return compact_text(json);
+}
+
+std::optional<Space> find_own_space(RestCall& call) {
+    std::optional<Space> space = find_space(call.database(), call.ids[0]);
+    if (!space) {
+        call.refusal = error_answer(404, "Ese espacio no existe");
+    } else if (!is_member(call.database(), space->id, call.account.id)) {
+        call.refusal = error_answer(403, "No perteneces a ese espacio");
+        space.reset();
+    }
+    return space;
+}
