@@ -1,5 +1,9 @@
-// The application's activation: style, window, title bar, pages. Called by GTK once the main loop
-// starts.
+// The application's activation: settings, style, window, title bar, pages, session. Called by GTK
+// once the main loop starts.
+#include "backend/endpoints.h"
+#include "storage/local_files.h"
+#include "storage/session_restore.h"
+#include "ui/display_text.h"
 #include "ui/localisation.h"
 #include "ui/ui_internal.h"
 
@@ -9,6 +13,7 @@ constexpr int k_default_width = 900;
 constexpr int k_default_height = 650;
 constexpr int k_title_spacing = 8;
 constexpr std::int32_t k_title_icon_size = 20;
+constexpr guint k_layout_interval_ms = 250;
 
 void prefer_dark_theme() {
     g_object_set(gtk_settings_get_default(), "gtk-application-prefer-dark-theme", TRUE, nullptr);
@@ -38,20 +43,37 @@ void create_window(GtkApplication* application) {
     gtk_window_set_titlebar(window, create_header_bar());
 }
 
+void show_voice_server(const char* server_url) {
+    if (g_server_url_label != nullptr) {
+        gtk_label_set_text(GTK_LABEL(g_server_url_label), display_text(server_url).c_str());
+    }
+}
+
 } // namespace
 
 GtkWidget* g_window = nullptr;
+GtkWidget* g_server_url_label = nullptr;
 
 void on_activate(GtkApplication* application, gpointer) {
     if (g_window != nullptr) {
         gtk_window_present(GTK_WINDOW(g_window));
         return;
     }
+    load_local_settings();
     load_css();
     prefer_dark_theme();
     create_window(application);
     create_main_stack();
-    switch_to_login_page();
+    apply_language_to_ui();
+    Endpoints_SetVoiceServerCallback(show_voice_server);
+    if (try_auto_restore_session()) {
+        switch_to_hub_page();
+    } else {
+        switch_to_login_page();
+    }
     gtk_window_set_child(GTK_WINDOW(g_window), create_app_shell());
+    focus_visible_page();
+    update_login_layout_for_width(gtk_widget_get_width(g_window));
+    g_timeout_add(k_layout_interval_ms, update_login_layout_tick, nullptr);
     gtk_window_present(GTK_WINDOW(g_window));
 }

@@ -101,7 +101,7 @@ void GUI_UpdateConnectionState(int state) {
     g_state = state;
     const bool join_is_over = state == k_disconnected || state == k_connected || state == k_in_room;
     if (g_room_join_loading_active && join_is_over) {
-        hide_room_join_loading_popup();
+        hide_loading_popup();
         g_room_join_loading_active = false;
     }
     // These texts are Spanish in both languages.

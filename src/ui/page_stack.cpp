@@ -2,8 +2,11 @@
 // and the voice join.
 #include "base/text.h"
 #include "ui/display_text.h"
+#include "ui/hub/hub_internal.h"
 #include "ui/localisation.h"
 #include "ui/ui_internal.h"
+
+#include <initializer_list>
 
 namespace {
 
@@ -25,9 +28,26 @@ void add_page(GtkWidget*& slot, GtkWidget* page, const char* name) {
     gtk_stack_add_named(GTK_STACK(g_main_stack), page, name);
 }
 
+bool is_empty_entry(GtkWidget* entry) {
+    return is_empty(gtk_editable_get_text(GTK_EDITABLE(entry)));
+}
+
+// The field that is to be filled in first.
+void focus_first_empty(std::initializer_list<GtkWidget*> entries) {
+    for (GtkWidget* entry : entries) {
+        if (is_empty_entry(entry)) {
+            gtk_widget_grab_focus(entry);
+            return;
+        }
+    }
+}
+
 void show_page(const char* name) {
     if (g_main_stack != nullptr) {
+        // Else the stack would give it to the new page's first field, and select that one's text.
+        gtk_window_set_focus(GTK_WINDOW(g_window), nullptr);
         gtk_stack_set_visible_child_name(GTK_STACK(g_main_stack), name);
+        focus_visible_page();
     }
 }
 
@@ -47,15 +67,27 @@ void create_main_stack() {
     GtkStack* const stack = GTK_STACK(g_main_stack);
     gtk_stack_set_transition_type(stack, GTK_STACK_TRANSITION_TYPE_CROSSFADE);
     gtk_stack_set_transition_duration(stack, k_transition_ms);
-    add_page(g_login_page, create_empty_page(), k_login_name);
-    add_page(g_register_page, create_empty_page(), k_register_name);
-    add_page(g_hub_page, create_empty_page(), k_hub_name);
+    add_page(g_login_page, create_login_page(), k_login_name);
+    add_page(g_register_page, create_register_page(), k_register_name);
+    add_page(g_hub_page, create_hub_page(), k_hub_name);
     add_page(g_rooms_page, create_empty_page(), k_rooms_name);
     add_page(g_main_page, create_main_page(), k_main_name);
 }
 
 GtkWidget* create_app_shell() {
     return g_main_stack;
+}
+
+void focus_visible_page() {
+    const GtkWidget* const page = gtk_stack_get_visible_child(GTK_STACK(g_main_stack));
+    if (page == g_login_page) {
+        focus_first_empty({g_username_entry, g_password_entry});
+    } else if (page == g_register_page) {
+        focus_first_empty({g_register_username_entry, g_register_password_entry,
+                           g_register_confirm_password_entry});
+    } else if (page == g_hub_page) {
+        gtk_widget_grab_focus(g_servers_list);
+    }
 }
 
 GtkWidget* create_main_page() {
@@ -85,6 +117,14 @@ void switch_to_register_page() {
 
 void switch_to_hub_page() {
     show_page(k_hub_name);
+    if (g_hub_notebook != nullptr) {
+        gtk_notebook_set_current_page(GTK_NOTEBOOK(g_hub_notebook), 0);
+    }
+    refresh_hub_user_profile();
+    if (g_hub_display_name_entry != nullptr && is_empty_entry(g_hub_display_name_entry)) {
+        gtk_editable_set_text(GTK_EDITABLE(g_hub_display_name_entry),
+                              display_text(get_shown_display_name()).c_str());
+    }
 }
 
 void switch_to_rooms_page() {
@@ -93,6 +133,9 @@ void switch_to_rooms_page() {
 
 void switch_to_main_page() {
     show_page(k_main_name);
+    if (g_user_label != nullptr) {
+        gtk_label_set_text(GTK_LABEL(g_user_label), display_text(get_shown_display_name()).c_str());
+    }
     char status[128];
     format_text(status, tr("status_in_channel"), g_current_room);
     GUI_SetStatusText(status);

@@ -18,6 +18,20 @@ void keep(T*& slot, T* object) {
     g_set_weak_pointer(&slot, object);
 }
 
+/// Makes such a global null while its widget may still live.
+template <typename T>
+void forget(T*& slot) {
+    g_clear_weak_pointer(&slot);
+}
+
+/// The same margin on all four sides, in pixels.
+inline void set_margins(GtkWidget* widget, int margin) {
+    gtk_widget_set_margin_start(widget, margin);
+    gtk_widget_set_margin_end(widget, margin);
+    gtk_widget_set_margin_top(widget, margin);
+    gtk_widget_set_margin_bottom(widget, margin);
+}
+
 // Shell (app_shell.cpp, page_stack.cpp).
 extern GObjectPtr<GtkApplication> g_app;
 extern GtkWidget* g_window;
@@ -29,6 +43,7 @@ extern GtkWidget* g_rooms_page;
 extern GtkWidget* g_main_page;
 extern GtkWidget* g_notebook;
 extern GtkWidget* g_channel_tab;
+extern GtkWidget* g_server_url_label; ///< shows the voice server's address, where there is one
 
 /// Builds the window on the application's first activation; a later one (a second start of the
 /// program) brings it to the front.
@@ -38,6 +53,8 @@ void on_activate(GtkApplication* application, gpointer data);
 void create_main_stack();
 /// What the window holds: the stack.
 GtkWidget* create_app_shell();
+/// Gives the keyboard to what the visible page begins with, once the stack is in a window.
+void focus_visible_page();
 GtkWidget* create_main_page();
 void switch_to_login_page();
 void switch_to_register_page();
@@ -73,11 +90,66 @@ GtkWidget* create_app_icon_image(std::int32_t pixel_size);
 GtkWidget* create_google_icon_image();
 GtkWidget* create_space_thumbnail_image(std::int32_t pixel_size);
 
-// Popup of a voice join that is under way (loading_popup.cpp).
-extern GtkWidget* g_room_join_loading_popup;
-extern bool g_room_join_loading_active;
+// Waiting popups over the window (waiting_popup.cpp). Showing one returns when it is painted: the
+// caller may block then.
+extern GtkWidget* g_google_connecting_popup;
+extern GtkWidget* g_loading_popup;
+extern bool g_room_join_loading_active; ///< g_loading_popup is that of a voice join under way
 
-void hide_room_join_loading_popup();
+void show_google_connecting_popup();
+void hide_google_connecting_popup();
+/// A null or empty text stands for a channel that is being loaded.
+void show_loading_popup(const char* text);
+void hide_loading_popup();
+
+// Texts (relabel.cpp).
+
+/// Gives every widget that lives as long as the window its text in the current language.
+void apply_language_to_ui();
+
+// Sign-in pages (login_page.cpp, register_page.cpp).
+extern GtkWidget* g_login_container;
+extern GtkWidget* g_login_title_label;
+extern GtkWidget* g_login_subtitle_label;
+extern GtkWidget* g_login_username_label;
+extern GtkWidget* g_username_entry;
+extern GtkWidget* g_login_password_label;
+extern GtkWidget* g_password_entry;
+extern GtkWidget* g_login_backend_label; ///< always null: there is one realm, so no row for it
+extern GtkWidget* g_backend_realm_combo; ///< as g_login_backend_label
+extern GtkWidget* g_login_hint_label;
+extern GtkWidget* g_login_btn;
+extern GtkWidget* g_register_btn;
+extern GtkWidget* g_google_login_btn;
+extern GtkWidget* g_google_login_btn_label;
+extern bool g_login_compact_mode;
+
+extern GtkWidget* g_register_username_label;
+extern GtkWidget* g_register_username_entry;
+extern GtkWidget* g_register_password_label;
+extern GtkWidget* g_register_password_entry;
+extern GtkWidget* g_register_confirm_password_label;
+extern GtkWidget* g_register_confirm_password_entry;
+extern GtkWidget* g_register_create_btn;
+extern GtkWidget* g_register_back_btn;
+
+GtkWidget* create_login_page();
+GtkWidget* create_register_page();
+
+/// Narrow windows get narrower margins and buttons; `width` is the window's, in pixels, 0 or less
+/// for one that is not shown yet.
+void update_login_layout_for_width(std::int32_t width);
+
+/// GLib callback: keeps the layout in step with the window's size.
+gboolean update_login_layout_tick(gpointer data);
+
+// Signal handlers of the sign-in pages (sign_in.cpp). Each blocks for its requests.
+void on_login_clicked(GtkWidget* sender, gpointer data);
+void on_username_activate(GtkWidget* sender, gpointer data);
+void on_register_clicked(GtkWidget* sender, gpointer data);
+void on_google_login_clicked(GtkWidget* sender, gpointer data);
+void on_register_create_clicked(GtkWidget* sender, gpointer data);
+void on_register_back_clicked(GtkWidget* sender, gpointer data);
 
 // Focus (window_focus.cpp).
 extern GtkWidget* g_servers_list;

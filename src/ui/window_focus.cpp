@@ -11,7 +11,8 @@ void restore_main_window_focus() {
         return;
     }
     gtk_window_present(GTK_WINDOW(g_window));
-    if (g_servers_list != nullptr) {
+    // On another page than the hub the field that had the keyboard keeps it.
+    if (g_servers_list != nullptr && gtk_widget_get_mapped(g_servers_list) != FALSE) {
         gtk_widget_grab_focus(g_servers_list);
     }
 }

@@ -1,4 +1,5 @@
 // Alerts, and where the keyboard goes after one.
+#include "ui/localisation.h"
 #include "ui_harness.h"
 
 #include <gtest/gtest.h>
@@ -15,26 +16,9 @@ bool shows(GtkWindow* dialog, const char* text) {
     return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
-/// The dialog once it is on the screen: nobody closes one that is not.
-GtkWindow* wait_for_dialog() {
-    wait_until([] {
-        GtkWindow* const dialog = find_dialog();
-        return dialog != nullptr && gtk_widget_get_mapped(GTK_WIDGET(dialog)) != FALSE;
-    });
-    return find_dialog();
-}
-
-/// Closes it as the window manager's button does: from the main loop.
-void close_dialog(GtkWindow* dialog) {
-    g_idle_add_once([](gpointer window) { gtk_window_close(GTK_WINDOW(window)); }, dialog);
-    wait_until([] { return find_dialog() == nullptr; });
-}
-
-/// Puts a list and a button on the hub page; the button has the keyboard.
+/// Shows the hub with a button of the test's own, which has the keyboard.
 GtkWidget* prepare_hub() {
-    keep(g_servers_list, gtk_list_box_new());
     GtkWidget* const button = gtk_button_new_with_label("x");
-    gtk_box_append(GTK_BOX(g_hub_page), g_servers_list);
     gtk_box_append(GTK_BOX(g_hub_page), button);
     switch_to_hub_page();
     wait_until([button] { return gtk_widget_get_mapped(button) != FALSE; });
@@ -63,6 +47,32 @@ TEST(Alert, TakesTextsLiterallyAndMakesThemValid) {
         EXPECT_TRUE(shows(dialog, "100 %s %n"));
         EXPECT_TRUE(shows(dialog, "50 %d <b>"));
     });
+}
+
+TEST(Alert, AWordOfAnyLengthStaysOnTheScreen) {
+    run_interface([] {
+        GUI_ShowMessage("t", std::string(250, 'x').c_str(), k_gui_message_error);
+        GtkWindow* const dialog = wait_for_dialog();
+        ASSERT_NE(dialog, nullptr);
+        wait_until([dialog] { return gtk_widget_get_width(GTK_WIDGET(dialog)) > 0; });
+        EXPECT_LT(gtk_widget_get_width(GTK_WIDGET(dialog)), 900);
+    });
+}
+
+TEST(Alert, ItsButtonSpeaksTheProgramsLanguage) {
+    for (const auto& [language, text] :
+         {std::pair{k_language_spanish, "Cerrar"}, std::pair{k_language_english, "Close"}}) {
+        run_interface([language = language, text = text] {
+            g_language = language;
+            GUI_ShowMessage("t", "d", k_gui_message_information);
+            GtkWindow* const dialog = wait_for_dialog();
+            ASSERT_NE(dialog, nullptr);
+            GtkWidget* const button = find_widget(gtk_window_get_child(dialog), GTK_TYPE_BUTTON);
+            ASSERT_NE(button, nullptr);
+            EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(button)), text);
+        });
+    }
+    g_language = k_language_spanish;
 }
 
 TEST(Alert, LooksTheSameForEveryKind) {
@@ -143,6 +153,21 @@ TEST(Alert, ClosingPresentsTheWindowAlsoWithoutASpacesList) {
         g_idle_add_once([](gpointer window) { gtk_window_close(GTK_WINDOW(window)); }, dialog);
         wait_until([] { return gtk_widget_get_visible(g_window) != FALSE; });
         run_main_loop_for_ms(k_retries_ms);
+    });
+}
+
+TEST(Alert, OnAnotherPageThanTheHubTheFieldKeepsTheKeyboard) {
+    run_interface([] {
+        switch_to_login_page();
+        GtkWidget* const before = gtk_window_get_focus(GTK_WINDOW(g_window));
+        ASSERT_NE(before, nullptr);
+        EXPECT_TRUE(gtk_widget_is_ancestor(before, g_username_entry));
+        GUI_ShowMessage("t", "d", k_gui_message_information);
+        GtkWindow* const dialog = wait_for_dialog();
+        ASSERT_NE(dialog, nullptr);
+        close_dialog(dialog);
+        run_main_loop_for_ms(k_retries_ms);
+        EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), before);
     });
 }
 

@@ -1,7 +1,9 @@
 // The window, its title bar, its pages, and its end.
 #include "ui_harness.h"
 
+#include "backend/identity.h"
 #include "base/main_thread.h"
+#include "base/text.h"
 #include "ui/localisation.h"
 
 #include <gtest/gtest.h>
@@ -11,11 +13,6 @@ namespace {
 GtkWidget* title_box() {
     GtkWidget* const header = gtk_window_get_titlebar(GTK_WINDOW(g_window));
     return gtk_header_bar_get_title_widget(GTK_HEADER_BAR(header));
-}
-
-std::string visible_page() {
-    const char* const name = gtk_stack_get_visible_child_name(GTK_STACK(g_main_stack));
-    return name == nullptr ? "" : name;
 }
 
 TEST(AppShell, WindowHasTitleDefaultSizeAndIsMaximised) {
@@ -143,6 +140,19 @@ TEST(AppShell, MainPageNamesTheChannelInTheChosenLanguage) {
         EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_status_label)), "In channel: general");
         g_language = k_language_spanish;
     });
+}
+
+TEST(AppShell, MainPageShowsTheUserUnderTheDisplayName) {
+    run_interface([] {
+        keep(g_user_label, gtk_label_new("old"));
+        gtk_box_append(GTK_BOX(g_channel_tab), g_user_label);
+        copy_text(g_username, "ana");
+        copy_text(g_display_name, "Anita");
+        switch_to_main_page();
+        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_user_label)), "Anita");
+    });
+    copy_text(g_username, "");
+    copy_text(g_display_name, "");
 }
 
 TEST(AppShell, ASecondActivationKeepsTheOneWindow) {

@@ -83,19 +83,18 @@ TEST(GuiFacade, StatusTextIsSetAsGivenAndMadeValid) {
 TEST(GuiFacade, ConnectingKeepsTheJoinPopupAndAnythingDecidedHidesIt) {
     for (const int decided : {0, 2, 3}) {
         run_interface([decided] {
-            keep(g_room_join_loading_popup, gtk_window_new());
-            gtk_window_present(GTK_WINDOW(g_room_join_loading_popup));
+            show_loading_popup("Ingresando a la sala...");
             g_room_join_loading_active = true;
             GUI_UpdateConnectionState(1);
             EXPECT_TRUE(g_room_join_loading_active);
-            EXPECT_NE(g_room_join_loading_popup, nullptr);
+            EXPECT_NE(g_loading_popup, nullptr);
             GUI_UpdateConnectionState(9);
             EXPECT_TRUE(g_room_join_loading_active);
-            EXPECT_NE(g_room_join_loading_popup, nullptr);
+            EXPECT_NE(g_loading_popup, nullptr);
             GUI_UpdateConnectionState(decided);
             EXPECT_FALSE(g_room_join_loading_active);
-            EXPECT_EQ(g_room_join_loading_popup, nullptr);
-            EXPECT_EQ(g_list_length(gtk_application_get_windows(g_app.get())), 1U);
+            EXPECT_EQ(g_loading_popup, nullptr);
+            EXPECT_EQ(find_dialog(), nullptr);
             GUI_UpdateConnectionState(0);
         });
     }
@@ -103,11 +102,10 @@ TEST(GuiFacade, ConnectingKeepsTheJoinPopupAndAnythingDecidedHidesIt) {
 
 TEST(GuiFacade, APopupThatIsNotOfAJoinStays) {
     run_interface([] {
-        keep(g_room_join_loading_popup, gtk_window_new());
+        show_loading_popup(nullptr);
         GUI_UpdateConnectionState(2);
-        EXPECT_NE(g_room_join_loading_popup, nullptr);
-        hide_room_join_loading_popup();
-        EXPECT_EQ(g_room_join_loading_popup, nullptr);
+        EXPECT_NE(g_loading_popup, nullptr);
+        hide_loading_popup();
         GUI_UpdateConnectionState(0);
     });
 }

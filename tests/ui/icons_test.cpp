@@ -97,7 +97,8 @@ TEST_F(Icons, FileIsDrawnAtTheAskedSize) {
         GtkWidget* const image = create_app_icon_image(20);
         gtk_widget_set_halign(image, GTK_ALIGN_CENTER);
         gtk_widget_set_valign(image, GTK_ALIGN_CENTER);
-        gtk_box_append(GTK_BOX(g_login_page), image);
+        gtk_box_append(GTK_BOX(g_rooms_page), image);
+        switch_to_rooms_page();
         wait_until([image] { return gtk_widget_get_width(image) > 0; });
         EXPECT_EQ(gtk_widget_get_width(image), 20);
         const Pixels pixels = paint_widget(image);

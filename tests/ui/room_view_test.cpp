@@ -163,7 +163,8 @@ TEST_F(RoomChat, AMessageScrollsTheViewButASystemLineDoesNot) {
         GtkWidget* const scrolled = gtk_scrolled_window_new();
         gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), view);
         gtk_widget_set_size_request(scrolled, 200, 100);
-        gtk_box_append(GTK_BOX(g_login_page), scrolled);
+        gtk_box_append(GTK_BOX(g_rooms_page), scrolled);
+        switch_to_rooms_page();
         keep(g_chat_view, view);
         GtkAdjustment* const position =
             gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scrolled));

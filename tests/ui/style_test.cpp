@@ -42,10 +42,10 @@ class Style : public testing::Test {
     std::filesystem::path m_before;
 };
 
-/// What the window shows where no page has anything, once it shows anything.
+/// What the window shows beside the login form, once it shows anything.
 std::uint32_t window_colour() {
     const Pixels pixels = paint_widget(g_window);
-    return pixels.data.empty() ? 0 : pixels.at(pixels.width / 2, pixels.height * 9 / 10);
+    return pixels.data.empty() ? 0 : pixels.at(pixels.width / 20, pixels.height * 9 / 10);
 }
 
 std::string normalised(const char* css) {

@@ -28,6 +28,14 @@ gboolean run_body(gpointer data) {
     return G_SOURCE_REMOVE;
 }
 
+/// The files of the user's own folder are the test's, whoever runs it.
+void make_user_folder_private() {
+    const std::filesystem::path folder = std::filesystem::current_path() / "user-data";
+    std::filesystem::create_directories(folder);
+    g_setenv("XDG_CONFIG_HOME", folder.string().c_str(), TRUE);
+    g_setenv("APPDATA", folder.string().c_str(), TRUE);
+}
+
 /// Opens the display and sets the font before the first test. Criticals of our own are fatal
 /// (G_DEBUG says so); one that GTK itself logs on the way, because Wine names no system font, is
 /// not.
@@ -37,6 +45,7 @@ class OpenDisplay : public testing::Environment {
         const GLogLevelFlags fatal =
             g_log_set_always_fatal(static_cast<GLogLevelFlags>(G_LOG_FATAL_MASK));
         gtk_init();
+        make_user_folder_private(); // after GTK has read its own settings
         g_object_set(gtk_settings_get_default(), "gtk-font-name", "DejaVu Sans 10", nullptr);
         g_log_set_always_fatal(fatal);
     }
@@ -53,6 +62,11 @@ int run_interface(const std::function<void()>& body) {
     char* arguments[] = {name, nullptr};
     const int status = GUI_Init(1, arguments);
     GUI_Cleanup();
+    if (g_css_provider != nullptr) { // or it would style the next test's window, too
+        gtk_style_context_remove_provider_for_display(gdk_display_get_default(),
+                                                      GTK_STYLE_PROVIDER(g_css_provider.get()));
+        g_css_provider.reset();
+    }
     return status;
 }
 
@@ -112,6 +126,24 @@ GtkWindow* find_dialog() {
         }
     }
     return nullptr;
+}
+
+GtkWindow* wait_for_dialog() {
+    wait_until([] {
+        GtkWindow* const dialog = find_dialog();
+        return dialog != nullptr && gtk_widget_get_mapped(GTK_WIDGET(dialog)) != FALSE;
+    });
+    return find_dialog();
+}
+
+void close_dialog(GtkWindow* dialog) {
+    g_idle_add_once([](gpointer window) { gtk_window_close(GTK_WINDOW(window)); }, dialog);
+    wait_until([] { return find_dialog() == nullptr; });
+}
+
+std::string visible_page() {
+    const char* const name = gtk_stack_get_visible_child_name(GTK_STACK(g_main_stack));
+    return name == nullptr ? "" : name;
 }
 
 Pixels paint(GdkPaintable* paintable, int width, int height) {

@@ -30,6 +30,15 @@ GtkWidget* find_widget(GtkWidget* widget, GType type);
 /// The open window that is transient for the main window, or null.
 GtkWindow* find_dialog();
 
+/// The dialog once it is on the screen: nobody closes one that is not.
+GtkWindow* wait_for_dialog();
+
+/// Closes it as the window manager's button does: from the main loop.
+void close_dialog(GtkWindow* dialog);
+
+/// The name of the page that the main window shows.
+std::string visible_page();
+
 /// A painted widget, or any other paintable: 0xAARRGGBB, premultiplied, row by row.
 struct Pixels {
     int width;

@@ -1,0 +1,26 @@
+// The widgets of the room view and the settings tab. See ui/room/room_internal.h.
+#include "ui/room/room_internal.h"
+
+GtkWidget* g_peers_header_label = nullptr;
+GtkWidget* g_chat_entry = nullptr;
+GtkWidget* g_back_to_hub_btn = nullptr;
+
+GtkWidget* g_settings_devices_title_label = nullptr;
+GtkWidget* g_settings_input_device_label = nullptr;
+GtkWidget* g_settings_output_device_label = nullptr;
+GtkWidget* g_settings_volume_title_label = nullptr;
+GtkWidget* g_settings_input_volume_label = nullptr;
+GtkWidget* g_settings_output_volume_label = nullptr;
+GtkWidget* g_settings_input_level_label = nullptr;
+GtkWidget* g_settings_audio_test_title_label = nullptr;
+GtkWidget* g_settings_audio_test_desc_label = nullptr;
+GtkWidget* g_test_audio_btn = nullptr;
+GtkWidget* g_settings_processing_title_label = nullptr;
+GtkWidget* g_settings_noise_reduction_label = nullptr;
+GtkWidget* g_settings_noise_reduction_desc_label = nullptr;
+GtkWidget* g_settings_lang_title_label = nullptr;
+GtkWidget* g_settings_lang_desc_label = nullptr;
+GtkWidget* g_settings_account_title_label = nullptr;
+GtkWidget* g_settings_account_desc_label = nullptr;
+GtkWidget* g_logout_btn = nullptr;
+bool g_is_testing_audio = false;

@@ -1,0 +1,326 @@
+// The hub: who is signed in, and the list of spaces.
+#include "ui_harness.h"
+
+#include "backend/hub_tables.h"
+#include "backend/identity.h"
+#include "base/text.h"
+#include "support/empty_hub_tables.h"
+#include "ui/hub/hub_internal.h"
+#include "ui/localisation.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace {
+
+class HubPage : public testing::Test {
+  protected:
+    void SetUp() override { forget(); }
+    void TearDown() override { forget(); }
+
+    static void add_space(const char* id, const char* name, const char* role = "member",
+                          const char* invitation_status = "") {
+        HubSpace& space = g_hub_servers[g_hub_server_count];
+        copy_text(space.id, id);
+        copy_text(space.name, name);
+        copy_text(space.role, role);
+        copy_text(space.invitationStatus, invitation_status);
+        ++g_hub_server_count;
+    }
+
+  private:
+    static void forget() {
+        std::memset(static_cast<void*>(g_hub_servers), 0, sizeof(g_hub_servers));
+        empty_hub_tables();
+        for (char* text : {g_username, g_user_email, g_display_name}) {
+            text[0] = '\0';
+        }
+        g_language = k_language_spanish;
+    }
+};
+
+std::string label(GtkWidget* widget) {
+    return gtk_label_get_text(GTK_LABEL(widget));
+}
+
+std::vector<GtkWidget*> rows() {
+    return children_of(g_servers_list);
+}
+
+std::string text_data(GtkWidget* row, const char* key) {
+    const auto* const text = static_cast<const char*>(g_object_get_data(G_OBJECT(row), key));
+    return text == nullptr ? "none" : text;
+}
+
+int index_data(GtkWidget* row, const char* key) {
+    return GPOINTER_TO_INT(g_object_get_data(G_OBJECT(row), key));
+}
+
+TEST_F(HubPage, HoldsANotebookWithTheSpacesTab) {
+    run_interface([] {
+        EXPECT_EQ(gtk_orientable_get_orientation(GTK_ORIENTABLE(g_hub_page)),
+                  GTK_ORIENTATION_VERTICAL);
+        EXPECT_TRUE(gtk_widget_get_hexpand(g_hub_page));
+        EXPECT_TRUE(gtk_widget_get_vexpand(g_hub_page));
+        ASSERT_EQ(children_of(g_hub_page), std::vector<GtkWidget*>{g_hub_notebook});
+        GtkNotebook* const notebook = GTK_NOTEBOOK(g_hub_notebook);
+        EXPECT_EQ(gtk_notebook_get_tab_pos(notebook), GTK_POS_TOP);
+        GtkWidget* const tab = gtk_notebook_get_nth_page(notebook, 0);
+        EXPECT_TRUE(GTK_IS_SCROLLED_WINDOW(tab));
+        EXPECT_EQ(gtk_notebook_get_tab_label(notebook, tab), g_hub_tab_label);
+        EXPECT_EQ(label(g_hub_tab_label), tr("tab_spaces"));
+    });
+}
+
+/// The column that a widget of the Spaces tab stands in.
+GtkWidget* column_of(GtkWidget* widget) {
+    while (widget != nullptr && gtk_widget_has_css_class(widget, "settings-section") == FALSE) {
+        widget = gtk_widget_get_parent(widget);
+    }
+    return widget;
+}
+
+TEST_F(HubPage, UserColumnNamesTheHubAndTheUser) {
+    run_interface([] {
+        GtkWidget* const column = column_of(g_hub_title_label);
+        ASSERT_NE(column, nullptr);
+        int width = 0;
+        gtk_widget_get_size_request(column, &width, nullptr);
+        EXPECT_EQ(width, 280);
+        EXPECT_EQ(label_texts(column),
+                  (std::vector<std::string>{tr("hub_title"), tr("hub_subtitle"), "-", "-"}));
+        EXPECT_TRUE(gtk_widget_has_css_class(g_hub_title_label, "settings-title"));
+        EXPECT_TRUE(gtk_widget_has_css_class(g_hub_subtitle_label, "settings-description"));
+        EXPECT_TRUE(gtk_widget_has_css_class(g_hub_user_name_label, "hub-user-name"));
+        EXPECT_TRUE(gtk_widget_has_css_class(g_hub_user_email_label, "hub-user-email"));
+        GtkWidget* const user = gtk_widget_get_parent(g_hub_user_name_label);
+        EXPECT_EQ(gtk_orientable_get_orientation(GTK_ORIENTABLE(user)), GTK_ORIENTATION_HORIZONTAL);
+        EXPECT_EQ(gtk_box_get_spacing(GTK_BOX(user)), 6);
+    });
+}
+
+TEST_F(HubPage, SpacesColumnHoldsTitleListAndEmptyBox) {
+    run_interface([] {
+        GtkWidget* const column = column_of(g_servers_list);
+        ASSERT_NE(column, nullptr);
+        int width = 0;
+        gtk_widget_get_size_request(column, &width, nullptr);
+        EXPECT_EQ(width, 360);
+        EXPECT_EQ(gtk_widget_get_next_sibling(column_of(g_hub_title_label)), column);
+        const std::vector<GtkWidget*> parts = children_of(column);
+        ASSERT_EQ(parts.size(), 3U);
+        EXPECT_EQ(label_texts(parts[0]), std::vector<std::string>{tr("hub_spaces_available")});
+        EXPECT_TRUE(gtk_widget_has_css_class(children_of(parts[0]).at(0), "settings-option-title"));
+        EXPECT_TRUE(gtk_widget_is_ancestor(g_servers_list, parts[1]));
+        EXPECT_TRUE(GTK_IS_SCROLLED_WINDOW(parts[1]));
+        EXPECT_EQ(parts[2], g_empty_spaces_box);
+        EXPECT_TRUE(gtk_widget_has_css_class(g_empty_spaces_box, "settings-section"));
+        EXPECT_EQ(label_texts(g_empty_spaces_box),
+                  std::vector<std::string>{tr("hub_empty_spaces")});
+        GtkListBox* const list = GTK_LIST_BOX(g_servers_list);
+        EXPECT_TRUE(gtk_widget_has_css_class(g_servers_list, "peer-list"));
+        EXPECT_EQ(gtk_list_box_get_selection_mode(list), GTK_SELECTION_SINGLE);
+        EXPECT_FALSE(gtk_list_box_get_activate_on_single_click(list));
+        EXPECT_TRUE(gtk_test_accessible_has_relation(GTK_ACCESSIBLE(g_servers_list),
+                                                     GTK_ACCESSIBLE_RELATION_LABELLED_BY));
+    });
+}
+
+TEST_F(HubPage, WithoutSpacesTheEmptyBoxShowsAndWithSpacesItDoesNot) {
+    run_interface([] {
+        EXPECT_TRUE(gtk_widget_get_visible(g_empty_spaces_box));
+        add_space("s1", "Uno");
+        refresh_hub_server_list();
+        EXPECT_FALSE(gtk_widget_get_visible(g_empty_spaces_box));
+        g_hub_server_count = 0;
+        refresh_hub_server_list();
+        EXPECT_TRUE(gtk_widget_get_visible(g_empty_spaces_box));
+        EXPECT_TRUE(rows().empty());
+    });
+}
+
+TEST_F(HubPage, EachSpaceIsARowInTheOrderOfTheTable) {
+    run_interface([] {
+        add_space("s1", "Uno");
+        add_space("s2", "Dos", "invited", "pending");
+        refresh_hub_server_list();
+        ASSERT_EQ(rows().size(), 2U);
+        struct Expected {
+            int index;
+            const char* id;
+            const char* name;
+            std::vector<std::string> texts;
+        };
+        const Expected expected[] = {
+            {1, "s1", "Uno", {"Uno"}},
+            {2, "s2", "Dos", {"Dos", "Invitación pendiente"}},
+        };
+        for (std::size_t i = 0; i < 2; ++i) {
+            GtkWidget* const row = rows()[i];
+            EXPECT_EQ(label_texts(row), expected[i].texts);
+            EXPECT_EQ(index_data(row, "space-index"), expected[i].index);
+            EXPECT_EQ(index_data(row, "room-index"), 0);
+            EXPECT_EQ(text_data(row, "chat-scope-type"), "space");
+            EXPECT_EQ(text_data(row, "chat-scope-id"), expected[i].id);
+            EXPECT_EQ(text_data(row, "chat-title"), expected[i].name);
+            EXPECT_TRUE(gtk_list_box_row_get_selectable(GTK_LIST_BOX_ROW(row)));
+            EXPECT_TRUE(gtk_list_box_row_get_activatable(GTK_LIST_BOX_ROW(row)));
+        }
+    });
+}
+
+TEST_F(HubPage, ARowShowsThumbnailNameAndInvitation) {
+    run_interface([] {
+        add_space("s1", "Uno", "invited", "pending");
+        refresh_hub_server_list();
+        GtkWidget* const box = gtk_list_box_row_get_child(GTK_LIST_BOX_ROW(rows().at(0)));
+        EXPECT_TRUE(gtk_widget_has_css_class(box, "peer-item"));
+        EXPECT_TRUE(gtk_widget_has_css_class(box, "hub-space-row"));
+        EXPECT_EQ(gtk_box_get_spacing(GTK_BOX(box)), 10);
+        EXPECT_EQ(gtk_widget_get_margin_start(box), 8);
+        EXPECT_EQ(gtk_widget_get_margin_end(box), 8);
+        EXPECT_EQ(gtk_widget_get_margin_top(box), 2);
+        EXPECT_EQ(gtk_widget_get_margin_bottom(box), 2);
+
+        const std::vector<GtkWidget*> parts = children_of(box);
+        ASSERT_EQ(parts.size(), 2U);
+        ASSERT_TRUE(GTK_IS_IMAGE(parts[0]));
+        EXPECT_EQ(gtk_image_get_pixel_size(GTK_IMAGE(parts[0])), 36);
+        EXPECT_EQ(gtk_widget_get_valign(parts[0]), GTK_ALIGN_START);
+        EXPECT_EQ(gtk_box_get_spacing(GTK_BOX(parts[1])), 4);
+        EXPECT_TRUE(gtk_widget_get_hexpand(parts[1]));
+        const std::vector<GtkWidget*> texts = children_of(parts[1]);
+        ASSERT_EQ(texts.size(), 2U);
+        for (GtkWidget* text : texts) {
+            EXPECT_EQ(gtk_widget_get_halign(text), GTK_ALIGN_START);
+        }
+        EXPECT_TRUE(gtk_widget_has_css_class(texts[0], "settings-option-title"));
+        EXPECT_TRUE(gtk_widget_has_css_class(texts[0], "hub-space-title"));
+        EXPECT_TRUE(gtk_widget_has_css_class(texts[1], "settings-option-desc"));
+    });
+}
+
+TEST_F(HubPage, OnlyAnInvitationThatIsPendingIsCalledSo) {
+    run_interface([] {
+        add_space("s1", "Uno", "member", "pending");
+        add_space("s2", "Dos", "invited", "accepted");
+        refresh_hub_server_list();
+        EXPECT_EQ(label_texts(g_servers_list), (std::vector<std::string>{"Uno", "Dos"}));
+    });
+}
+
+TEST_F(HubPage, ThePendingInvitationIsNamedInSpanishInEnglishToo) {
+    g_language = k_language_english;
+    run_interface([] {
+        add_space("s1", "One", "invited", "pending");
+        refresh_hub_server_list();
+        EXPECT_EQ(label_texts(g_servers_list),
+                  (std::vector<std::string>{"One", "Invitación pendiente"}));
+    });
+}
+
+TEST_F(HubPage, RebuildingKeepsTheSelectedSpaceAndDropsOneThatIsGone) {
+    run_interface([] {
+        add_space("s1", "Uno");
+        add_space("s2", "Dos");
+        g_selected_server_index = 1;
+        refresh_hub_server_list();
+        GtkListBox* const list = GTK_LIST_BOX(g_servers_list);
+        EXPECT_EQ(GTK_WIDGET(gtk_list_box_get_selected_row(list)), rows().at(1));
+        refresh_hub_server_list();
+        EXPECT_EQ(rows().size(), 2U);
+        EXPECT_EQ(GTK_WIDGET(gtk_list_box_get_selected_row(list)), rows().at(1));
+        for (const int gone : {2, -1}) {
+            g_selected_server_index = gone;
+            refresh_hub_server_list();
+            EXPECT_EQ(gtk_list_box_get_selected_row(list), nullptr);
+        }
+    });
+}
+
+TEST_F(HubPage, NamesOfOddBytesAndMarkupShowAsText) {
+    run_interface([] {
+        add_space("s1", "<b>A&B</b>\xC3(");
+        refresh_hub_server_list();
+        EXPECT_EQ(label_texts(g_servers_list), std::vector<std::string>{"<b>A&B</b>\uFFFD("});
+    });
+}
+
+TEST_F(HubPage, AFullTableOfLongNamesFitsANarrowWindow) {
+    run_interface([] {
+        for (std::int32_t i = 0; i < k_max_hub_spaces; ++i) {
+            add_space(std::to_string(i).c_str(), std::string(63, 'M').c_str());
+        }
+        refresh_hub_server_list();
+        EXPECT_EQ(rows().size(), 32U);
+        int minimum = 0;
+        gtk_widget_measure(g_main_stack, GTK_ORIENTATION_HORIZONTAL, -1, &minimum, nullptr, nullptr,
+                           nullptr);
+        EXPECT_LE(minimum, 500);
+        gtk_widget_measure(g_main_stack, GTK_ORIENTATION_VERTICAL, -1, &minimum, nullptr, nullptr,
+                           nullptr);
+        EXPECT_LE(minimum, 400);
+    });
+}
+
+TEST_F(HubPage, ShownNameIsTheChosenOneElseTheUserNameElseADash) {
+    EXPECT_STREQ(get_shown_display_name(), "-");
+    copy_text(g_username, "ana");
+    EXPECT_STREQ(get_shown_display_name(), "ana");
+    copy_text(g_display_name, "Anita");
+    EXPECT_STREQ(get_shown_display_name(), "Anita");
+}
+
+TEST_F(HubPage, ProfileShowsNameAndEmailOrDashes) {
+    run_interface([] {
+        copy_text(g_username, "ana");
+        copy_text(g_user_email, "ana@velmo.example");
+        refresh_hub_user_profile();
+        EXPECT_EQ(label(g_hub_user_name_label), "ana");
+        EXPECT_EQ(label(g_hub_user_email_label), "ana@velmo.example");
+        g_username[0] = g_user_email[0] = '\0';
+        refresh_hub_user_profile();
+        EXPECT_EQ(label(g_hub_user_name_label), "-");
+        EXPECT_EQ(label(g_hub_user_email_label), "-");
+    });
+}
+
+TEST_F(HubPage, SwitchingToItShowsTheSpacesTabTheProfileAndGivesTheListTheKeyboard) {
+    run_interface([] {
+        gtk_notebook_append_page(GTK_NOTEBOOK(g_hub_notebook), gtk_label_new("x"), nullptr);
+        gtk_notebook_set_current_page(GTK_NOTEBOOK(g_hub_notebook), 1);
+        copy_text(g_username, "ana");
+        switch_to_hub_page();
+        EXPECT_EQ(visible_page(), "hub");
+        EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(g_hub_notebook)), 0);
+        EXPECT_EQ(label(g_hub_user_name_label), "ana");
+        EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), g_servers_list);
+        run_main_loop_for_ms(300);
+        EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), g_servers_list);
+    });
+}
+
+TEST_F(HubPage, SwitchingToItFillsAnEmptyDisplayNameField) {
+    run_interface([] {
+        copy_text(g_username, "ana");
+        keep(g_hub_display_name_entry, gtk_entry_new());
+        gtk_box_append(GTK_BOX(g_hub_page), g_hub_display_name_entry);
+        GtkEditable* const entry = GTK_EDITABLE(g_hub_display_name_entry);
+        switch_to_hub_page();
+        EXPECT_STREQ(gtk_editable_get_text(entry), "ana");
+        copy_text(g_display_name, "Anita");
+        switch_to_hub_page();
+        EXPECT_STREQ(gtk_editable_get_text(entry), "ana");
+    });
+}
+
+TEST_F(HubPage, WithoutAListNothingHappens) {
+    ASSERT_EQ(g_servers_list, nullptr);
+    refresh_hub_server_list();
+    update_hub_empty_state();
+    refresh_hub_user_profile();
+    EXPECT_EQ(g_servers_list, nullptr);
+}
+
+} // namespace

@@ -1,0 +1,303 @@
+// What the start and the sign-in do in which order, and what the sign-in says for a backend that
+// says nothing: over backend calls and a relabelling that are the test's own.
+#include "ui_harness.h"
+
+#include "backend/auth_api.h"
+#include "backend/endpoints.h"
+#include "backend/identity.h"
+#include "backend/spaces_api.h"
+#include "base/text.h"
+#include "storage/local_files.h"
+#include "ui/localisation.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+
+namespace {
+
+/// What the next calls answer, and what was to be seen when they were made.
+struct FakeBackend {
+    bool signs_in = false;
+    bool loads_spaces = false;
+    std::vector<std::string> calls;
+    std::vector<std::string> messages; ///< kind and text of each, and what was to be seen
+    std::vector<std::string> start;    ///< what the start did until it asked about the session
+};
+
+FakeBackend g_backend;
+
+bool session_file_exists() {
+    char path[512];
+    return get_session_file_path(path) && !read_file(path).empty();
+}
+
+/// The page, and what Google's sign-in has put in the user's way.
+std::string sight() {
+    std::string line = " on " + visible_page();
+    line += g_google_connecting_popup != nullptr &&
+                    gtk_widget_get_mapped(g_google_connecting_popup) != FALSE
+                ? ", popup shown"
+                : "";
+    line += gtk_widget_get_sensitive(g_google_login_btn) != FALSE ? "" : ", button insensitive";
+    return line;
+}
+
+/// Notes a call with the state that its caller has left.
+void note(const std::string& call) {
+    const char* const password = gtk_editable_get_text(GTK_EDITABLE(g_password_entry));
+    std::string line = call + sight();
+    line += is_empty(password) ? "" : ", password kept";
+    line += session_file_exists() ? ", session saved" : "";
+    line += std::strcmp(g_backend_url, get_selected_backend_url()) == 0 ? "" : ", old address";
+    g_backend.calls.push_back(line);
+}
+
+bool answer(const SignInTexts& out) {
+    if (g_backend.signs_in) {
+        copy_text(out.username.data(), out.username.size(), "ana");
+        copy_text(out.session_token.data(), out.session_token.size(), "tok");
+    }
+    return g_backend.signs_in;
+}
+
+} // namespace
+
+bool backend_auth_login(const char*, const char*, const SignInTexts& out) {
+    note("login");
+    return answer(out);
+}
+
+bool backend_auth_register(const char*, const char*, const SignInTexts& out) {
+    note("registration");
+    return answer(out);
+}
+
+bool backend_auth_google_oauth(const SignInTexts& out) {
+    note("google");
+    return answer(out);
+}
+
+void show_recorded_message(const char* title, const char* detail, int type) {
+    g_backend.messages.push_back(std::to_string(type) + " " + detail + sight());
+    GUI_ShowMessage(title, detail, type);
+}
+
+void apply_language_to_ui() {
+    g_backend.start.push_back("texts in " + std::string(tr("login_login_btn")));
+}
+
+bool backend_auth_restore_session(const char*, const SignInTexts&) {
+    g_backend.start.push_back(gtk_widget_get_visible(g_window) != FALSE ? "asked, window shown"
+                                                                        : "asked, no window yet");
+    return false;
+}
+
+void Backend_SetSpacesLoadedCallback(TableLoadedCallback) {}
+
+bool backend_load_spaces(std::span<char>) {
+    note("spaces");
+    return g_backend.loads_spaces;
+}
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class SignInOrder : public testing::Test {
+  protected:
+    void SetUp() override { forget(); }
+    void TearDown() override { forget(); }
+
+    static void forget() {
+        clear_local_session();
+        char path[512];
+        if (get_settings_file_path(path)) {
+            std::filesystem::remove(path);
+        }
+        g_backend = {};
+        g_language = k_language_spanish;
+    }
+
+    static void log_in() {
+        gtk_editable_set_text(GTK_EDITABLE(g_username_entry), "ana@velmo.example");
+        gtk_editable_set_text(GTK_EDITABLE(g_password_entry), "x");
+        g_signal_emit_by_name(g_login_btn, "clicked");
+    }
+
+    static void enroll() {
+        switch_to_register_page();
+        gtk_editable_set_text(GTK_EDITABLE(g_register_username_entry), "ana@velmo.example");
+        gtk_editable_set_text(GTK_EDITABLE(g_register_password_entry), "x");
+        gtk_editable_set_text(GTK_EDITABLE(g_register_confirm_password_entry), "x");
+        g_signal_emit_by_name(g_register_create_btn, "clicked");
+    }
+
+    static void use_google() { g_signal_emit_by_name(g_google_login_btn, "clicked"); }
+};
+
+TEST_F(SignInOrder, LoginSavesTheSessionAndClearsThePasswordBeforeTheSpacesAreLoaded) {
+    g_backend.signs_in = g_backend.loads_spaces = true;
+    run_interface([] {
+        log_in();
+        EXPECT_EQ(g_backend.calls,
+                  (Lines{"login on login, password kept", "spaces on login, session saved"}));
+        EXPECT_EQ(visible_page(), "hub");
+    });
+}
+
+TEST_F(SignInOrder, GoogleShowsItsPopupAndLocksItsButtonOnlyWhileTheUserIsInTheBrowser) {
+    g_backend.signs_in = g_backend.loads_spaces = true;
+    run_interface([] {
+        use_google();
+        EXPECT_EQ(g_backend.calls, (Lines{"google on login, popup shown, button insensitive",
+                                          "spaces on login, session saved"}));
+        EXPECT_EQ(visible_page(), "hub");
+        EXPECT_EQ(g_google_connecting_popup, nullptr);
+    });
+}
+
+TEST_F(SignInOrder, RegistrationNeitherSignsInNorLoadsAnything) {
+    g_backend.signs_in = true;
+    run_interface([] {
+        enroll();
+        EXPECT_EQ(g_backend.calls, (Lines{"registration on register"}));
+        EXPECT_EQ(visible_page(), "login");
+        EXPECT_FALSE(session_file_exists());
+    });
+}
+
+TEST_F(SignInOrder, TheBackendsAddressIsTakenBeforeItIsAsked) {
+    for (void (*const sign_in)() : {log_in, enroll, use_google}) {
+        run_interface([sign_in] {
+            copy_text(g_backend_url, "http://other.example");
+            copy_text(g_server_url, "other.example:3602");
+            sign_in();
+            EXPECT_EQ(g_backend.calls.at(0).find("old address"), std::string::npos);
+            EXPECT_STRNE(g_server_url, "other.example:3602");
+            g_backend.calls.clear();
+        });
+    }
+}
+
+TEST_F(SignInOrder, WhatIsRefusedIsAWarningAndWhatFailsAnError) {
+    run_interface([] {
+        g_signal_emit_by_name(g_login_btn, "clicked");
+        gtk_editable_set_text(GTK_EDITABLE(g_username_entry), "ana@velmo.example");
+        g_signal_emit_by_name(g_login_btn, "clicked");
+        log_in();
+        enroll();
+        gtk_editable_set_text(GTK_EDITABLE(g_register_confirm_password_entry), "y");
+        g_signal_emit_by_name(g_register_create_btn, "clicked");
+        EXPECT_EQ(g_backend.messages,
+                  (Lines{std::string("1 ") + tr("msg_invalid_username") + " on login",
+                         std::string("1 ") + tr("msg_enter_password") + " on login",
+                         std::string("3 ") + tr("msg_login_failed") + " on login",
+                         std::string("3 ") + tr("msg_register_failed") + " on register",
+                         std::string("1 ") + tr("msg_password_mismatch") + " on register"}));
+    });
+}
+
+TEST_F(SignInOrder, TheSpacesFailureIsToldBeforeTheHubComes) {
+    g_backend.signs_in = true;
+    for (void (*const sign_in)() : {log_in, use_google}) {
+        run_interface([sign_in] {
+            sign_in();
+            EXPECT_EQ(g_backend.messages,
+                      (Lines{std::string("1 ") + tr("msg_spaces_load_failed") + " on login"}));
+            EXPECT_EQ(visible_page(), "hub");
+        });
+        forget();
+        g_backend.signs_in = true;
+    }
+}
+
+TEST_F(SignInOrder, TheNewAccountIsToldBeforeTheLoginComes) {
+    g_backend.signs_in = true;
+    run_interface([] {
+        enroll();
+        EXPECT_EQ(g_backend.messages,
+                  (Lines{"0 Cuenta creada. Ahora inicia sesión con tu email y contraseña."
+                         " on register"}));
+        EXPECT_EQ(visible_page(), "login");
+    });
+}
+
+TEST_F(SignInOrder, GooglesFailureIsToldWithThePopupGoneAndTheButtonFree) {
+    run_interface([] {
+        use_google();
+        EXPECT_EQ(g_backend.messages,
+                  (Lines{std::string("3 ") + tr("msg_google_failed") + " on login"}));
+    });
+}
+
+TEST_F(SignInOrder, TheStartAsksAboutTheSessionWithTheTextsInPlaceAndNoWindowYet) {
+    char path[512];
+    ASSERT_TRUE(get_settings_file_path(path));
+    write_file(path, "language=en\n");
+    ASSERT_TRUE(save_local_session("http://127.0.0.1:1", "ana", "t"));
+    run_interface([] { EXPECT_TRUE(gtk_widget_get_visible(g_window)); });
+    EXPECT_EQ(g_backend.start, (Lines{"texts in Log in", "asked, no window yet"}));
+}
+
+TEST_F(SignInOrder, ASignInWithoutAnEmailHasTheTypedAddressAndGooglesTheName) {
+    g_backend.signs_in = g_backend.loads_spaces = true;
+    run_interface([] {
+        copy_text(g_user_email, "");
+        log_in();
+        EXPECT_STREQ(g_username, "ana");
+        EXPECT_STREQ(g_user_email, "ana@velmo.example");
+        use_google();
+        EXPECT_STREQ(g_user_email, "ana");
+    });
+}
+
+TEST_F(SignInOrder, ABackendWithoutWordsGetsOurs) {
+    struct Case {
+        void (*sign_in)();
+        const char* title_key;
+        const char* text_key;
+    };
+    constexpr Case k_cases[] = {
+        {log_in, "msg_title_login", "msg_login_failed"},
+        {enroll, "msg_title_register", "msg_register_failed"},
+        {use_google, "msg_title_google", "msg_google_failed"},
+    };
+    for (const std::int32_t language : {k_language_spanish, k_language_english}) {
+        g_language = language;
+        run_interface([&k_cases] {
+            for (const Case& c : k_cases) {
+                c.sign_in();
+                GtkWindow* const dialog = wait_for_dialog();
+                ASSERT_NE(dialog, nullptr);
+                const Lines texts = label_texts(gtk_window_get_child(dialog));
+                EXPECT_EQ(texts.at(0), tr(c.title_key));
+                EXPECT_EQ(texts.at(1), tr(c.text_key));
+                close_dialog(dialog);
+            }
+        });
+    }
+}
+
+TEST_F(SignInOrder, SpacesThatDoNotLoadWithoutWordsGetOurs) {
+    g_backend.signs_in = true;
+    for (const std::int32_t language : {k_language_spanish, k_language_english}) {
+        for (void (*const sign_in)() : {log_in, use_google}) {
+            g_language = language;
+            clear_local_session();
+            run_interface([sign_in] {
+                sign_in();
+                EXPECT_EQ(visible_page(), "hub");
+                GtkWindow* const dialog = wait_for_dialog();
+                ASSERT_NE(dialog, nullptr);
+                const Lines texts = label_texts(gtk_window_get_child(dialog));
+                EXPECT_EQ(texts.at(0), tr("msg_title_spaces"));
+                EXPECT_EQ(texts.at(1), tr("msg_spaces_load_failed"));
+                close_dialog(dialog);
+            });
+        }
+    }
+}
+
+} // namespace
