@@ -1,0 +1,89 @@
+# What a person does at the client's window and sees on it. Sourced by system tests that run in scripts/with-display;
+# pictures are left in $case_dir.
+# shellcheck shell=bash
+
+: "${root:?}" "${case_dir:?}"
+client_pid='' client_window=''
+
+# complain TEXT: ends the case as failed, with a picture of what there was.
+complain() {
+  shot failed
+  printf '%s: %s (%s)\n' "$(basename "$case_dir")" "$*" "$case_dir/failed.png" >&2
+  exit 1
+}
+
+# until_true SECONDS COMMAND...: tries until it succeeds.
+until_true() {
+  local end=$((SECONDS + $1))
+  shift
+  until "$@"; do
+    [ $SECONDS -lt $end ] || return 1
+    sleep 0.05
+  done
+}
+
+shot() { import -window root "$case_dir/$1.png"; }
+
+# sees TEXT: whether it stands on the screen now.
+sees() {
+  import -window root "$case_dir/now.png" &&
+    "$root/tests/system/screen_text" "$case_dir/now.png" "$@" >"$case_dir/place"
+}
+
+sees_not() { ! sees "$@"; }
+
+# wait_for TEXT: until it stands on the screen.
+wait_for() { until_true 30 sees "$@" || complain "'$*' never appeared"; }
+
+wait_while() { until_true 30 sees_not "$@" || complain "'$*' never went away"; }
+
+# click_at NUMBER DOWN TEXT: this one of its places (1 the highest, $ the lowest), or so many pixels below.
+click_at() {
+  wait_for "$3"
+  local x y
+  read -r x y < <(sed -n "$1p" "$case_dir/place") && [ -n "$y" ] || complain "'$3' stands in no one place"
+  xdotool mousemove --sync "$x" "$((y + $2))" click 1
+}
+
+# click TEXT: the lowest place where it stands; a button is below its page's title.
+click() { click_at '$' 0 "$1"; }
+
+press() { xdotool key --clearmodifiers "$@"; }
+
+write() { xdotool type --delay 15 -- "$1"; }
+
+# From the middle of a label to that of the field under it, in pixels; and more than any field of a test holds.
+label_to_field=32
+longest_content=40
+
+# fill LABEL CONTENT: replaces what the field under its label holds. The highest place is the label's; the field may say
+# the same while it is empty.
+fill() {
+  click_at 1 "$label_to_field" "$1"
+  # Key by key: of the keys that select all of it none arrives under Wine.
+  press End
+  xdotool key --delay 5 --repeat "$longest_content" BackSpace
+  write "$2"
+}
+
+# start_client COMMAND...: in $case_dir, until its window is there.
+start_client() {
+  (cd "$case_dir" && exec "$@" >>client.out 2>>client.err </dev/null) &
+  client_pid=$!
+  client_window=$(timeout 60 xdotool search --sync --onlyvisible --name '^Velmo' | head -n 1)
+  [ -n "$client_window" ] || complain "no window appeared"
+  timeout 30 xdotool windowactivate --sync "$client_window"
+}
+
+client_is_active() { [ "$(xdotool getactivewindow 2>/dev/null)" = "$client_window" ]; }
+
+# close_client: as its user does; it must end well.
+close_client() {
+  timeout 30 xdotool windowactivate --sync "$client_window" key --clearmodifiers alt+F4
+  timeout 30 tail -s 0.1 --pid="$client_pid" -f /dev/null || {
+    kill "$client_pid"
+    complain "the client did not end"
+  }
+  wait "$client_pid" || complain "the client ended with $?"
+  client_pid=''
+}
