@@ -59,3 +59,7 @@ std::string without_cut_characters(std::string_view json) {
     }
     return text;
 }
+
+std::string_view without_cut_character(std::string_view text) {
+    return text.substr(0, text.size() - cut_character_bytes(text));
+}

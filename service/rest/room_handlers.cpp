@@ -1,4 +1,5 @@
 // Answers about rooms. Called through the table of routes.
+#include "service/cut_characters.h"
 #include "service/rest/rest_handlers.h"
 #include "service/rest/space_answers.h"
 #include "service/store/rooms.h"
@@ -28,10 +29,12 @@ std::optional<Space> find_owned_space(RestCall& call) {
     return space;
 }
 
-// Clients keep the first bytes of a name and confirm with those.
+// Clients keep the first bytes of a name and confirm with those, of which a cut character does not
+// arrive.
 bool is_confirmed(const std::string& name, const std::string& typed) {
-    return typed == name || (name.size() > k_client_name_bytes &&
-                             typed == std::string_view(name).substr(0, k_client_name_bytes));
+    return typed == name ||
+           (name.size() > k_client_name_bytes &&
+            typed == without_cut_character(std::string_view(name).substr(0, k_client_name_bytes)));
 }
 
 } // namespace

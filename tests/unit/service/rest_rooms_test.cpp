@@ -86,6 +86,20 @@ TEST_F(RestRooms, LongestNameIsConfirmedByWhatTheClientHoldsOfIt) {
     EXPECT_EQ(erase(m_ana, room, name.substr(0, 63)).status, 200);
 }
 
+TEST_F(RestRooms, ANameCutWithinACharacterIsConfirmedToo) {
+    for (const std::string& name : {std::string(62, 'a') + "ñb", std::string(61, 'a') + "€b"}) {
+        const std::string room = make_room(m_ana, m_space, name);
+        // As the client sends it, byte by byte.
+        const auto erase_by = [&](const std::string& typed) {
+            return send_body("DELETE", rooms_path() + "/" + room,
+                             R"({"sessionToken":")" + m_ana.token + R"(","confirmName":")" + typed +
+                                 R"("})");
+        };
+        EXPECT_EQ(erase_by(name.substr(0, 60)).status, 400);
+        EXPECT_EQ(erase_by(name.substr(0, 63)).status, 200);
+    }
+}
+
 TEST_F(RestRooms, GeneralRoomStays) {
     EXPECT_EQ(erase(m_ana, general_room(m_ana, m_space), "General").status, 409);
     EXPECT_EQ(count(), 1U);
