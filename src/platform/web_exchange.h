@@ -30,16 +30,16 @@ using WebExchangePtr = std::unique_ptr<WebExchange, WebExchangeCloser>;
 /// Sends `request` over a connection of its own and waits for the head of the answer, following ten
 /// redirects at most and none from https to http. Whatever status arrives is a success. Null when
 /// none did: an address that is not understood, an unknown or unreachable host, a certificate that
-/// is not trusted, a connection that ended early. Any thread; the request is read during the call
-/// only.
+/// is not trusted, a connection that ended early or that was silent for 30 s. Any thread; the
+/// request is read during the call only.
 WebExchangePtr web_exchange_open(const WebRequest& request);
 
 /// The answer's status code; empty when the system cannot tell it.
 std::optional<std::uint32_t> web_exchange_status(const WebExchange& exchange);
 
 /// Waits until a part of the body is there and returns its length in bytes, 0 at the end of the
-/// body; empty when it failed before its end. Not every body that was cut is told from a whole one:
-/// a system may take the end of the connection for that of the body.
+/// body; empty when it failed before its end, also by 30 s of silence. Not every body that was cut
+/// is told from a whole one: a system may take the end of the connection for that of the body.
 std::optional<std::size_t> web_exchange_available(WebExchange& exchange);
 
 /// Reads the next bytes of the body, `buffer.size()` at most; blocks while there are none. Returns

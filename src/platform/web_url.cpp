@@ -18,17 +18,12 @@ bool is_ascii(char c) {
     return static_cast<unsigned char>(c) < 0x80;
 }
 
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 bool is_hex_digit(char c) {
-    return is_digit(c) || (ascii_lower(c) >= 'a' && ascii_lower(c) <= 'f');
+    return is_ascii_digit(c) || (ascii_lower(c) >= 'a' && ascii_lower(c) <= 'f');
 }
 
 bool is_host_character(char c) {
-    return !is_ascii(c) || is_digit(c) || (ascii_lower(c) >= 'a' && ascii_lower(c) <= 'z') ||
-           c == '-' || c == '.' || c == '_';
+    return !is_ascii(c) || is_ascii_letter(c) || is_ascii_digit(c) || c == '-' || c == '.' || c == '_';
 }
 
 bool is_address_character(char c) {

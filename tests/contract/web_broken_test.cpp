@@ -52,15 +52,9 @@ TEST_F(WebBroken, BehindAChunkThatIsNoneTheBodyEndsSomehow) {
 }
 
 TEST_F(WebBroken, BehindACutNothingComes) {
-    WebAnswer answer;
-    answer.body = "abcdef";
-    answer.cut = 3;
-    m_web.answer("GET /x", answer);
-    const std::string url = m_web.url() + "/x";
-    const WebExchangePtr exchange = web_exchange_open({"GET", url.c_str()});
+    const WebExchangePtr exchange = open_behind_cut();
     ASSERT_TRUE(exchange);
     std::array<char, 10> bytes{};
-    EXPECT_EQ(web_exchange_read(*exchange, {bytes.data(), 3}), 3U);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(web_exchange_available(*exchange).value_or(0), 0U);
         EXPECT_EQ(web_exchange_read(*exchange, bytes).value_or(0), 0U);
@@ -74,9 +68,7 @@ TEST_F(WebBroken, AResetInTheMiddleOfABodyEndsIt) {
     answer.is_reset = true;
     answer.part_size = 100000;
     answer.body_gate = "rest"; // the reset may overtake what is not read yet, but not the head
-    m_web.answer("GET /x", answer);
-    const std::string url = m_web.url() + "/x";
-    const WebExchangePtr exchange = web_exchange_open({"GET", url.c_str()});
+    const WebExchangePtr exchange = open(answer);
     ASSERT_TRUE(exchange);
     m_web.open_gate("rest");
     const WebFetched fetched = web_read(*exchange);

@@ -2,7 +2,9 @@
 #include "contract/web_support.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -69,6 +71,23 @@ std::string web_certificate_path() {
 WebFetched WebTest::get(const WebAnswer& answer) {
     m_web.answer("GET /x", answer);
     return web_get(m_web.url() + "/x");
+}
+
+WebExchangePtr WebTest::open(const WebAnswer& answer) {
+    m_web.answer("GET /x", answer);
+    const std::string url = m_web.url() + "/x";
+    return web_exchange_open({"GET", url.c_str()});
+}
+
+WebExchangePtr WebTest::open_behind_cut() {
+    WebAnswer answer;
+    answer.body = "abcdef";
+    answer.cut = 3;
+    WebExchangePtr exchange = open(answer);
+    std::array<char, 3> bytes{};
+    const bool is_read = exchange && web_exchange_read(*exchange, bytes) == bytes.size();
+    EXPECT_TRUE(is_read);
+    return is_read ? std::move(exchange) : nullptr;
 }
 
 void WebTest::redirect(const std::string& request, int status, const std::string& location) {

@@ -39,6 +39,12 @@ class WebTest : public testing::Test {
     /// What comes of `answer`, to a GET.
     WebFetched get(const WebAnswer& answer);
 
+    /// The same, open and unread.
+    WebExchangePtr open(const WebAnswer& answer);
+
+    /// An answer that is cut, its bytes before that read; null after a failure.
+    WebExchangePtr open_behind_cut();
+
     void redirect(const std::string& request, int status, const std::string& location);
 
     /// What arrived last, and that so many requests did.

@@ -4,6 +4,7 @@
 
 #include "base/glib_owner.h"
 #include "base/gobject_owner.h"
+#include "platform/linux/web_place.h"
 #include "platform/web_url.h"
 
 #include <libsoup/soup.h>
@@ -90,18 +91,6 @@ bool is_redirect(unsigned status) {
     return (status >= 301 && status <= 303) || status == 307 || status == 308;
 }
 
-/// Empty when the place is not understood.
-std::optional<WebUrl> place_of(const WebUrl& base, const char* location) {
-    if (g_uri_peek_scheme(location) != nullptr) {
-        return web_url_of(location);
-    }
-    constexpr auto k_flags =
-        static_cast<GUriFlags>(G_URI_FLAGS_ENCODED | G_URI_FLAGS_PARSE_RELAXED);
-    const GCharPtr text(
-        g_uri_resolve_relative(web_url_text(base).c_str(), location, k_flags, nullptr));
-    return text ? web_url_of(text.get()) : std::nullopt;
-}
-
 // How a request goes on after a redirect.
 struct Step {
     WebUrl url;
@@ -133,7 +122,7 @@ Next next_step(const WebExchange& exchange, Step& step) {
     if (!is_redirect(status) || location == nullptr) {
         return Next::stay;
     }
-    const auto place = place_of(step.url, location);
+    const auto place = web_place_of(step.url, location);
     if (!place) {
         return Next::fail;
     }

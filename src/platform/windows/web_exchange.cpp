@@ -30,9 +30,9 @@ struct WideUrl {
 
 // What web_url_of has made the same on both systems is given to the system's own parser on purpose:
 // the split is the one that WinHttpConnect and WinHttpOpenRequest go by, and what it refuses is
-// refused before anything is opened. None of it is copied into buffers of a fixed size here: the
-// lengths that such would have, 512 for the whole address and what follows the host and 256 for
-// the host, are kept by the transport and by web_url_of.
+// refused before anything is opened. None of it is copied into buffers of a fixed size here: how
+// long an address and a host may be, counted before anything is escaped, is the transport's and
+// web_url_of's to say.
 std::optional<WideUrl> crack(const char* text) {
     const auto url = web_url_of(text);
     const auto wide = url ? wide_of(web_url_text(*url)) : std::nullopt;
