@@ -23,6 +23,7 @@ constexpr std::string_view host_in(std::string_view url) {
 }
 
 static_assert(!host_in(VELMO_BACKEND_URL).empty());
+static_assert(!std::string_view(VELMO_BACKEND_URL).ends_with('/'));
 
 /// A text that a constant can be made of.
 struct Address {

@@ -76,12 +76,15 @@ bool exchange_json(const char* method, const char* url, const char* body, std::u
                          out);
 }
 
-/// Doubles the block's capacity until it holds `need` bytes; a first block starts at `need`.
+// Below it, nothing that is added or doubled runs over.
+constexpr std::size_t k_block_max = std::numeric_limits<std::ptrdiff_t>::max();
+
+/// Doubles the block's capacity until it holds `need` bytes, k_block_max at most; a first block
+/// starts at `need`.
 bool grow_block(ByteBlock& block, std::size_t& capacity, std::size_t need) {
-    constexpr std::size_t k_half = std::numeric_limits<std::size_t>::max() / 2;
     std::size_t grown = capacity > 0 ? capacity : need;
     while (grown < need) {
-        grown = grown > k_half ? need : grown * 2;
+        grown *= 2;
     }
     void* const moved = std::realloc(block.get(), grown);
     if (moved == nullptr) {
@@ -94,7 +97,6 @@ bool grow_block(ByteBlock& block, std::size_t& capacity, std::size_t need) {
 }
 
 bool read_block(WebExchange& exchange, ByteBlock& block, std::size_t& held) {
-    constexpr std::size_t k_block_max = std::numeric_limits<std::ptrdiff_t>::max();
     std::size_t capacity = 0;
     while (const std::size_t available = web_exchange_available(exchange).value_or(0)) {
         if (available > k_block_max - held) {

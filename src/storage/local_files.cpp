@@ -23,9 +23,6 @@ namespace {
 constexpr std::size_t k_settings_line_max = 255;
 constexpr std::size_t k_session_line_max = 767;
 
-// A file of this program has three lines. However long another is, it is not read for long.
-constexpr int k_lines_max = 65'536;
-
 constexpr std::string_view k_language = "language=";
 constexpr std::string_view k_display_name = "display_name=";
 constexpr std::string_view k_backend_url = "backend_url=";
@@ -93,7 +90,7 @@ void read_lines(const char* path, Take take) {
         return;
     }
     char buffer[LineMax + 1];
-    for (int i = 0; i < k_lines_max && std::fgets(buffer, sizeof buffer, file.get()); ++i) {
+    while (std::fgets(buffer, sizeof buffer, file.get())) {
         const std::string_view line = buffer;
         take(line.substr(0, line.find_last_not_of("\r\n") + 1));
     }

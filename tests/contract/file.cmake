@@ -4,6 +4,11 @@ if(WIN32)
   set(file_system_sources console_child_windows.cpp file_replace_windows_test.cpp)
 else()
   set(file_system_sources console_child_linux.cpp file_replace_linux_test.cpp)
+  velmo_test(file_flush_contract_test
+    SOURCES file_flush_linux_test.cpp
+    LINKS velmo_platform_file)
+  target_link_options(file_flush_contract_test PRIVATE
+    LINKER:--wrap=write LINKER:--wrap=fsync LINKER:--wrap=rename)
 endif()
 velmo_test(file_replace_contract_test
   SOURCES file_replace_test.cpp file_children.cpp ${file_system_sources}

@@ -1,19 +1,17 @@
 // Replacing a file whole where only Linux has the case: links, rights, limits and full disks.
 #include "contract/console_child.h"
 #include "contract/file_children.h"
+#include "contract/file_folder.h"
 #include "platform/file.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <system_error>
-#include <vector>
 
 #include <fcntl.h>
 #include <sched.h>
@@ -77,33 +75,19 @@ int save_as_nobody(const char* path) {
     return save_once(name.c_str(), 2);
 }
 
-class FileReplacementOnLinux : public testing::Test {
+class FileReplacementOnLinux : public FileFolderTest {
   protected:
     void SetUp() override {
-        m_folder = testing::UnitTest::GetInstance()->current_test_info()->name();
-        ASSERT_TRUE(fs::create_directory(m_folder));
-        chmod(m_folder.c_str(), 0777);
+        FileFolderTest::SetUp();
+        chmod(folder().c_str(), 0777);
     }
     void TearDown() override {
-        chmod(m_folder.c_str(), 0777);
-        std::error_code failure;
-        fs::remove_all(m_folder, failure);
-        EXPECT_FALSE(failure);
+        chmod(folder().c_str(), 0777);
+        FileFolderTest::TearDown();
     }
-
-    std::string path(const std::string& name) const { return m_folder + "/" + name; }
 
     bool replace(const std::string& name, std::string_view bytes) const {
         return file_replace_whole(path(name).c_str(), bytes);
-    }
-
-    void write(const std::string& name, std::string_view bytes) const {
-        std::ofstream(path(name), std::ios::binary) << bytes;
-    }
-
-    std::string read(const std::string& name) const {
-        std::ifstream stream(path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
     }
 
     bool exists(const std::string& name) const {
@@ -118,8 +102,6 @@ class FileReplacementOnLinux : public testing::Test {
     int run_child(const char* what, const std::string& name) const {
         return ConsoleChild({"--child", what, path(name)}).wait();
     }
-
-    std::string m_folder;
 };
 
 TEST_F(FileReplacementOnLinux, FilesAndFoldersAreForTheUserAloneWhateverTheMask) {
@@ -241,7 +223,7 @@ TEST_F(FileReplacementOnLinux, TakesBytesThatAreNotUtf8AsAName) {
 
 TEST_F(FileReplacementOnLinux, GivesUpBesideAnotherProgramThatKeepsItLocked) {
     write("file", "old");
-    const int other = open(path("file.new").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const int other = ::open(path("file.new").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_GE(other, 0);
     ASSERT_EQ(flock(other, LOCK_EX), 0);
     EXPECT_FALSE(replace("file", "now"));
@@ -280,7 +262,7 @@ TEST_F(FileReplacementOnLinux, AFullDiskKeepsTheOldFile) {
 TEST_F(FileReplacementOnLinux, FailsInAFolderThatIsProtectedFromWriting) {
     write("file", "old");
     chmod(path("file").c_str(), 0666);
-    chmod(m_folder.c_str(), 0555);
+    chmod(folder().c_str(), 0555);
     EXPECT_EQ(run_child("as-nobody", "file"), k_not_saved);
     EXPECT_EQ(run_child("as-nobody", "other"), k_not_saved);
     EXPECT_EQ(read("file"), "old");

@@ -1,21 +1,18 @@
 // Replacing a file whole and removing one, as both systems must behave.
 #include "contract/console_child.h"
 #include "contract/file_children.h"
+#include "contract/file_folder.h"
 #include "platform/file.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <random>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -23,63 +20,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
-
 constexpr std::string_view k_bytes("\0\n\r\n\x1A\xFF end", 10);
 
-// A folder of the test's own under the one where it runs.
-class FileReplacement : public testing::Test {
+class FileReplacement : public FileFolderTest {
   protected:
-    void SetUp() override {
-        m_folder = testing::UnitTest::GetInstance()->current_test_info()->name();
-        ASSERT_TRUE(fs::create_directory(m_folder));
-    }
-    void TearDown() override {
-        std::error_code failure;
-        fs::remove_all(m_folder, failure);
-        EXPECT_FALSE(failure);
-    }
-
-    std::string path(std::string_view name) const { return m_folder + "/" + std::string(name); }
-
     bool replace(std::string_view name, std::string_view bytes) const {
         return file_replace_whole(path(name).c_str(), bytes);
     }
-
-    void write(std::string_view name, std::string_view bytes) const {
-        const FilePtr file(file_open(path(name).c_str(), "wb"));
-        ASSERT_TRUE(file) << name;
-        ASSERT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file.get()), bytes.size());
-    }
-
-    std::string read(std::string_view name) const {
-        const FilePtr file(file_open(path(name).c_str(), "rb"));
-        if (!file) {
-            return "(not opened)";
-        }
-        std::string text;
-        std::array<char, 4096> bytes{};
-        while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), file.get())) {
-            text.append(bytes.data(), count);
-        }
-        return text;
-    }
-
-    std::vector<std::string> names() const {
-        std::vector<std::string> found;
-        for (const fs::directory_entry& entry : fs::directory_iterator(m_folder)) {
-            const std::u8string name = entry.path().filename().u8string();
-            found.emplace_back(name.begin(), name.end());
-        }
-        std::sort(found.begin(), found.end());
-        return found;
-    }
-
-    using Names = std::vector<std::string>;
-    std::string m_folder;
 };
 
 TEST_F(FileReplacement, MakesAFileOfExactlyTheseBytesAndNoOther) {

@@ -1,26 +1,19 @@
 // The file seam, as both systems must behave.
+#include "contract/file_folder.h"
 #include "platform/file.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <thread>
 #include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 
 // Where names are bytes, any bytes are a name.
 constexpr bool k_names_are_bytes = sizeof(fs::path::value_type) == 1;
@@ -40,57 +33,12 @@ fs::path system_path(std::string_view name) {
     return std::u8string(name.begin(), name.end());
 }
 
-// A folder of the test's own under the one where it runs.
-class FileContract : public testing::Test {
-  protected:
-    void SetUp() override {
-        const char* const name = testing::UnitTest::GetInstance()->current_test_info()->name();
-        m_folder = name;
-        ASSERT_TRUE(fs::create_directory(m_folder));
-    }
-    void TearDown() override {
-        std::error_code failure;
-        fs::remove_all(m_folder, failure);
-        EXPECT_FALSE(failure);
-    }
-
-    std::string path(std::string_view name) const { return m_folder + "/" + std::string(name); }
-
-    FilePtr open(std::string_view name, const char* mode) const {
-        return FilePtr(file_open(path(name).c_str(), mode));
-    }
-
-    void write(std::string_view name, const char* mode, std::string_view bytes) const {
-        const FilePtr file = open(name, mode);
-        ASSERT_TRUE(file) << name;
-        EXPECT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file.get()), bytes.size());
-    }
-
-    std::string read(std::string_view name) const {
-        const FilePtr file = open(name, "rb");
-        if (!file) {
-            return "(not opened)";
-        }
-        std::array<char, 256> bytes{};
-        return {bytes.data(), std::fread(bytes.data(), 1, bytes.size(), file.get())};
-    }
-
-    std::vector<std::string> names() const {
-        std::vector<std::string> found;
-        for (const fs::directory_entry& entry : fs::directory_iterator(m_folder)) {
-            const std::u8string name = entry.path().filename().u8string();
-            found.emplace_back(name.begin(), name.end());
-        }
-        return found;
-    }
-
-    std::string m_folder;
-};
+using FileContract = FileFolderTest;
 
 TEST_F(FileContract, CreatesFilesByNamesInUtf8) {
     for (const char* const name : k_names) {
-        write(name, "wb", k_bytes);
-        EXPECT_EQ(names(), std::vector<std::string>{name});
+        write(name, k_bytes);
+        EXPECT_EQ(names(), Names{name});
         EXPECT_EQ(fs::file_size(system_path(path(name))), k_bytes.size());
         fs::remove(system_path(path(name)));
     }
@@ -98,7 +46,7 @@ TEST_F(FileContract, CreatesFilesByNamesInUtf8) {
 
 TEST_F(FileContract, ReadsFilesByNamesInUtf8) {
     for (const char* const name : k_names) {
-        write("source", "wb", std::string("of ") + name);
+        write("source", std::string("of ") + name);
         fs::rename(system_path(path("source")), system_path(path(name)));
         EXPECT_EQ(read(name), std::string("of ") + name);
     }
@@ -108,34 +56,34 @@ TEST_F(FileContract, FollowsFoldersByNamesInUtf8) {
     for (const char* const name : k_names) {
         fs::create_directory(system_path(path(name)));
         const std::string inner = std::string(name) + "/" + name;
-        write(inner, "wb", name);
+        write(inner, name);
         EXPECT_EQ(read(inner), name);
     }
 }
 
 TEST_F(FileContract, KeepsBytesAsTheyAreInBinaryModes) {
-    write("file", "wb", k_bytes);
+    write("file", k_bytes);
     EXPECT_EQ(fs::file_size(path("file")), k_bytes.size());
     EXPECT_EQ(read("file"), k_bytes);
 }
 
 TEST_F(FileContract, WritingEmptiesWhatWasThere) {
-    write("file", "wb", "long before");
-    write("file", "wb", "now");
+    write("file", "long before");
+    write("file", "now");
     EXPECT_EQ(read("file"), "now");
 }
 
 TEST_F(FileContract, AppendingKeepsWhatWasThereAndCreates) {
-    write("\xC3\xB1", "ab", "one");
-    write("\xC3\xB1", "ab", " two");
+    write("\xC3\xB1", "one", "ab");
+    write("\xC3\xB1", " two", "ab");
     EXPECT_EQ(read("\xC3\xB1"), "one two");
 }
 
 TEST_F(FileContract, ChangingKeepsWhatItDoesNotWriteAndDoesNotCreate) {
     EXPECT_FALSE(open("file", "r+b"));
     EXPECT_TRUE(names().empty());
-    write("file", "wb", "before");
-    write("file", "r+b", "AB");
+    write("file", "before");
+    write("file", "AB", "r+b");
     EXPECT_EQ(read("file"), "ABfore");
 }
 
@@ -168,7 +116,7 @@ TEST_F(FileContract, FailsToWriteToAFolder) {
 }
 
 TEST_F(FileContract, FailsBelowAFile) {
-    write("file", "wb", "text");
+    write("file", "text");
     EXPECT_FALSE(open("file/inner", "rb"));
     EXPECT_FALSE(open("file/inner", "wb"));
     EXPECT_EQ(read("file"), "text");
@@ -195,8 +143,7 @@ TEST_F(FileContract, RefusesANameThatIsNotUtf8WhereNamesAreNoBytes) {
          }) {
         const bool is_opened = open(name, "wb") != nullptr;
         EXPECT_EQ(is_opened, k_names_are_bytes);
-        EXPECT_EQ(names(),
-                  k_names_are_bytes ? std::vector<std::string>{name} : std::vector<std::string>{});
+        EXPECT_EQ(names(), k_names_are_bytes ? Names{name} : Names{});
         EXPECT_EQ(open(name, "rb") != nullptr, k_names_are_bytes);
         if (is_opened) {
             fs::remove(path(name));
@@ -207,7 +154,7 @@ TEST_F(FileContract, RefusesANameThatIsNotUtf8WhereNamesAreNoBytes) {
 TEST_F(FileContract, OpensInAnyThread) {
     std::vector<std::thread> threads;
     for (const char* const name : k_names) {
-        threads.emplace_back([this, name] { write(name, "wb", name); });
+        threads.emplace_back([this, name] { write(name, name); });
     }
     for (std::thread& thread : threads) {
         thread.join();

@@ -33,6 +33,9 @@ struct FakeWebSeam {
         }
         g_web->m_calls.push_back(
             {request.method, request.url, std::string(request.body), request.has_body});
+        if (g_web->m_at_call) {
+            g_web->m_at_call();
+        }
         FakeWebAnswer answer = g_web->m_always;
         if (!g_web->m_answers.empty()) {
             answer = std::move(g_web->m_answers.front());

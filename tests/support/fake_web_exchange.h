@@ -5,8 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct WebCall {
@@ -48,6 +50,9 @@ class FakeWeb {
     /// What every request beyond the queue gets.
     void answer_always(FakeWebAnswer answer);
 
+    /// Called at each request, before its answer.
+    void at_each_call(std::function<void()> callback) { m_at_call = std::move(callback); }
+
     const std::vector<WebCall>& calls() const { return m_calls; }
     const WebCall& last_call() const;
     void forget_calls() { m_calls.clear(); }
@@ -65,6 +70,7 @@ class FakeWeb {
     std::deque<FakeWebAnswer> m_answers;
     FakeWebAnswer m_always{.reachable = false};
     std::vector<WebCall> m_calls;
+    std::function<void()> m_at_call;
     int m_open_exchanges = 0;
     std::size_t m_largest_read = 0;
     std::size_t m_bytes_read = 0;

@@ -152,6 +152,12 @@ TEST_F(AuthApi, ARegistrationAnswered404ByBothPathsReportsIt) {
     EXPECT_FALSE(backend_auth_register("a", "b", out()));
     EXPECT_EQ(web.calls().size(), 2U);
     EXPECT_EQ(take_error(), "Registro rechazado (HTTP 404)");
+
+    web.answer(404, R"({"error":"first"})");
+    web.answer(404, R"({"error":"second"})");
+    EXPECT_FALSE(backend_auth_register("a", "b", out()));
+    EXPECT_EQ(web.calls().size(), 4U);
+    EXPECT_EQ(take_error(), "second");
 }
 
 TEST_F(AuthApi, TheOlderPathsAnswerIsTheOneThatIsJudged) {
@@ -272,6 +278,40 @@ TEST_F(AuthApi, AMissingIdEmptiesTheUsersIdentifier) {
         EXPECT_TRUE(call.sign_in(out()));
         EXPECT_STREQ(g_user_id, "");
     }
+}
+
+TEST_F(AuthApi, AnAnswerThatLacksSomethingChangesNothingOfWhoIsSignedIn) {
+    copy_text(g_username, "former");
+    copy_text(g_user_email, "former@x.es");
+    const char* const without_token = R"({"id":"u7","username":"ana","email":"ana@server"})";
+    const char* const without_username = R"({"id":"u7","email":"ana@server","sessionToken":"tok"})";
+    for (const SignInCall& call : k_calls) {
+        SCOPED_TRACE(call.name);
+        const bool is_restore = std::strcmp(call.name, "restore") == 0;
+        web.answer(call.success, is_restore ? without_username : without_token);
+        EXPECT_FALSE(call.sign_in(out()));
+        EXPECT_STREQ(g_user_id, "me");
+        EXPECT_STREQ(g_username, "former");
+        EXPECT_STREQ(g_user_email, "former@x.es");
+        EXPECT_STREQ(g_session_token, "the-token");
+    }
+}
+
+TEST_F(AuthApi, WithoutRoomForTheTokenOnlyARestoreSucceeds) {
+    const SignInTexts no_room{
+        .username = username, .email = email, .session_token = {}, .error = error_text};
+    web.answer(200, k_full_answer);
+    EXPECT_FALSE(backend_auth_login("ana@x.es", "p", no_room));
+    EXPECT_EQ(take_error(), "Backend no devolvió sessionToken");
+    web.answer(201, k_full_answer);
+    EXPECT_FALSE(backend_auth_register("ana@x.es", "p", no_room));
+    EXPECT_EQ(take_error(), "Backend no devolvió sessionToken");
+    EXPECT_STREQ(g_user_id, "me");
+    web.answer(200, k_full_answer);
+    EXPECT_TRUE(backend_auth_restore_session("saved", no_room));
+    EXPECT_EQ(take_error(), "");
+    EXPECT_STREQ(username, "ana");
+    EXPECT_STREQ(g_user_id, "u7");
 }
 
 TEST_F(AuthApi, ValuesAreCutToTheirBuffers) {

@@ -7,7 +7,9 @@
 #include "unit/backend/fake_browser.h"
 #include "unit/backend/sign_in_fixture.h"
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -46,6 +48,17 @@ TEST_F(GoogleSignIn, StartsOpensTheBrowserAndAsksUntilItIsCompleted) {
     EXPECT_STREQ(session_token, "tok");
     EXPECT_STREQ(g_user_id, "u7");
     EXPECT_EQ(take_error(), "");
+}
+
+TEST_F(GoogleSignIn, ASecondPassesBeforeEachQuestion) {
+    std::vector<std::uint32_t> times;
+    web.at_each_call([&] { times.push_back(waited()); });
+    web.answer(201, k_started);
+    web.answer(200, R"({"status":"pending"})");
+    web.answer_unreachable();
+    web.answer(200, k_completed);
+    EXPECT_TRUE(sign_in());
+    EXPECT_EQ(times, (std::vector<std::uint32_t>{0, 1000, 2000, 3000}));
 }
 
 TEST_F(GoogleSignIn, NobodyAnsweringTheStart) {
@@ -205,26 +218,42 @@ TEST_F(GoogleSignIn, AnErrorEndsTheAsking) {
     EXPECT_EQ(take_error(), "denied");
     EXPECT_EQ(web.calls().size(), 2U);
 
-    web.answer(201, k_started);
-    web.answer(200, R"({"status":"error"})");
-    EXPECT_FALSE(sign_in());
-    EXPECT_EQ(take_error(), "Google OAuth terminó con error");
+    for (const char* answer : {R"({"status":"error"})", R"({"status":"error","error":""})",
+                               R"({"status":"error","error":7})"}) {
+        web.answer(201, k_started);
+        web.answer(200, answer);
+        EXPECT_FALSE(sign_in());
+        EXPECT_EQ(take_error(), "Google OAuth terminó con error") << answer;
+    }
 }
 
-TEST_F(GoogleSignIn, ACompletedOneNeedsAUsername) {
-    web.answer(201, k_started);
-    web.answer(200, R"({"status":"completed","sessionToken":"tok"})");
-    EXPECT_FALSE(sign_in());
-    EXPECT_EQ(take_error(), "OAuth completado pero sin username");
-    EXPECT_EQ(web.calls().size(), 2U);
+TEST_F(GoogleSignIn, ACompletedOneNeedsAUsernameAndASessionTokenOrChangesNothing) {
+    struct LackingAnswer {
+        const char* answer;
+        const char* error;
+    };
+    for (const LackingAnswer& row :
+         {LackingAnswer{R"({"status":"completed","id":"u7","sessionToken":"tok"})",
+                        "OAuth completado pero sin username"},
+          LackingAnswer{R"({"status":"completed","id":"u7","username":"ana"})",
+                        "OAuth completado pero sin sessionToken"}}) {
+        web.forget_calls();
+        web.answer(201, k_started);
+        web.answer(200, row.answer);
+        EXPECT_FALSE(sign_in());
+        EXPECT_EQ(take_error(), row.error);
+        EXPECT_EQ(web.calls().size(), 2U);
+        EXPECT_STREQ(g_user_id, "me");
+    }
 }
 
-TEST_F(GoogleSignIn, ACompletedOneNeedsASessionToken) {
+TEST_F(GoogleSignIn, WithoutRoomForTheTokenACompletedOneHasNone) {
     web.answer(201, k_started);
-    web.answer(200, R"({"status":"completed","username":"ana"})");
-    EXPECT_FALSE(sign_in());
+    web.answer(200, k_completed);
+    EXPECT_FALSE(backend_auth_google_oauth(
+        {.username = username, .email = email, .session_token = {}, .error = error_text}));
     EXPECT_EQ(take_error(), "OAuth completado pero sin sessionToken");
-    EXPECT_EQ(web.calls().size(), 2U);
+    EXPECT_STREQ(g_user_id, "me");
 }
 
 TEST_F(GoogleSignIn, ACompletedOneWithoutEmailAndIdLeavesThemEmpty) {

@@ -121,6 +121,17 @@ TEST_F(Session, NeedsAnAddressAndAToken) {
     EXPECT_EQ(loaded(""), "0|||");
 }
 
+TEST_F(Session, IsNoneForACallerWithoutRoomForItsAddressOrToken) {
+    EXPECT_EQ(loaded("backend_url=u\nusername=n\nsession_token=t\n"), "1|u|n|t");
+    EXPECT_FALSE(load_local_session(m_url, m_username, {}));
+    EXPECT_STREQ(m_url, "u");
+    EXPECT_STREQ(m_username, "n");
+    EXPECT_FALSE(load_local_session({}, m_username, m_token));
+    EXPECT_STREQ(m_token, "t");
+    EXPECT_TRUE(load_local_session(m_url, {}, m_token)) << "a name may lack";
+    EXPECT_FALSE(load_local_session({}, {}, {}));
+}
+
 TEST_F(Session, KeysAreMatchedAtTheStartInTheirCaseWithoutBlanks) {
     EXPECT_EQ(loaded(" backend_url=u\nUsername=n\nsession_token =t\nxusername=n\nusername\n"),
               "0|||");
