@@ -2,6 +2,9 @@
 # scripts/voice-room; every case runs in a subshell of its own with $case_dir (its folder) and $first_card set.
 # shellcheck shell=bash
 
+# shellcheck source=SCRIPTDIR/waiting.sh
+. "$root/tests/system/waiting.sh"
+
 # By the participants' numbers; spoken_by tells who speaks a voice that is not his own.
 declare -A peer_pid=() peer_fd=() peer_kind=() peer_card=() spoken_by=()
 service_pid='' relay_pid=''
@@ -42,16 +45,6 @@ sum() { awk "BEGIN { print $1 }"; }
 pause() {
   sleep "$1" &
   wait $!
-}
-
-# until_true SECONDS COMMAND...: tries until it succeeds.
-until_true() {
-  local tries=$(($1 * 20))
-  shift
-  until "$@"; do
-    [ $((tries--)) -gt 0 ] || return 1
-    sleep 0.05
-  done
 }
 
 # end PID...: asks, then insists.

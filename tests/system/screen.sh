@@ -3,23 +3,18 @@
 # shellcheck shell=bash
 
 : "${root:?}" "${case_dir:?}"
+# shellcheck source=SCRIPTDIR/waiting.sh
+. "$root/tests/system/waiting.sh"
 client_pid='' client_window=''
+
+# The reader's threads mostly wait for each other, and other cases may want the processors.
+export OMP_THREAD_LIMIT=1
 
 # complain TEXT: ends the case as failed, with a picture of what there was.
 complain() {
   shot failed
   printf '%s: %s (%s)\n' "$(basename "$case_dir")" "$*" "$case_dir/failed.png" >&2
   exit 1
-}
-
-# until_true SECONDS COMMAND...: tries until it succeeds.
-until_true() {
-  local end=$((SECONDS + $1))
-  shift
-  until "$@"; do
-    [ $SECONDS -lt $end ] || return 1
-    sleep 0.05
-  done
 }
 
 shot() { import -window root "$case_dir/$1.png"; }
