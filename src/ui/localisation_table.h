@@ -10,9 +10,9 @@ struct TextRow {
     const char* english;
 };
 
-/// In the order of the lookup. Texts that are equal on purpose: product and Google names, Email,
-/// MOTD, the realm, and the way back from registration, which is Spanish in both. A "%s" is the
-/// caller's to fill.
+/// In the order of the lookup. Equal on purpose are names (the product's, Google, Email, MOTD, the
+/// realm), words that both languages share, and the way back from registration, which is Spanish in
+/// both. A "%s" is the caller's to fill.
 inline constexpr TextRow k_text_rows[] = {
     // Window, login and registration.
     {"app_window_title", "Velmo Voice Chat", "Velmo Voice Chat"},

@@ -45,13 +45,8 @@ class Kept {
     std::size_t m_length = 0;
 };
 
-constexpr bool is_letter_or_digit(char byte) {
-    return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-           (byte >= '0' && byte <= '9');
-}
-
 constexpr bool is_name_byte(char byte) {
-    return is_letter_or_digit(byte) || byte == '-' || byte == '_';
+    return is_ascii_letter(byte) || is_ascii_digit(byte) || byte == '-' || byte == '_';
 }
 
 constexpr bool is_blank(char byte) {

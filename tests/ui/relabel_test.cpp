@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 namespace {
 
 /// A kind of widget: how to make one, and the text that it shows.
@@ -16,6 +19,7 @@ struct Kind {
     GtkWidget* (*create)();
     std::string (*text)(GtkWidget* widget);
     void (*set_text)(GtkWidget* widget, const char* text);
+    const char* changed; ///< the signal that says so
 };
 
 std::string placeholder(GtkWidget* entry) {
@@ -51,13 +55,15 @@ void set_placeholder(GtkWidget* entry, const char* text) {
     g_object_set(entry, "placeholder-text", text, nullptr);
 }
 
-constexpr Kind k_label{[] { return gtk_label_new(""); }, label_text, set_label_text};
+constexpr Kind k_label{[] { return gtk_label_new(""); }, label_text, set_label_text,
+                       "notify::label"};
 constexpr Kind k_button{[] { return gtk_button_new_with_label(""); }, button_label,
-                        set_button_label};
-constexpr Kind k_entry{gtk_entry_new, placeholder, set_placeholder};
-constexpr Kind k_password{gtk_password_entry_new, placeholder, set_placeholder};
+                        set_button_label, "notify::label"};
+constexpr Kind k_entry{gtk_entry_new, placeholder, set_placeholder, "notify::placeholder-text"};
+constexpr Kind k_password{gtk_password_entry_new, placeholder, set_placeholder,
+                          "notify::placeholder-text"};
 constexpr Kind k_tooltip{[] { return gtk_button_new_from_icon_name("list-add-symbolic"); }, tooltip,
-                         gtk_widget_set_tooltip_text};
+                         gtk_widget_set_tooltip_text, "notify::tooltip-text"};
 
 struct Expected {
     GtkWidget*& widget;
@@ -160,6 +166,18 @@ void make_all_texts_old() {
     }
 }
 
+std::vector<std::string> g_written; // keys, in the order in which their widgets changed
+
+void on_written(GObject*, GParamSpec*, const char* key) {
+    if (g_written.empty() || g_written.back() != key) {
+        g_written.emplace_back(key);
+    }
+}
+
+void watch(GtkWidget* widget, const char* signal, const char* key) {
+    g_signal_connect(widget, signal, G_CALLBACK(on_written), const_cast<char*>(key));
+}
+
 std::string tab_label() {
     return gtk_notebook_get_tab_label_text(GTK_NOTEBOOK(g_notebook), g_channel_tab);
 }
@@ -190,6 +208,22 @@ TEST_F(Relabel, EveryWidgetTakesTheTextOfTheNewLanguage) {
                 EXPECT_STRNE(tr(row.key), row.key) << "no such text";
             }
         }
+    });
+}
+
+TEST_F(Relabel, WidgetsAreRelabelledPageByPageFromTheTop) {
+    run_interface([] {
+        make_missing_widgets();
+        make_all_texts_old();
+        std::vector<std::string> expected{"app_window_title"};
+        watch(g_window, "notify::title", "app_window_title");
+        for (const Expected& row : k_expected) {
+            expected.emplace_back(row.key);
+            watch(row.widget, row.kind.changed, row.key);
+        }
+        g_written.clear();
+        apply_language_to_ui();
+        EXPECT_EQ(g_written, expected);
     });
 }
 
