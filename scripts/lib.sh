@@ -10,6 +10,7 @@ declare -A packages=(
     libsoup-3.0-dev glib-networking libsqlite3-dev python3 openssl curl
     googletest libbenchmark-dev libspeexdsp-dev"
   [sound]="pulseaudio pulseaudio-utils espeak-ng sox"
+  [window]="fonts-dejavu-core adwaita-icon-theme librsvg2-common"
   [display]="xvfb xauth openbox xdotool imagemagick fonts-dejavu-core adwaita-icon-theme librsvg2-common"
   [screen]="tesseract-ocr tesseract-ocr-spa"
   [windows]="g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 wine xz-utils"

@@ -11,14 +11,16 @@ const char* close_label() {
     return g_language == k_language_english ? "Close" : "Cerrar";
 }
 
-// A word of any length, as a server may send one, stays on the screen.
-void let_words_break(GtkWidget* widget) {
+// A word of any length, as a server may send one, stays on the screen, and lines stand under their
+// title, one as well as several.
+void arrange_labels(GtkWidget* widget) {
     if (GTK_IS_LABEL(widget)) {
         gtk_label_set_wrap_mode(GTK_LABEL(widget), PANGO_WRAP_WORD_CHAR);
+        gtk_label_set_justify(GTK_LABEL(widget), GTK_JUSTIFY_CENTER);
     }
     for (GtkWidget* child = gtk_widget_get_first_child(widget); child != nullptr;
          child = gtk_widget_get_next_sibling(child)) {
-        let_words_break(child);
+        arrange_labels(child);
     }
 }
 
@@ -31,13 +33,13 @@ void let_words_break(GtkWidget* widget) {
 namespace {
 
 // GTK keeps the dialog's window to itself.
-void let_words_break_over(const GtkWindow* parent) {
+void arrange_labels_over(const GtkWindow* parent) {
     GListModel* const windows = gtk_window_get_toplevels();
     for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
         const GObjectPtr<GtkWindow> window(
             static_cast<GtkWindow*>(g_list_model_get_item(windows, i)));
         if (gtk_window_get_transient_for(window.get()) == parent) {
-            let_words_break(GTK_WIDGET(window.get()));
+            arrange_labels(GTK_WIDGET(window.get()));
         }
     }
 }
@@ -61,7 +63,7 @@ void show_alert(GtkWindow* parent, const char* message, const char* detail,
     gtk_alert_dialog_set_default_button(dialog.get(), 0);
     gtk_alert_dialog_choose(dialog.get(), parent, nullptr, on_choice,
                             reinterpret_cast<gpointer>(closed));
-    let_words_break_over(parent);
+    arrange_labels_over(parent);
 }
 
 #else
@@ -85,7 +87,7 @@ void show_alert(GtkWindow* parent, const char* message, const char* detail,
     gtk_dialog_add_button(GTK_DIALOG(dialog), close_label(), GTK_RESPONSE_CLOSE);
     gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_CLOSE);
     gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(dialog), "%s", detail);
-    let_words_break(GTK_WIDGET(dialog));
+    arrange_labels(GTK_WIDGET(dialog));
     g_signal_connect(dialog, "response", G_CALLBACK(on_response),
                      reinterpret_cast<gpointer>(closed));
     gtk_window_present(GTK_WINDOW(dialog));

@@ -6,6 +6,7 @@
 #include "ui/localisation.h"
 #include "ui/ui_internal.h"
 
+#include <algorithm>
 #include <initializer_list>
 
 namespace {
@@ -32,14 +33,10 @@ bool is_empty_entry(GtkWidget* entry) {
     return is_empty(gtk_editable_get_text(GTK_EDITABLE(entry)));
 }
 
-// The field that is to be filled in first.
+// The field that is to be filled in first, or the last one.
 void focus_first_empty(std::initializer_list<GtkWidget*> entries) {
-    for (GtkWidget* entry : entries) {
-        if (is_empty_entry(entry)) {
-            gtk_widget_grab_focus(entry);
-            return;
-        }
-    }
+    const auto* const empty = std::ranges::find_if(entries, is_empty_entry);
+    gtk_widget_grab_focus(empty != entries.end() ? *empty : *(entries.end() - 1));
 }
 
 void show_page(const char* name) {
@@ -86,7 +83,7 @@ void focus_visible_page() {
         focus_first_empty({g_register_username_entry, g_register_password_entry,
                            g_register_confirm_password_entry});
     } else if (page == g_hub_page) {
-        gtk_widget_grab_focus(g_servers_list);
+        focus_spaces_list();
     }
 }
 

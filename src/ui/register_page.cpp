@@ -8,6 +8,10 @@ namespace {
 constexpr int k_spacing = 16;
 constexpr int k_create_button_gap = 12;
 
+void go_on_with_enter(GtkWidget* entry, GtkWidget* next) {
+    g_signal_connect_swapped(entry, "activate", G_CALLBACK(gtk_widget_grab_focus), next);
+}
+
 } // namespace
 
 GtkWidget* g_register_username_label = nullptr;
@@ -40,6 +44,8 @@ GtkWidget* create_register_page() {
                                                            "register_confirm_pass_placeholder");
     keep(g_register_confirm_password_label, confirmation.label);
     keep(g_register_confirm_password_entry, confirmation.entry);
+    go_on_with_enter(address.entry, password.entry);
+    go_on_with_enter(password.entry, confirmation.entry);
     g_signal_connect(confirmation.entry, "activate", G_CALLBACK(on_register_create_clicked),
                      nullptr);
 

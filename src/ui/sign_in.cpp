@@ -34,6 +34,14 @@ void set_field(GtkWidget* entry, const char* text) {
     }
 }
 
+// Nor shows it the next password while it is typed, whatever was shown before.
+void clear_password(GtkWidget* entry) {
+    set_field(entry, "");
+    if (entry != nullptr) {
+        gtk_text_set_visibility(GTK_TEXT(gtk_editable_get_delegate(GTK_EDITABLE(entry))), FALSE);
+    }
+}
+
 void warn(const char* text_key) {
     GUI_ShowMessage(tr("msg_title_error"), tr(text_key), k_gui_message_warning);
 }
@@ -93,7 +101,7 @@ void on_login_clicked(GtkWidget*, gpointer) {
     }
     start_session(answer, first_filled(answer.username, address.c_str()),
                   first_filled(answer.email, address.c_str()));
-    set_field(g_password_entry, "");
+    clear_password(g_password_entry);
     enter_hub();
 }
 
@@ -103,8 +111,8 @@ void on_username_activate(GtkWidget* sender, gpointer data) {
 
 void on_register_clicked(GtkWidget*, gpointer) {
     set_field(g_register_username_entry, read_field(g_username_entry, sanitize_email).c_str());
-    set_field(g_register_password_entry, "");
-    set_field(g_register_confirm_password_entry, "");
+    clear_password(g_register_password_entry);
+    clear_password(g_register_confirm_password_entry);
     switch_to_register_page();
 }
 
@@ -133,7 +141,7 @@ void on_register_create_clicked(GtkWidget*, gpointer) {
     }
     clear_local_session();
     set_field(g_username_entry, address.c_str());
-    set_field(g_password_entry, "");
+    clear_password(g_password_entry);
     // Spanish in both languages.
     GUI_ShowMessage(tr("msg_title_register"),
                     "Cuenta creada. Ahora inicia sesión con tu email y contraseña.",

@@ -154,6 +154,9 @@ void on_register_back_clicked(GtkWidget* sender, gpointer data);
 // Focus (window_focus.cpp).
 extern GtkWidget* g_servers_list;
 
+/// Gives the keyboard to the list's selected or first row, where nothing in the list has it.
+void focus_spaces_list();
+
 /// GLib callbacks: present the main window and give the spaces list the keyboard. The first runs
 /// once; the second takes the number of tries that remain as its data and re-arms itself.
 gboolean restore_main_window_focus_idle(gpointer data);

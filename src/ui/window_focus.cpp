@@ -4,6 +4,11 @@
 
 namespace {
 
+bool has_keyboard(GtkWidget* widget) {
+    GtkWidget* const focus = gtk_window_get_focus(GTK_WINDOW(g_window));
+    return focus != nullptr && gtk_widget_is_ancestor(focus, widget) != FALSE;
+}
+
 constexpr guint k_retry_interval_ms = 120;
 
 void restore_main_window_focus() {
@@ -13,13 +18,25 @@ void restore_main_window_focus() {
     gtk_window_present(GTK_WINDOW(g_window));
     // On another page than the hub the field that had the keyboard keeps it.
     if (g_servers_list != nullptr && gtk_widget_get_mapped(g_servers_list) != FALSE) {
-        gtk_widget_grab_focus(g_servers_list);
+        focus_spaces_list();
     }
 }
 
 } // namespace
 
 GtkWidget* g_servers_list = nullptr;
+
+void focus_spaces_list() {
+    if (g_servers_list == nullptr || has_keyboard(g_servers_list)) {
+        return; // the user may have gone on to another row
+    }
+    // On the list itself the arrow keys do nothing.
+    GtkListBox* const list = GTK_LIST_BOX(g_servers_list);
+    GtkListBoxRow* const selected = gtk_list_box_get_selected_row(list);
+    GtkListBoxRow* const row =
+        selected != nullptr ? selected : gtk_list_box_get_row_at_index(list, 0);
+    gtk_widget_grab_focus(row != nullptr ? GTK_WIDGET(row) : g_servers_list);
+}
 
 gboolean restore_main_window_focus_idle(gpointer) {
     restore_main_window_focus();

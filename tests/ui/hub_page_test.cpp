@@ -301,6 +301,41 @@ TEST_F(HubPage, SwitchingToItShowsTheSpacesTabTheProfileAndGivesTheListTheKeyboa
     });
 }
 
+GtkWidget* keyboard() {
+    return gtk_window_get_focus(GTK_WINDOW(g_window));
+}
+
+TEST_F(HubPage, TheFirstOrSelectedSpaceHasTheKeyboardAndKeepsIt) {
+    run_interface([] {
+        add_space("s1", "Uno");
+        add_space("s2", "Dos");
+        refresh_hub_server_list();
+        switch_to_hub_page();
+        EXPECT_EQ(keyboard(), rows().at(0));
+        gtk_window_set_focus(GTK_WINDOW(g_window), nullptr);
+        g_selected_server_index = 1;
+        refresh_hub_server_list();
+        focus_spaces_list();
+        EXPECT_EQ(keyboard(), rows().at(1));
+        gtk_widget_grab_focus(rows().at(0));
+        restore_main_window_focus_idle(nullptr);
+        EXPECT_EQ(keyboard(), rows().at(0));
+    });
+}
+
+TEST_F(HubPage, LongNamesLeaveTheUsersColumnItsWidth) {
+    run_interface([] {
+        copy_text(g_username, std::string(63, 'W').c_str());
+        copy_text(g_user_email, (std::string(100, 'm') + "@velmo.example").c_str());
+        switch_to_hub_page();
+        wait_until([] { return gtk_widget_get_width(column_of(g_hub_title_label)) > 0; });
+        run_main_loop_for_ms(50);
+        EXPECT_EQ(gtk_widget_get_width(column_of(g_hub_title_label)), 280);
+        EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_user_name_label), g_username);
+        EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_user_email_label), g_user_email);
+    });
+}
+
 TEST_F(HubPage, SwitchingToItFillsAnEmptyDisplayNameField) {
     run_interface([] {
         copy_text(g_username, "ana");

@@ -46,7 +46,8 @@ TEST_F(Start, ASessionThatHoldsMakesTheHubTheFirstPage) {
         EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_user_name_label)), "Ana");
         EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_user_email_label)), "ana@velmo.example");
         EXPECT_EQ(label_texts(g_servers_list), std::vector<std::string>{"Club"});
-        EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), g_servers_list);
+        GtkListBoxRow* const row = gtk_list_box_get_row_at_index(GTK_LIST_BOX(g_servers_list), 0);
+        EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), GTK_WIDGET(row));
         EXPECT_EQ(find_dialog(), nullptr);
     });
     EXPECT_EQ(std::string(g_backend_url), m_web.url());

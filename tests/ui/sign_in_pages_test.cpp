@@ -428,6 +428,36 @@ TEST_F(SignInPages, TheFirstEmptyFieldHasTheKeyboard) {
         gtk_editable_set_text(GTK_EDITABLE(g_username_entry), "a@b.c");
         switch_to_login_page();
         EXPECT_EQ(focused(entries), g_password_entry);
+        gtk_editable_set_text(GTK_EDITABLE(g_password_entry), "secret");
+        switch_to_register_page();
+        switch_to_login_page();
+        EXPECT_EQ(focused(entries), g_password_entry) << "the last one, when none is empty";
+    });
+}
+
+TEST_F(SignInPages, EnterGoesOnToTheNextFieldOfARegistration) {
+    run_interface([] {
+        switch_to_register_page();
+        g_signal_emit_by_name(g_register_username_entry, "activate");
+        EXPECT_EQ(focused({g_register_password_entry}), g_register_password_entry);
+        g_signal_emit_by_name(g_register_password_entry, "activate");
+        EXPECT_EQ(focused({g_register_confirm_password_entry}), g_register_confirm_password_entry);
+    });
+}
+
+GtkText* text_of(GtkWidget* entry) {
+    return GTK_TEXT(gtk_editable_get_delegate(GTK_EDITABLE(entry)));
+}
+
+TEST_F(SignInPages, ANewVisitHidesWhatIsTyped) {
+    run_interface([] {
+        for (GtkWidget* entry : {g_register_password_entry, g_register_confirm_password_entry}) {
+            gtk_text_set_visibility(text_of(entry), TRUE); // as the eye beside it does
+        }
+        on_register_clicked(nullptr, nullptr);
+        for (GtkWidget* entry : {g_register_password_entry, g_register_confirm_password_entry}) {
+            EXPECT_FALSE(gtk_text_get_visibility(text_of(entry)));
+        }
     });
 }
 

@@ -30,6 +30,11 @@ GtkWidget* append_caption(GtkWidget* box, const char* text, const char* css_clas
     return label;
 }
 
+// Of whatever length the text is, the column keeps its width.
+void let_shrink(GtkWidget* label) {
+    gtk_label_set_max_width_chars(GTK_LABEL(label), 1);
+}
+
 void let_wrap(GtkWidget* label) {
     gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_NONE);
     gtk_label_set_wrap(GTK_LABEL(label), TRUE);
@@ -37,6 +42,7 @@ void let_wrap(GtkWidget* label) {
 
 GtkWidget* create_user_column() {
     GtkWidget* const column = create_column(k_user_column_width);
+    gtk_widget_set_hexpand(column, FALSE); // whatever in it does
     keep(g_hub_title_label, append_caption(column, tr("hub_title"), "settings-title"));
     keep(g_hub_subtitle_label, append_caption(column, tr("hub_subtitle"), "settings-description"));
     let_wrap(g_hub_subtitle_label);
@@ -44,8 +50,11 @@ GtkWidget* create_user_column() {
     GtkWidget* const user = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_user_box_spacing);
     gtk_widget_set_margin_top(user, k_user_box_gap);
     keep(g_hub_user_name_label, append_caption(user, "-", "hub-user-name"));
+    let_shrink(g_hub_user_name_label);
+    gtk_widget_set_hexpand(g_hub_user_name_label, TRUE);
     gtk_box_append(GTK_BOX(column), user);
     keep(g_hub_user_email_label, append_caption(column, "-", "hub-user-email"));
+    let_shrink(g_hub_user_email_label);
     return column;
 }
 
