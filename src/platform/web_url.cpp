@@ -23,7 +23,8 @@ bool is_hex_digit(char c) {
 }
 
 bool is_host_character(char c) {
-    return !is_ascii(c) || is_ascii_letter(c) || is_ascii_digit(c) || c == '-' || c == '.' || c == '_';
+    return !is_ascii(c) || is_ascii_letter(c) || is_ascii_digit(c) || c == '-' || c == '.' ||
+           c == '_';
 }
 
 bool is_address_character(char c) {

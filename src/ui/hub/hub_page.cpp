@@ -46,6 +46,7 @@ GtkWidget* create_user_column() {
     keep(g_hub_title_label, append_caption(column, tr("hub_title"), "settings-title"));
     keep(g_hub_subtitle_label, append_caption(column, tr("hub_subtitle"), "settings-description"));
     let_wrap(g_hub_subtitle_label);
+    let_shrink(g_hub_subtitle_label);
 
     GtkWidget* const user = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_user_box_spacing);
     gtk_widget_set_margin_top(user, k_user_box_gap);
