@@ -1,10 +1,10 @@
 // The local service from entry to exit: options, data, voice, REST, and an orderly end on Ctrl-C or
 // SIGTERM.
-#include "base/glib_owner.h"
 #include "service/demo/demo_data.h"
 #include "service/rest/rest_server.h"
 #include "service/service_options.h"
 #include "service/store/data_folder.h"
+#include "service/store/wall_time.h"
 #include "service/voice/voice_server.h"
 
 #include <glib-unix.h>
@@ -15,6 +15,7 @@
 #include <string>
 
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -28,14 +29,22 @@ class EndingSignals {
         sigemptyset(&signals);
         sigaddset(&signals, SIGINT);
         sigaddset(&signals, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-        m_file = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+        if (pthread_sigmask(SIG_BLOCK, &signals, nullptr) == 0) {
+            m_file = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+        }
     }
     EndingSignals(const EndingSignals&) = delete;
     EndingSignals& operator=(const EndingSignals&) = delete;
-    ~EndingSignals() { close(m_file); }
+    ~EndingSignals() {
+        if (m_file >= 0) {
+            close(m_file);
+        }
+    }
 
-    /// Runs the main context until one comes.
+    /// False when the system gives no such event. Blocked as they are, only SIGKILL would be left.
+    bool are_heard() const { return m_file >= 0; }
+
+    /// Runs the main context until one comes. They are heard.
     void run_until_one() const {
         GMainLoop* const loop = g_main_loop_new(nullptr, FALSE);
         g_unix_fd_add(
@@ -50,7 +59,7 @@ class EndingSignals {
     }
 
   private:
-    int m_file;
+    int m_file = -1;
 };
 
 void log_line(const char* line) {
@@ -77,6 +86,10 @@ RestOptions rest_options_of(const ServiceOptions& options) {
 
 int serve(const ServiceOptions& options) {
     const EndingSignals signals;
+    if (!signals.are_heard()) {
+        return fail("the system gives no way to hear of signals");
+    }
+    umask(S_IRWXG | S_IRWXO); // what is made from here on is for its owner only
     std::string error;
     DataFolder data;
     const RestOptions rest_options = rest_options_of(options);
@@ -100,7 +113,6 @@ int serve(const ServiceOptions& options) {
             rest, {host, options.rest_port, {}, options.verbose ? log_line : nullptr}, error)) {
         return fail(error);
     }
-    rest.context().options.own_address = host + ":" + std::to_string(rest_server.port());
 
     std::printf("voice: listening on %s:%u\n", options.host.c_str(),
                 unsigned{voice.address().port});

@@ -40,7 +40,7 @@ ContextPtr make_context(Values& values) {
         {"demo", 0, 0, G_OPTION_ARG_NONE, &values.demo,
          "Make demo accounts, a space, rooms and a history, and let anybody be them", nullptr},
         {"session-hours", 0, 0, G_OPTION_ARG_INT, &values.session_hours,
-         "How long a sign-in lasts without use (720)", "N"},
+         "How long a session lasts after its sign-in or last restore (720)", "N"},
         {"verbose", 0, 0, G_OPTION_ARG_NONE, &values.verbose,
          "Tell on standard error who comes and goes", nullptr},
         {"version", 0, 0, G_OPTION_ARG_NONE, &values.version, "Print the version and end", nullptr},

@@ -2,6 +2,7 @@
 #include "service/demo/demo_data.h"
 
 #include "service/store/accounts.h"
+#include "service/store/database.h"
 #include "service/store/invitations.h"
 #include "service/store/members.h"
 #include "service/store/messages.h"
@@ -67,9 +68,8 @@ constexpr WallTime k_day_ms = 24 * 60 * k_minute_ms;
 
 using DemoAccounts = std::array<Account, k_accounts.size()>;
 
-std::string hash_password(const char* password, PasswordCost cost) {
+std::string hash_password(PasswordPool& pool, const char* password) {
     std::string result;
-    PasswordPool pool(0, cost);
     pool.hash(password, [&](const std::string& hash) { result = hash; });
     return result;
 }
@@ -121,9 +121,10 @@ bool make_demo_data(Database& database, PasswordCost cost, WallTime now, std::st
         return true;
     }
     Transaction transaction(database);
+    PasswordPool passwords(0, cost);
     DemoAccounts accounts;
     for (std::size_t i = 0; i < k_accounts.size(); ++i) {
-        const std::string hash = hash_password(k_accounts[i].password, cost);
+        const std::string hash = hash_password(passwords, k_accounts[i].password);
         if (find_account_by_email(database, k_accounts[i].email)) {
             error = std::string("no demo data: ") + k_accounts[i].email + " is somebody's account";
             return false;

@@ -3,10 +3,12 @@
 #pragma once
 
 #include "service/rest/password_pool.h"
-#include "service/store/database.h"
+#include "service/store/wall_time.h"
 
 #include <string>
 #include <vector>
+
+class Database;
 
 /// An account as a person signs in to it.
 struct DemoLogin {

@@ -1,10 +1,12 @@
 // Answers about accounts and sessions. Called through the table of routes.
+#include "service/rest/identity_text.h"
 #include "service/rest/rest_handlers.h"
 #include "service/store/sessions.h"
 #include "service/store/store_limits.h"
 #include "service/store/text_rules.h"
 
-#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
 
 namespace {
 
@@ -25,54 +27,64 @@ std::optional<Credentials> read_credentials(RestCall& call) {
 
 RestAnswer busy_answer() {
     return error_answer(429,
-                        "Hay demasiadas peticiones a la vez. Inténtalo de nuevo en un momento");
+                        "Hay demasiadas peticiones a la vez. Inténtalo de nuevo en un momento.");
+}
+
+RestAnswer no_memory_answer(const RestContext& context) {
+    context.options.report("there is no memory for a password");
+    return error_answer(500, "El servicio no tiene memoria suficiente");
 }
 
 // Signs the account in and tells it so.
 RestAnswer signed_in_answer(RestContext& context, const Account& account, int status) {
     const WallTime expires_at = context.options.now() + context.options.session_ms;
     const std::string token = create_session(context.database, account.id, expires_at);
-    return json_answer(status, identity_text(account, token));
+    return token.empty() ? failure_answer() : json_answer(status, identity_text(account, token));
+}
+
+// A password that has been checked: the answer, and what it means for the next tries.
+RestAnswer checked_answer(RestContext& context, const std::string& email,
+                          const std::optional<Account>& account, PasswordCheck result) {
+    switch (result) {
+    case PasswordCheck::fits:
+        context.wrong_passwords.forgive(email);
+        return signed_in_answer(context, *account, 200);
+    case PasswordCheck::wrong:
+        break;
+    case PasswordCheck::failed:
+        context.wrong_passwords.refund(email);
+        return no_memory_answer(context);
+    }
+    return error_answer(401, "Correo o contraseña incorrectos");
 }
 
 } // namespace
-
-std::string identity_text(const Account& account, std::string_view token, std::string_view status) {
-    AnswerJson identity;
-    if (!status.empty()) {
-        identity["status"] = status;
-    }
-    identity["id"] = account.id;
-    identity["username"] = account.username;
-    identity["email"] = account.email;
-    identity["sessionToken"] = token;
-    return compact_text(identity);
-}
 
 std::optional<RestAnswer> handle_login(RestCall& call) {
     const std::optional<Credentials> given = read_credentials(call);
     if (!given) {
         return call.refusal;
     }
-    RestContext& context = call.context;
-    if (!context.wrong_passwords.may_try(given->email, call.now())) {
-        return error_answer(429, "Demasiados intentos con ese correo. Espera un momento");
-    }
     const std::optional<Account> account = find_account_by_email(call.database(), given->email);
     const std::string hash =
         account ? find_password_hash(call.database(), account->id) : std::string();
-    const bool is_taken = context.passwords.check(
-        given->password, hash,
-        [&context, account, email = given->email, reply = call.reply](bool fits) {
-            if (!fits) {
-                context.wrong_passwords.note_wrong(email, context.options.now());
-                reply(error_answer(401, "Correo o contraseña incorrectos"));
-                return;
-            }
-            context.wrong_passwords.note_right(email);
-            reply(signed_in_answer(context, *account, 200));
-        });
-    return is_taken ? std::nullopt : std::optional(busy_answer());
+    call.work = [&context = call.context, given = *given, account,
+                 hash](const RestReply& reply) -> std::optional<RestAnswer> {
+        if (!context.wrong_passwords.charge(given.email, context.options.now())) {
+            return error_answer(429, "Demasiados intentos con ese correo. Espera un momento.");
+        }
+        const bool is_taken = context.passwords.check(
+            given.password, hash,
+            [&context, email = given.email, account, reply](PasswordCheck result) {
+                reply(checked_answer(context, email, account, result));
+            });
+        if (!is_taken) {
+            context.wrong_passwords.refund(given.email);
+            return busy_answer();
+        }
+        return std::nullopt;
+    };
+    return std::nullopt;
 }
 
 std::optional<RestAnswer> handle_signup(RestCall& call) {
@@ -96,24 +108,30 @@ std::optional<RestAnswer> handle_signup(RestCall& call) {
     if (find_account_by_email(call.database(), given->email)) {
         return taken_answer();
     }
-    RestContext& context = call.context;
-    const bool is_taken =
-        context.passwords.hash(given->password, [&context, taken_answer, email = given->email,
-                                                 reply = call.reply](const std::string& hash) {
+    call.work = [&context = call.context, given = *given,
+                 taken_answer](const RestReply& reply) -> std::optional<RestAnswer> {
+        const auto on_hashed = [&context, taken_answer, email = given.email,
+                                reply](const std::string& hash) {
             if (hash.empty()) {
-                reply(error_answer(500, "El servicio no tiene memoria suficiente"));
+                reply(no_memory_answer(context));
                 return;
             }
             const std::optional<Account> account =
                 create_account(context.database, {email, hash}, context.options.now());
             // Somebody else may have taken the address while this password was hashed.
             reply(account ? signed_in_answer(context, *account, 201) : taken_answer());
-        });
-    return is_taken ? std::nullopt : std::optional(busy_answer());
+        };
+        return context.passwords.hash(given.password, on_hashed) ? std::nullopt
+                                                                 : std::optional(busy_answer());
+    };
+    return std::nullopt;
 }
 
 std::optional<RestAnswer> handle_restore(RestCall& call) {
     const WallTime now = call.now();
-    extend_session(call.database(), call.token, now, now + call.context.options.session_ms);
+    const WallTime expires_at = now + call.context.options.session_ms;
+    if (!extend_session(call.database(), call.token, now, expires_at)) {
+        return failure_answer();
+    }
     return json_answer(200, identity_text(call.account, call.token));
 }

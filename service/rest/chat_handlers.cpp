@@ -54,7 +54,7 @@ std::optional<RestAnswer> handle_room_history(RestCall& call) {
 }
 
 std::optional<RestAnswer> handle_space_history(RestCall& call) {
-    const std::optional<Space> space = find_own_space(call);
+    const std::optional<Space> space = find_space_as_member(call);
     return space ? history_answer(call, {space->id, {}}) : call.refusal;
 }
 
@@ -77,7 +77,7 @@ std::optional<RestAnswer> handle_room_message(RestCall& call) {
     const std::optional<Message> message = add_message(
         call.database(), *scope, {call.account.id, call.account.username, text}, call.now());
     if (!message) {
-        return error_answer(500, "No se pudo guardar el mensaje");
+        return failure_answer();
     }
     return json_answer(201, message_text(*message));
 }

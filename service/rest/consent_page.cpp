@@ -1,10 +1,11 @@
 // See service/rest/consent_page.h.
 #include "service/rest/consent_page.h"
 
+#include "base/ascii.h"
 #include "base/glib_owner.h"
 
+#include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <string_view>
 
 namespace {
@@ -67,8 +68,7 @@ double quality_of(std::string_view header, std::string_view code) {
         std::string_view item = header.substr(0, header.find(','));
         header.remove_prefix(std::min(item.size() + 1, header.size()));
         item.remove_prefix(std::min(item.find_first_not_of(" \t"), item.size()));
-        const std::string tag(item.substr(0, item.find_first_of("-; \t")));
-        if (g_ascii_strcasecmp(tag.c_str(), std::string(code).c_str()) != 0) {
+        if (!ascii_equals(item.substr(0, item.find_first_of("-; \t")), code)) {
             continue;
         }
         const std::size_t weight = item.find("q=");

@@ -3,6 +3,7 @@
 //
 // The page signs in without a password, so it is there only where the service runs with demo data.
 #include "service/rest/consent_page.h"
+#include "service/rest/identity_text.h"
 #include "service/rest/rest_handlers.h"
 #include "service/store/sessions.h"
 
@@ -30,6 +31,18 @@ GoogleRequest* find_request(RestCall& call) {
                                      : nullptr;
 }
 
+bool is_pending(const GoogleRequest* request) {
+    return request != nullptr && request->state == State::pending;
+}
+
+// The page of a request that is decided already, as when it is loaded again, or of none.
+RestAnswer end_page(const GoogleRequest* request, const RestCall& call) {
+    const ConsentEnd end = request == nullptr                   ? ConsentEnd::unknown
+                           : request->state == State::completed ? ConsentEnd::signed_in
+                                                                : ConsentEnd::cancelled;
+    return consent_end_page(end, call.request.accept_language);
+}
+
 } // namespace
 
 std::optional<RestAnswer> handle_google_start(RestCall& call) {
@@ -38,7 +51,7 @@ std::optional<RestAnswer> handle_google_start(RestCall& call) {
     }
     const std::optional<std::string> id = call.context.google_requests.open(call.now());
     if (!id) {
-        return error_answer(429, "Hay demasiados inicios de sesión a la vez. Espera un momento");
+        return error_answer(429, "Hay demasiados inicios de sesión a la vez. Espera un momento.");
     }
     AnswerJson answer;
     answer["authRequestId"] = *id;
@@ -47,7 +60,7 @@ std::optional<RestAnswer> handle_google_start(RestCall& call) {
 }
 
 std::optional<RestAnswer> handle_google_poll(RestCall& call) {
-    const GoogleRequest* const request = find_request(call);
+    GoogleRequest* const request = find_request(call);
     if (request == nullptr) {
         return error_answer(404, "Ese inicio de sesión no existe o ha caducado");
     }
@@ -59,31 +72,34 @@ std::optional<RestAnswer> handle_google_poll(RestCall& call) {
             200, compact_text({{"status", "error"}, {"error", "Inicio de sesión cancelado"}}));
     }
     const std::optional<Account> account = find_demo_account(call.database(), request->account_id);
-    call.context.google_requests.remove(call.ids[0]);
     if (!account) {
         return error_answer(404, "Esa cuenta ya no existe");
     }
-    const std::string token =
-        create_session(call.database(), account->id, call.now() + call.context.options.session_ms);
-    return json_answer(200, identity_text(*account, token, "completed"));
+    if (request->token.empty()) {
+        request->token = create_session(call.database(), account->id,
+                                        call.now() + call.context.options.session_ms);
+    } else if (!find_session_account(call.database(), request->token, call.now())) {
+        return error_answer(404, "Esa sesión ya ha terminado"); // one sign-in, one session
+    }
+    return json_answer(200, identity_text(*account, request->token, "completed"));
 }
 
 std::optional<RestAnswer> handle_consent_page(RestCall& call) {
     const GoogleRequest* const request = find_request(call);
-    if (request == nullptr || request->state != State::pending) {
-        return consent_end_page(ConsentEnd::unknown, call.request.accept_language);
+    if (!is_pending(request)) {
+        return end_page(request, call);
     }
     return consent_form(list_demo_accounts(call.database()), call.request.accept_language);
 }
 
 std::optional<RestAnswer> handle_consent(RestCall& call) {
     GoogleRequest* const request = find_request(call);
-    if (request == nullptr || request->state != State::pending) {
-        return consent_end_page(ConsentEnd::unknown, call.request.accept_language);
+    if (!is_pending(request)) {
+        return end_page(request, call);
     }
     if (call.fields.find("cancel") != nullptr) {
         request->state = State::refused;
-        return consent_end_page(ConsentEnd::cancelled, call.request.accept_language);
+        return end_page(request, call);
     }
     const std::string* const account_id = call.fields.find("account");
     const std::optional<Account> account =
@@ -93,5 +109,5 @@ std::optional<RestAnswer> handle_consent(RestCall& call) {
     }
     request->state = State::completed;
     request->account_id = account->id;
-    return consent_end_page(ConsentEnd::signed_in, call.request.accept_language);
+    return end_page(request, call);
 }

@@ -44,7 +44,7 @@ std::optional<Invitation> find_own_invitation(RestCall& call) {
 } // namespace
 
 std::optional<RestAnswer> handle_list_members(RestCall& call) {
-    const std::optional<Space> space = find_own_space(call);
+    const std::optional<Space> space = find_space_as_member(call);
     if (!space) {
         return call.refusal;
     }
@@ -62,7 +62,7 @@ std::optional<RestAnswer> handle_invite(RestCall& call) {
     if (given == nullptr) {
         return call.refusal;
     }
-    const std::optional<Space> space = find_own_space(call);
+    const std::optional<Space> space = find_space_as_member(call);
     if (!space) {
         return call.refusal;
     }
@@ -83,7 +83,7 @@ std::optional<RestAnswer> handle_invite(RestCall& call) {
     const std::optional<Invitation> invitation =
         add_invitation(call.database(), {space->id, email, call.account.id}, call.now());
     if (!invitation) {
-        return error_answer(500, "No se pudo guardar la invitación");
+        return failure_answer();
     }
     return json_answer(201, invitation_text(*invitation));
 }
@@ -108,6 +108,8 @@ std::optional<RestAnswer> handle_decline_invitation(RestCall& call) {
     if (!invitation) {
         return call.refusal;
     }
-    delete_invitation_of(call.database(), invitation->space_id, invitation->email);
+    if (!delete_invitation_of(call.database(), invitation->space_id, invitation->email)) {
+        return failure_answer();
+    }
     return json_answer(200, compact_text({{"id", invitation->id}, {"status", "declined"}}));
 }

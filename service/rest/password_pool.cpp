@@ -5,7 +5,6 @@
 
 #include <sodium.h>
 
-#include <array>
 #include <utility>
 
 #include <sys/eventfd.h>
@@ -50,14 +49,16 @@ bool PasswordPool::hash(std::string password, std::function<void(const std::stri
     return submit(std::move(job));
 }
 
-bool PasswordPool::check(std::string password, std::string hash, std::function<void(bool)> done) {
+bool PasswordPool::check(std::string password, std::string hash,
+                         std::function<void(PasswordCheck)> done) {
     auto job = std::make_unique<Job>();
     job->password = std::move(password);
     const bool is_somebodys = !hash.empty();
     job->hash = is_somebodys ? std::move(hash) : m_nobodys_hash;
     job->is_check = true;
     job->done = [done = std::move(done), is_somebodys](const Job& finished) {
-        done(finished.fits && is_somebodys);
+        const bool is_nobodys_luck = finished.result == PasswordCheck::fits && !is_somebodys;
+        done(is_nobodys_luck ? PasswordCheck::wrong : finished.result);
     };
     return submit(std::move(job));
 }
@@ -100,15 +101,9 @@ void PasswordPool::work() {
 
 void PasswordPool::perform(Job& job) const {
     if (job.is_check) {
-        job.fits = crypto_pwhash_str_verify(job.hash.c_str(), job.password.data(),
-                                            job.password.size()) == 0;
+        job.result = check_password(job.password, job.hash);
     } else {
-        std::array<char, crypto_pwhash_STRBYTES> hash{};
-        const bool is_made =
-            crypto_pwhash_str_alg(hash.data(), job.password.data(), job.password.size(),
-                                  m_cost.passes, m_cost.memory_bytes,
-                                  crypto_pwhash_ALG_ARGON2ID13) == 0;
-        job.hash = is_made ? hash.data() : "";
+        job.hash = hash_password(job.password, m_cost);
     }
     sodium_memzero(job.password.data(), job.password.size());
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/worker.h"
+#include "service/rest/password_hash.h"
 
 #include <condition_variable>
 #include <deque>
@@ -11,12 +12,6 @@
 #include <mutex>
 #include <string>
 #include <vector>
-
-/// What one hash costs: passes over so much memory.
-struct PasswordCost {
-    unsigned long long passes = 2;
-    std::size_t memory_bytes = 64 * 1024 * 1024;
-};
 
 /// Owned and called by one thread, which is the one that gets the results, out of deliver().
 class PasswordPool {
@@ -36,7 +31,8 @@ class PasswordPool {
 
     /// Hands over whether `password` is the one of `hash`. An empty hash fits none, and takes as
     /// long to find out. False as above.
-    bool check(std::string password, std::string hash, std::function<void(bool fits)> done);
+    bool check(std::string password, std::string hash,
+               std::function<void(PasswordCheck result)> done);
 
     /// Readable when deliver() has something to do.
     int ready_file() const { return m_ready; }
@@ -52,7 +48,7 @@ class PasswordPool {
         std::string password;
         std::string hash; // to compare with, then the result
         bool is_check = false;
-        bool fits = false;
+        PasswordCheck result = PasswordCheck::wrong;
         std::function<void(const Job&)> done;
     };
     using JobPtr = std::unique_ptr<Job>;

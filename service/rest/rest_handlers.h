@@ -29,8 +29,3 @@ std::optional<RestAnswer> handle_delete_room(RestCall& call);
 std::optional<RestAnswer> handle_room_history(RestCall& call);
 std::optional<RestAnswer> handle_space_history(RestCall& call);
 std::optional<RestAnswer> handle_room_message(RestCall& call);
-
-/// {"id","username","email","sessionToken"}: the answer to whoever has signed in. `status` is put
-/// first where it is not empty.
-std::string identity_text(const Account& account, std::string_view token,
-                          std::string_view status = {});

@@ -2,11 +2,13 @@
 #include "service/rest/rest_json.h"
 
 #include "base/glib_owner.h"
-#include "service/cut_characters.h"
+#include "service/client_json.h"
 #include "service/rest/rest_limits.h"
-#include "service/rest/rest_message.h"
 
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <utility>
 
 using Json = nlohmann::json;
 
@@ -60,7 +62,7 @@ std::string unescaped(std::string text) {
 std::optional<RestFields> RestFields::parse_json(std::string_view body) {
     RestFields fields;
     FieldsReader reader(fields);
-    if (!Json::sax_parse(without_cut_characters(body), &reader)) {
+    if (!Json::sax_parse(with_escaped_controls(without_cut_characters(body)), &reader)) {
         return std::nullopt;
     }
     return fields;
@@ -92,12 +94,4 @@ bool RestFields::is_other(std::string_view key) const {
 
 std::string compact_text(const AnswerJson& json) {
     return json.dump(-1, ' ', false, AnswerJson::error_handler_t::replace);
-}
-
-RestAnswer json_answer(int status, std::string body) {
-    return {status, "application/json; charset=utf-8", std::move(body), nullptr, {}};
-}
-
-RestAnswer error_answer(int status, std::string_view text) {
-    return json_answer(status, compact_text({{"error", text}}));
 }

@@ -19,7 +19,7 @@ class RestFields {
   public:
     /// Empty for anything but such an object: lists and objects within, bytes that are not UTF-8,
     /// a key given twice, too many keys. A character that the client's buffer cut at the end of a
-    /// text is dropped.
+    /// text is dropped; control bytes within a text are a part of it, escaped or not.
     static std::optional<RestFields> parse_json(std::string_view body);
 
     /// What an HTML form or a query says; no failure. The first value of a name counts.

@@ -1,7 +1,7 @@
 // Every tunable of the REST half in one place, with its unit. Used by all of service/rest.
 #pragma once
 
-#include "service/store/database.h"
+#include "service/store/wall_time.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -42,8 +42,8 @@ struct RestConnectionLimits {
 
 constexpr int k_password_threads = 2;
 constexpr std::size_t k_password_queue = 512;
-/// Wrong passwords for one address: ten at once, then one every six seconds; and no debt beyond
-/// another ten, so that nobody is kept out for longer than a minute.
+/// Wrong passwords for one address: ten at once, then one every six seconds. Those that are being
+/// checked count.
 constexpr int k_wrong_passwords = 10;
 constexpr std::int64_t k_wrong_password_ms = 6'000;
 constexpr std::size_t k_wrong_password_addresses = 4096; ///< remembered at once
@@ -51,6 +51,6 @@ constexpr std::size_t k_wrong_password_addresses = 4096; ///< remembered at once
 // --- Google sign-in ------------------------------------------------------------------------------
 
 constexpr WallTime k_google_request_ms = 10 * 60 * 1000;
-constexpr std::size_t k_google_requests = 1024; ///< open at once
+constexpr std::size_t k_google_requests = 1024; ///< at once
 
 constexpr int k_house_keeping_seconds = 600; ///< between two looks for expired sessions

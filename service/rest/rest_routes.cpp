@@ -4,8 +4,10 @@
 #include "service/rest/rest_handlers.h"
 #include "service/store/random_text.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
+#include <utility>
 
 namespace {
 

@@ -1,18 +1,18 @@
 // See service/rest/rest_service.h.
 #include "service/rest/rest_service.h"
 
+#include "base/ascii.h"
 #include "service/rest/rest_routes.h"
 #include "service/store/sessions.h"
 
-#include <strings.h>
+#include <utility>
 
 namespace {
 
-// The media type without its parameters is `wanted`.
+// The media type without its parameters is `wanted`, given in lower case.
 bool is_content_type(const std::string& given, std::string_view wanted) {
     const std::string_view type = std::string_view(given).substr(0, given.find_first_of("; \t"));
-    return type.size() == wanted.size() &&
-           strncasecmp(type.data(), wanted.data(), wanted.size()) == 0;
+    return ascii_equals(type, wanted);
 }
 
 RestAnswer no_route_answer(const RouteMatch& match) {
@@ -87,13 +87,8 @@ void RestService::handle(const RestRequest& request, RestReply reply) {
         return;
     }
     const Route& route = *match.route;
-    // What a failing database gave may be incomplete, so nothing of it is told.
-    const RestReply checked_reply = [this, reply = std::move(reply)](const RestAnswer& answer) {
-        reply(m_context.database.take_failure()
-                  ? error_answer(500, "El servicio no puede leer o guardar sus datos")
-                  : answer);
-    };
-    RestCall call{m_context, request, checked_reply};
+    m_context.take_failure(); // what failed before is not this request's
+    RestCall call{m_context, request};
     call.ids = match.ids;
     call.refusal = refuse_type(route, request);
     if (!call.refusal) {
@@ -102,13 +97,24 @@ void RestService::handle(const RestRequest& request, RestReply reply) {
     if (!call.refusal && route.needs_account) {
         read_session(call);
     }
-    const std::optional<RestAnswer> answer = call.refusal ? call.refusal : route.handler(call);
+    std::optional<RestAnswer> answer = call.refusal ? call.refusal : route.handler(call);
+    // What a failing database gave may be incomplete, so nothing of it is told, nor worked on.
+    const RestReply checked_reply = [this, reply = std::move(reply)](const RestAnswer& given) {
+        reply(m_context.take_failure() ? failure_answer() : given);
+    };
+    if (m_context.take_failure()) {
+        answer = failure_answer();
+    } else if (!answer) {
+        answer = call.work(checked_reply);
+    }
     if (answer) {
         checked_reply(*answer);
     }
 }
 
 void RestService::keep_house() {
-    delete_expired_sessions(m_context.database, m_context.options.now());
-    m_context.database.take_failure(); // another time, then
+    const WallTime now = m_context.options.now();
+    delete_expired_sessions(m_context.database, now);
+    m_context.take_failure(); // another time, then
+    m_context.wrong_passwords.forget_settled(now);
 }

@@ -4,6 +4,9 @@
 
 #include "service/rest/rest_call.h"
 
+#include <string>
+#include <utility>
+
 class RestService {
   public:
     /// `database` outlives the service. Main thread, as all that follows.
@@ -16,15 +19,22 @@ class RestService {
     /// How many bytes the body of a request with this head may have.
     std::size_t max_body_bytes(const RestRequest& request) const;
 
-    /// Calls `reply` once, in this call or, when a password is to be checked, from deliver().
+    /// Calls `reply` once, in this call or, when a password is to be hashed or checked, from
+    /// deliver().
     void handle(const RestRequest& request, RestReply reply);
 
     /// Readable when deliver() has something to do.
     int ready_file() const { return m_context.passwords.ready_file(); }
     void deliver() { m_context.passwords.deliver(); }
 
-    /// Forgets expired sessions; called now and then.
+    /// Forgets expired sessions and wrong passwords of long ago; called now and then.
     void keep_house();
+
+    /// Tells where the service is reached: host and port, for links in answers to clients that do
+    /// not name it themselves.
+    void set_own_address(std::string address) {
+        m_context.options.own_address = std::move(address);
+    }
 
     RestContext& context() { return m_context; }
 

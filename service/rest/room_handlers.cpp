@@ -1,5 +1,5 @@
 // Answers about rooms. Called through the table of routes.
-#include "service/cut_characters.h"
+#include "service/client_json.h"
 #include "service/rest/rest_handlers.h"
 #include "service/rest/space_answers.h"
 #include "service/store/rooms.h"
@@ -19,8 +19,8 @@ std::string room_text(const Room& room) {
 }
 
 // The space of the path, for its owner only.
-std::optional<Space> find_owned_space(RestCall& call) {
-    std::optional<Space> space = find_own_space(call);
+std::optional<Space> find_space_as_owner(RestCall& call) {
+    std::optional<Space> space = find_space_as_member(call);
     if (space && space->owner_id != call.account.id) {
         call.refusal =
             error_answer(403, "Solo quien administra el espacio puede cambiar sus salas");
@@ -40,7 +40,7 @@ bool is_confirmed(const std::string& name, const std::string& typed) {
 } // namespace
 
 std::optional<RestAnswer> handle_list_rooms(RestCall& call) {
-    const std::optional<Space> space = find_own_space(call);
+    const std::optional<Space> space = find_space_as_member(call);
     if (!space) {
         return call.refusal;
     }
@@ -56,7 +56,7 @@ std::optional<RestAnswer> handle_create_room(RestCall& call) {
     if (given_name == nullptr) {
         return call.refusal;
     }
-    const std::optional<Space> space = find_owned_space(call);
+    const std::optional<Space> space = find_space_as_owner(call);
     if (!space) {
         return call.refusal;
     }
@@ -70,7 +70,7 @@ std::optional<RestAnswer> handle_create_room(RestCall& call) {
     const std::optional<Room> room =
         add_room(call.database(), {space->id, *name, call.account.id}, call.now());
     if (!room) {
-        return error_answer(500, "No se pudo guardar la sala");
+        return failure_answer();
     }
     return json_answer(201, room_text(*room));
 }
@@ -80,7 +80,7 @@ std::optional<RestAnswer> handle_delete_room(RestCall& call) {
     if (typed == nullptr) {
         return call.refusal;
     }
-    const std::optional<Space> space = find_owned_space(call);
+    const std::optional<Space> space = find_space_as_owner(call);
     if (!space) {
         return call.refusal;
     }
@@ -94,6 +94,8 @@ std::optional<RestAnswer> handle_delete_room(RestCall& call) {
     if (!is_confirmed(room->name, *typed)) {
         return error_answer(400, "El nombre escrito no es el de la sala");
     }
-    delete_room(call.database(), room->id);
+    if (!delete_room(call.database(), room->id)) {
+        return failure_answer();
+    }
     return json_answer(200, compact_text({{"id", room->id}}));
 }

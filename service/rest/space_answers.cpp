@@ -1,8 +1,11 @@
 // See service/rest/space_answers.h.
 #include "service/rest/space_answers.h"
 
+#include "service/store/database.h"
+#include "service/store/invitations.h"
 #include "service/store/members.h"
 #include "service/store/random_text.h"
+#include "service/store/store_limits.h"
 
 #include <nlohmann/json.hpp>
 
@@ -52,7 +55,26 @@ std::string space_text(const Space& space, SpaceRole role, std::string_view invi
     return compact_text(json);
 }
 
-std::optional<Space> find_own_space(RestCall& call) {
+std::optional<RestAnswer> join_space(RestCall& call, const Space& space) {
+    Database& database = call.database();
+    if (is_member(database, space.id, call.account.id)) {
+        return std::nullopt;
+    }
+    if (count_spaces(database, call.account.id) >= k_max_spaces_of_account) {
+        return error_answer(409, "Ya estás en 32 espacios, que es el máximo");
+    }
+    if (count_members(database, space.id) >= k_max_members_of_space) {
+        return error_answer(409, "El espacio está completo");
+    }
+    Transaction transaction(database);
+    if (!add_member(database, space.id, call.account.id, call.now()) ||
+        !delete_invitation_of(database, space.id, call.account.email) || !transaction.commit()) {
+        return failure_answer();
+    }
+    return std::nullopt;
+}
+
+std::optional<Space> find_space_as_member(RestCall& call) {
     std::optional<Space> space = find_space(call.database(), call.ids[0]);
     if (!space) {
         call.refusal = error_answer(404, "Ese espacio no existe");

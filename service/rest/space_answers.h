@@ -37,4 +37,4 @@ std::optional<RestAnswer> join_space(RestCall& call, const Space& space);
 
 /// The space of the path's first id, for members of it only. Empty, with the call's refusal set,
 /// when there is none or the caller is no member.
-std::optional<Space> find_own_space(RestCall& call);
+std::optional<Space> find_space_as_member(RestCall& call);

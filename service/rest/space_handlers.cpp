@@ -1,7 +1,6 @@
 // Answers about spaces and their pictures. Called through the table of routes.
 #include "service/rest/rest_handlers.h"
 #include "service/rest/space_answers.h"
-#include "service/store/invitations.h"
 #include "service/store/members.h"
 #include "service/store/store_limits.h"
 #include "service/store/text_rules.h"
@@ -100,7 +99,7 @@ std::optional<RestAnswer> handle_create_space(RestCall& call) {
     const std::optional<Space> space = create_space(
         call.database(), call.account, {*name, "", image ? &*image : nullptr}, call.now());
     if (!space) {
-        return error_answer(500, "No se pudo guardar el espacio");
+        return failure_answer();
     }
     return json_answer(201, space_text(*space, SpaceRole::owner));
 }
@@ -121,25 +120,6 @@ std::optional<RestAnswer> handle_join_by_code(RestCall& call) {
     }
     const bool is_owner = space->owner_id == call.account.id;
     return json_answer(200, space_text(*space, is_owner ? SpaceRole::owner : SpaceRole::member));
-}
-
-std::optional<RestAnswer> join_space(RestCall& call, const Space& space) {
-    Database& database = call.database();
-    if (is_member(database, space.id, call.account.id)) {
-        return std::nullopt;
-    }
-    if (count_spaces(database, call.account.id) >= k_max_spaces_of_account) {
-        return error_answer(409, "Ya estás en 32 espacios, que es el máximo");
-    }
-    if (count_members(database, space.id) >= k_max_members_of_space) {
-        return error_answer(409, "El espacio está completo");
-    }
-    Transaction transaction(database);
-    if (!add_member(database, space.id, call.account.id, call.now()) ||
-        !delete_invitation_of(database, space.id, call.account.email) || !transaction.commit()) {
-        return error_answer(500, "No se pudo guardar la entrada en el espacio");
-    }
-    return std::nullopt;
 }
 
 std::optional<RestAnswer> handle_space_image(RestCall& call) {

@@ -1,22 +1,24 @@
 // See service/store/accounts.h.
 #include "service/store/accounts.h"
 
+#include "service/store/accounts_internal.h"
 #include "service/store/random_text.h"
 #include "service/store/store_limits.h"
 #include "service/store/text_rules.h"
 
 #include <sodium.h>
 
+#include <utility>
+
 namespace {
 
 constexpr int k_counted_names = 20;
 
-std::optional<Account> read_account(Statement& statement) {
-    if (!statement.next()) {
-        return std::nullopt;
-    }
-    return Account{statement.text(0), statement.text(1), statement.text(2)};
-}
+constexpr auto k_find_by_email = sql_text(k_select_account, " FROM accounts WHERE email = ?");
+constexpr auto k_find_demo =
+    sql_text(k_select_account, " FROM accounts WHERE id = ? AND is_demo = 1");
+constexpr auto k_list_demo =
+    sql_text(k_select_account, " FROM accounts WHERE is_demo = 1 ORDER BY username");
 
 bool is_username_free(Database& database, const std::string& name) {
     Statement find(database, "SELECT 1 FROM accounts WHERE username = ?", name);
@@ -57,8 +59,8 @@ std::optional<Account> create_account(Database& database, const NewAccount& acco
 }
 
 std::optional<Account> find_account_by_email(Database& database, std::string_view email) {
-    Statement find(database, "SELECT id, username, email FROM accounts WHERE email = ?", email);
-    return read_account(find);
+    Statement find(database, k_find_by_email.data(), email);
+    return next_account(find);
 }
 
 std::string find_password_hash(Database& database, std::string_view account_id) {
@@ -67,17 +69,14 @@ std::string find_password_hash(Database& database, std::string_view account_id) 
 }
 
 std::optional<Account> find_demo_account(Database& database, std::string_view account_id) {
-    Statement find(database,
-                   "SELECT id, username, email FROM accounts WHERE id = ? AND is_demo = 1",
-                   account_id);
-    return read_account(find);
+    Statement find(database, k_find_demo.data(), account_id);
+    return next_account(find);
 }
 
 std::vector<Account> list_demo_accounts(Database& database) {
-    Statement list(database, "SELECT id, username, email FROM accounts WHERE is_demo = 1"
-                             " ORDER BY username");
+    Statement list(database, k_list_demo.data());
     std::vector<Account> accounts;
-    while (std::optional<Account> account = read_account(list)) {
+    while (std::optional<Account> account = next_account(list)) {
         accounts.push_back(std::move(*account));
     }
     return accounts;

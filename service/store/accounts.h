@@ -1,12 +1,14 @@
 // Accounts: who may sign in. Called by the sign-in answers and the demo data.
 #pragma once
 
-#include "service/store/database.h"
+#include "service/store/wall_time.h"
 
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+class Database;
 
 struct Account {
     std::string id;

@@ -22,9 +22,10 @@ bool DataFolder::open(const std::string& folder, std::string& error) {
         error = "cannot use the data folder " + folder + ": " + what;
         return false;
     };
-    umask(S_IRWXG | S_IRWXO); // what is made from here on is for its owner only
     std::error_code code;
-    std::filesystem::create_directories(folder, code);
+    if (std::filesystem::create_directories(folder, code)) {
+        std::filesystem::permissions(folder, std::filesystem::perms::owner_all, code);
+    }
     if (code) {
         return failed(code.message());
     }
@@ -33,7 +34,8 @@ bool DataFolder::open(const std::string& folder, std::string& error) {
         return failed(std::system_category().message(errno));
     }
     if (flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
-        return failed("another service is using it");
+        return failed(errno == EWOULDBLOCK ? "another service is using it"
+                                           : std::system_category().message(errno));
     }
     m_database = Database::open(folder + "/velmo.db", error);
     return m_database != nullptr;

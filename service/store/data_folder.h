@@ -4,6 +4,9 @@
 
 #include "service/store/database.h"
 
+#include <memory>
+#include <string>
+
 /// Main thread.
 class DataFolder {
   public:
@@ -13,8 +16,9 @@ class DataFolder {
     ~DataFolder();
 
     /// Makes the folder when it is not there, for its owner's eyes only, and opens the database in
-    /// it. False, with a sentence for people in `error`, when another service holds it or it cannot
-    /// be used; nothing in it is changed then. Once.
+    /// it. Who may read the folders above it and the files is for the process's umask to say.
+    /// False, with a sentence for people in `error`, when another service holds it or it cannot be
+    /// used; nothing in it is changed then. Once.
     bool open(const std::string& folder, std::string& error);
 
     /// Once opened.

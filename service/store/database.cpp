@@ -5,13 +5,7 @@
 
 #include <utility>
 
-namespace {
-
-constexpr int k_busy_ms = 5'000; // another program may look into the file
-
-} // namespace
-
-std::unique_ptr<Database> Database::open(const std::string& file, std::string& error) {
+std::unique_ptr<Database> Database::open(const std::string& file, std::string& error, int busy_ms) {
     sqlite3* handle = nullptr;
     constexpr int k_flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
     const int result = sqlite3_open_v2(file.c_str(), &handle, k_flags, nullptr);
@@ -21,7 +15,7 @@ std::unique_ptr<Database> Database::open(const std::string& file, std::string& e
         return nullptr;
     }
     sqlite3_extended_result_codes(handle, 1);
-    sqlite3_busy_timeout(handle, k_busy_ms);
+    sqlite3_busy_timeout(handle, busy_ms);
     if (!database->prepare_file(file, error)) {
         return nullptr;
     }
@@ -49,7 +43,7 @@ bool Database::prepare_file(const std::string& file, std::string& error) {
         error = file + " is damaged or not a database: " + m_failure_text;
         return false;
     }
-    if (!execute("PRAGMA journal_mode=WAL") || !execute("PRAGMA synchronous=FULL") ||
+    if (!write_ahead() || !execute("PRAGMA synchronous=FULL") ||
         !execute("PRAGMA foreign_keys=ON") || !create_schema(*this)) {
         error = "cannot write " + file + ": " + m_failure_text;
         return false;
@@ -57,11 +51,37 @@ bool Database::prepare_file(const std::string& file, std::string& error) {
     return true;
 }
 
+// Where the file system offers no shared memory, SQLite answers with the old mode and no error.
+bool Database::write_ahead() {
+    Statement journal(*this, "PRAGMA journal_mode=WAL");
+    if (!journal.next()) {
+        return false;
+    }
+    if (journal.text(0) != "wal" && journal.text(0) != "memory") {
+        note_failure("no write-ahead log is possible there");
+        return false;
+    }
+    return true;
+}
+
+// Outside of a transaction a statement is kept at once: not what is meant while there is one that
+// could not begin, or that SQLite has rolled back.
+bool Database::may_run() {
+    if (m_transactions > 0 && sqlite3_get_autocommit(m_handle) != 0) {
+        note_failure("the transaction has ended");
+        return false;
+    }
+    return true;
+}
+
 bool Database::execute(const char* sql) {
+    if (!may_run()) {
+        return false;
+    }
     if (sqlite3_exec(m_handle, sql, nullptr, nullptr, nullptr) == SQLITE_OK) {
         return true;
     }
-    note_failure();
+    note_failure(sqlite3_errmsg(m_handle));
     return false;
 }
 
@@ -69,9 +89,11 @@ bool Database::take_failure() {
     return std::exchange(m_failed, false);
 }
 
-void Database::note_failure() {
-    m_failed = true;
-    m_failure_text = sqlite3_errmsg(m_handle);
+void Database::note_failure(const char* text) {
+    if (!m_failed) { // what follows is most often a consequence
+        m_failed = true;
+        m_failure_text = text;
+    }
 }
 
 Database::StatementPtr Database::take_statement(const char* sql) {
@@ -84,7 +106,7 @@ Database::StatementPtr Database::take_statement(const char* sql) {
     sqlite3_stmt* statement = nullptr;
     if (sqlite3_prepare_v3(m_handle, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
         SQLITE_OK) {
-        note_failure();
+        note_failure(sqlite3_errmsg(m_handle));
     }
     return StatementPtr(statement);
 }
@@ -105,6 +127,10 @@ bool Statement::next() {
     if (m_statement == nullptr || m_is_failed) {
         return false;
     }
+    if (!m_database.may_run()) {
+        m_is_failed = true;
+        return false;
+    }
     const int result = sqlite3_step(m_statement.get());
     if (result != SQLITE_ROW && result != SQLITE_DONE) {
         check(result);
@@ -120,11 +146,10 @@ bool Statement::run() {
 void Statement::check(int result) {
     if (result != SQLITE_OK && !m_is_failed) {
         m_is_failed = true;
-        m_database.note_failure();
+        m_database.note_failure(sqlite3_errmsg(m_database.m_handle));
     }
 }
 
-// What is bound lives until the statement has run: callers bind what they hold.
 void Statement::bind(std::string_view value) {
     if (m_statement != nullptr) {
         const char* const bytes = value.data() != nullptr ? value.data() : "";
@@ -139,16 +164,10 @@ void Statement::bind(std::int64_t value) {
     }
 }
 
-void Statement::bind(std::nullptr_t) {
-    if (m_statement != nullptr) {
-        check(sqlite3_bind_null(m_statement.get(), ++m_bound));
-    }
-}
-
 void Statement::bind(std::span<const unsigned char> value) {
     if (m_statement != nullptr) {
         check(sqlite3_bind_blob64(m_statement.get(), ++m_bound, value.data(), value.size(),
-                                  SQLITE_TRANSIENT));
+                                  SQLITE_STATIC));
     }
 }
 
@@ -163,34 +182,32 @@ std::int64_t Statement::number(int column) const {
     return sqlite3_column_int64(m_statement.get(), column);
 }
 
-bool Statement::is_null(int column) const {
-    return sqlite3_column_type(m_statement.get(), column) == SQLITE_NULL;
-}
-
 Transaction::Transaction(Database& database)
-    : m_database(database), m_is_outermost(sqlite3_get_autocommit(database.m_handle) != 0),
-      m_is_open(!m_is_outermost || database.execute("BEGIN IMMEDIATE")) {
+    : m_database(database), m_is_outermost(database.m_transactions == 0) {
     if (m_is_outermost) {
-        m_database.m_is_undone = false;
+        m_database.m_is_undone = !m_database.execute("BEGIN IMMEDIATE");
     }
+    ++m_database.m_transactions;
 }
 
 Transaction::~Transaction() {
-    if (!m_is_open) {
+    if (m_is_ended) {
         return;
     }
     m_database.m_is_undone = true;
-    // A full disk may have rolled it back already.
+    // SQLite may have rolled it back already, as when the disk is full.
     if (m_is_outermost && sqlite3_get_autocommit(m_database.m_handle) == 0) {
         m_database.execute("ROLLBACK");
     }
+    --m_database.m_transactions;
 }
 
 bool Transaction::commit() {
-    if (!m_is_open || m_database.m_failed || m_database.m_is_undone ||
+    if (m_is_ended || m_database.m_failed || m_database.m_is_undone || !m_database.may_run() ||
         (m_is_outermost && !m_database.execute("COMMIT"))) {
         return false;
     }
-    m_is_open = false;
+    m_is_ended = true;
+    --m_database.m_transactions;
     return true;
 }

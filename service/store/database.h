@@ -15,15 +15,16 @@
 #include <string>
 #include <string_view>
 
-/// Milliseconds since 1970, UTC. Given to whatever writes or judges a time.
-using WallTime = std::int64_t;
-
 class Database {
   public:
+    /// How long a statement waits for another program that looks into the file.
+    static constexpr int k_busy_ms = 5'000;
+
     /// Opens `file`, made with the current schema when it is not there; ":memory:" is one that ends
     /// with the object. Null, with a sentence for people in `error`, when the file is damaged, not
     /// this service's, of a newer version of it, or in use; it is then left as it was.
-    static std::unique_ptr<Database> open(const std::string& file, std::string& error);
+    static std::unique_ptr<Database> open(const std::string& file, std::string& error,
+                                          int busy_ms = k_busy_ms);
 
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
@@ -36,7 +37,8 @@ class Database {
     /// at its end: what was read until then may be incomplete.
     bool take_failure();
 
-    /// What SQLite said about the last failure.
+    /// What SQLite said about the first of the failures that were taken last, or are to be taken.
+    /// Names tables and columns, never a value.
     const std::string& failure_text() const { return m_failure_text; }
 
     /// Rows that the last statement inserted, changed or deleted.
@@ -54,19 +56,23 @@ class Database {
 
     explicit Database(sqlite3* handle) : m_handle(handle) {}
     bool prepare_file(const std::string& file, std::string& error);
+    bool write_ahead();
+    bool may_run();
     StatementPtr take_statement(const char* sql);
     void give_back(const char* sql, StatementPtr statement);
-    void note_failure();
+    void note_failure(const char* text);
 
     sqlite3* m_handle;
     std::map<std::string_view, StatementPtr> m_idle; // prepared and not in use, by their text
     bool m_failed = false;
+    int m_transactions = 0;   // begun and not ended, one within another
     bool m_is_undone = false; // a part of the open transaction, and so all of it
     std::string m_failure_text;
 };
 
 /// A prepared statement in use. `sql` is a literal: statements are kept by it for the next use, and
-/// nothing that came from outside is ever part of one. Values are bound in their order.
+/// nothing that came from outside is ever part of one. Values are bound in their order: texts are
+/// copied, blobs are not and stay as they are for as long as the statement is there.
 class Statement {
   public:
     template <typename... Values>
@@ -86,13 +92,11 @@ class Statement {
     /// Columns of the current row, from 0. Null is an empty text and 0.
     std::string text(int column) const;
     std::int64_t number(int column) const;
-    bool is_null(int column) const;
 
   private:
     void bind(std::string_view value);
     void bind(std::int64_t value);
     void bind(bool value) { bind(std::int64_t{value ? 1 : 0}); }
-    void bind(std::nullptr_t);
     void bind(std::span<const unsigned char> value); ///< as a blob
     void bind(const std::string& value) { bind(std::string_view(value)); }
     void bind(const char* value) { bind(std::string_view(value)); }
@@ -106,7 +110,8 @@ class Statement {
 };
 
 /// Everything until commit() or nothing. One within another is a part of that: it writes nothing by
-/// itself, and undone it undoes all.
+/// itself, and undone it undoes all. Where it could not begin, or SQLite has ended it by itself,
+/// every statement fails until it is gone.
 class Transaction {
   public:
     explicit Transaction(Database& database);
@@ -121,5 +126,5 @@ class Transaction {
   private:
     Database& m_database;
     bool m_is_outermost;
-    bool m_is_open;
+    bool m_is_ended = false;
 };

@@ -1,6 +1,7 @@
 // See service/store/images.h.
 #include "service/store/images.h"
 
+#include "service/store/database.h"
 #include "service/store/random_text.h"
 
 #include <sodium.h>

@@ -1,11 +1,11 @@
 // Pictures of spaces. Called by the answers about spaces.
 #pragma once
 
-#include "service/store/database.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
+
+class Database;
 
 struct Image {
     std::string content_type;

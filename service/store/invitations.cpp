@@ -1,9 +1,15 @@
 // See service/store/invitations.h.
 #include "service/store/invitations.h"
 
+#include "service/store/database.h"
 #include "service/store/random_text.h"
+#include "service/store/sql_text.h"
 
 namespace {
+
+constexpr char k_select[] = "SELECT id, space_id, email FROM invitations";
+constexpr auto k_find = sql_text(k_select, " WHERE id = ?");
+constexpr auto k_find_of = sql_text(k_select, " WHERE space_id = ? AND email = ?");
 
 std::optional<Invitation> read_invitation(Statement& statement) {
     if (!statement.next()) {
@@ -26,16 +32,13 @@ std::optional<Invitation> add_invitation(Database& database, const NewInvitation
 }
 
 std::optional<Invitation> find_invitation(Database& database, std::string_view invitation_id) {
-    Statement find(database, "SELECT id, space_id, email FROM invitations WHERE id = ?",
-                   invitation_id);
+    Statement find(database, k_find.data(), invitation_id);
     return read_invitation(find);
 }
 
 std::optional<Invitation> find_invitation_of(Database& database, std::string_view space_id,
                                              std::string_view email) {
-    Statement find(database,
-                   "SELECT id, space_id, email FROM invitations WHERE space_id = ? AND email = ?",
-                   space_id, email);
+    Statement find(database, k_find_of.data(), space_id, email);
     return read_invitation(find);
 }
 

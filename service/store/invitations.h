@@ -3,11 +3,14 @@
 // They belong to an address, not to an account: one that registers later finds them.
 #pragma once
 
-#include "service/store/database.h"
+#include "service/store/wall_time.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+
+class Database;
 
 struct Invitation {
     std::string id;

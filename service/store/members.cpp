@@ -1,6 +1,18 @@
 // See service/store/members.h.
 #include "service/store/members.h"
 
+#include "service/store/accounts_internal.h"
+
+#include <utility>
+
+namespace {
+
+constexpr auto k_list =
+    sql_text(k_select_account, " FROM members JOIN accounts ON accounts.id = account_id"
+                               " WHERE space_id = ? ORDER BY number LIMIT ?");
+
+} // namespace
+
 bool add_member(Database& database, std::string_view space_id, std::string_view account_id,
                 WallTime now) {
     if (is_member(database, space_id, account_id)) {
@@ -30,14 +42,10 @@ std::int64_t count_spaces(Database& database, std::string_view account_id) {
 
 std::vector<Account> list_members(Database& database, std::string_view space_id,
                                   std::int64_t limit) {
-    Statement list(database,
-                   "SELECT id, username, email FROM members"
-                   " JOIN accounts ON accounts.id = account_id"
-                   " WHERE space_id = ? ORDER BY number LIMIT ?",
-                   space_id, limit);
+    Statement list(database, k_list.data(), space_id, limit);
     std::vector<Account> members;
-    while (list.next()) {
-        members.push_back({list.text(0), list.text(1), list.text(2)});
+    while (std::optional<Account> member = next_account(list)) {
+        members.push_back(std::move(*member));
     }
     return members;
 }

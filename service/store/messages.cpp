@@ -2,9 +2,23 @@
 #include "service/store/messages.h"
 
 #include "base/text.h"
+#include "service/store/database.h"
+#include "service/store/sql_text.h"
 
 #include <chrono>
 #include <limits>
+
+namespace {
+
+constexpr char k_select[] = "SELECT number, username, messages.created_at, text FROM messages"
+                            " JOIN accounts ON accounts.id = sender_id";
+constexpr auto k_list_of_room =
+    sql_text(k_select, " WHERE room_id = ? AND number < ? ORDER BY number DESC LIMIT ?");
+constexpr auto k_list_of_space =
+    sql_text(k_select, " WHERE room_id IS NULL AND space_id = ? AND number < ?"
+                       " ORDER BY number DESC LIMIT ?");
+
+} // namespace
 
 std::optional<Message> add_message(Database& database, const ChatScope& scope,
                                    const NewMessage& message, WallTime now) {
@@ -23,14 +37,7 @@ std::vector<Message> list_messages(Database& database, const ChatScope& scope, s
                                    std::int64_t limit) {
     const std::int64_t bound = before > 0 ? before : std::numeric_limits<std::int64_t>::max();
     const bool is_room = !scope.room_id.empty();
-    Statement list(database,
-                   is_room ? "SELECT number, username, messages.created_at, text FROM messages"
-                             " JOIN accounts ON accounts.id = sender_id"
-                             " WHERE room_id = ? AND number < ? ORDER BY number DESC LIMIT ?"
-                           : "SELECT number, username, messages.created_at, text FROM messages"
-                             " JOIN accounts ON accounts.id = sender_id"
-                             " WHERE room_id IS NULL AND space_id = ? AND number < ?"
-                             " ORDER BY number DESC LIMIT ?",
+    Statement list(database, is_room ? k_list_of_room.data() : k_list_of_space.data(),
                    is_room ? scope.room_id : scope.space_id, bound, limit);
     std::vector<Message> messages;
     while (list.next()) {

@@ -2,12 +2,15 @@
 // before anybody is told of it.
 #pragma once
 
-#include "service/store/database.h"
+#include "service/store/wall_time.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+class Database;
 
 /// A chat: a room's, or with an empty `room_id` that of the space itself.
 struct ChatScope {

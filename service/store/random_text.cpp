@@ -1,6 +1,8 @@
 // See service/store/random_text.h.
 #include "service/store/random_text.h"
 
+#include "base/ascii.h"
+
 #include <sodium.h>
 
 #include <algorithm>
@@ -73,8 +75,7 @@ std::string typed_invite_code(std::string_view typed) {
         if (character == '-' || character == ' ') {
             continue;
         }
-        const bool is_lower = character >= 'a' && character <= 'z';
-        code += is_lower ? static_cast<char>(character - 'a' + 'A') : character;
+        code += ascii_upper(character);
         if (code.size() > k_code_characters) {
             return {};
         }

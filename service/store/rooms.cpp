@@ -1,9 +1,15 @@
 // See service/store/rooms.h.
 #include "service/store/rooms.h"
 
+#include "service/store/database.h"
 #include "service/store/random_text.h"
+#include "service/store/sql_text.h"
 
 namespace {
+
+constexpr char k_select[] = "SELECT id, space_id, name, created_by, is_general FROM rooms";
+constexpr auto k_find = sql_text(k_select, " WHERE id = ?");
+constexpr auto k_list = sql_text(k_select, " WHERE space_id = ? ORDER BY number");
 
 Room read_room(const Statement& row) {
     return {row.text(0), row.text(1), row.text(2), row.text(3), row.number(4) != 0};
@@ -23,17 +29,12 @@ std::optional<Room> add_room(Database& database, const NewRoom& room, WallTime n
 }
 
 std::optional<Room> find_room(Database& database, std::string_view room_id) {
-    Statement find(database,
-                   "SELECT id, space_id, name, created_by, is_general FROM rooms WHERE id = ?",
-                   room_id);
+    Statement find(database, k_find.data(), room_id);
     return find.next() ? std::optional(read_room(find)) : std::nullopt;
 }
 
 std::vector<Room> list_rooms(Database& database, std::string_view space_id) {
-    Statement list(database,
-                   "SELECT id, space_id, name, created_by, is_general FROM rooms"
-                   " WHERE space_id = ? ORDER BY number",
-                   space_id);
+    Statement list(database, k_list.data(), space_id);
     std::vector<Room> rooms;
     while (list.next()) {
         rooms.push_back(read_room(list));

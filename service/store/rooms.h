@@ -1,12 +1,15 @@
 // Rooms of spaces. Called by the answers about rooms and chats.
 #pragma once
 
-#include "service/store/database.h"
+#include "service/store/wall_time.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+class Database;
 
 struct Room {
     std::string id;

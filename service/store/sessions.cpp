@@ -1,6 +1,7 @@
 // See service/store/sessions.h.
 #include "service/store/sessions.h"
 
+#include "service/store/accounts_internal.h"
 #include "service/store/random_text.h"
 #include "service/store/store_limits.h"
 
@@ -9,6 +10,10 @@
 namespace {
 
 using Blob = std::span<const unsigned char>;
+
+constexpr auto k_find_account =
+    sql_text(k_select_account, " FROM sessions JOIN accounts ON accounts.id = account_id"
+                               " WHERE token_hash = ? AND expires_at > ?");
 
 } // namespace
 
@@ -34,15 +39,8 @@ std::optional<Account> find_session_account(Database& database, std::string_view
         return std::nullopt;
     }
     const TokenHash hash = hash_of_token(token);
-    Statement find(database,
-                   "SELECT accounts.id, username, email FROM sessions"
-                   " JOIN accounts ON accounts.id = account_id"
-                   " WHERE token_hash = ? AND expires_at > ?",
-                   Blob(hash), now);
-    if (!find.next()) {
-        return std::nullopt;
-    }
-    return Account{find.text(0), find.text(1), find.text(2)};
+    Statement find(database, k_find_account.data(), Blob(hash), now);
+    return next_account(find);
 }
 
 bool extend_session(Database& database, std::string_view token, WallTime now, WallTime expires_at) {

@@ -1,15 +1,29 @@
 // See service/store/spaces.h.
 #include "service/store/spaces.h"
 
+#include "service/store/database.h"
 #include "service/store/members.h"
 #include "service/store/random_text.h"
 #include "service/store/rooms.h"
+#include "service/store/sql_text.h"
 
 #include <algorithm>
 
 namespace {
 
-// The first six columns of every statement below.
+constexpr char k_select[] = "SELECT spaces.id, name, description, owner_id, invite_code,"
+                            " EXISTS (SELECT 1 FROM space_images WHERE space_id = spaces.id)";
+constexpr auto k_find = sql_text(k_select, " FROM spaces WHERE id = ?");
+constexpr auto k_find_by_code = sql_text(k_select, " FROM spaces WHERE invite_code = ?");
+constexpr auto k_list =
+    sql_text(k_select, " FROM members JOIN spaces ON spaces.id = members.space_id"
+                       " WHERE account_id = ? ORDER BY number");
+constexpr auto k_list_invited =
+    sql_text(k_select, ", invitations.id"
+                       " FROM invitations JOIN spaces ON spaces.id = invitations.space_id"
+                       " WHERE email = ? ORDER BY number DESC LIMIT ?");
+
+// The first six columns of every statement above.
 Space read_space(const Statement& row) {
     return {row.text(0), row.text(1), row.text(2), row.text(3), row.text(4), row.number(5) != 0};
 }
@@ -49,20 +63,12 @@ std::optional<Space> create_space(Database& database, const Account& owner, cons
 }
 
 std::optional<Space> find_space(Database& database, std::string_view space_id) {
-    Statement find(database,
-                   "SELECT id, name, description, owner_id, invite_code,"
-                   " EXISTS (SELECT 1 FROM space_images WHERE space_id = spaces.id)"
-                   " FROM spaces WHERE id = ?",
-                   space_id);
+    Statement find(database, k_find.data(), space_id);
     return read_one(find);
 }
 
 std::optional<Space> find_space_by_code(Database& database, std::string_view code) {
-    Statement find(database,
-                   "SELECT id, name, description, owner_id, invite_code,"
-                   " EXISTS (SELECT 1 FROM space_images WHERE space_id = spaces.id)"
-                   " FROM spaces WHERE invite_code = ?",
-                   code);
+    Statement find(database, k_find_by_code.data(), code);
     return read_one(find);
 }
 
@@ -76,12 +82,7 @@ SpaceRole find_role(Database& database, const Space& space, const Account& accou
 }
 
 std::vector<Space> list_spaces(Database& database, std::string_view account_id) {
-    Statement list(database,
-                   "SELECT id, name, description, owner_id, invite_code,"
-                   " EXISTS (SELECT 1 FROM space_images WHERE space_id = spaces.id)"
-                   " FROM members JOIN spaces ON spaces.id = members.space_id"
-                   " WHERE account_id = ? ORDER BY number",
-                   account_id);
+    Statement list(database, k_list.data(), account_id);
     std::vector<Space> spaces;
     while (list.next()) {
         spaces.push_back(read_space(list));
@@ -91,13 +92,7 @@ std::vector<Space> list_spaces(Database& database, std::string_view account_id) 
 
 std::vector<InvitedSpace> list_invited_spaces(Database& database, std::string_view email,
                                               std::int64_t limit) {
-    Statement list(database,
-                   "SELECT spaces.id, name, description, owner_id, invite_code,"
-                   " EXISTS (SELECT 1 FROM space_images WHERE space_id = spaces.id),"
-                   " invitations.id"
-                   " FROM invitations JOIN spaces ON spaces.id = invitations.space_id"
-                   " WHERE email = ? ORDER BY number DESC LIMIT ?",
-                   email, limit);
+    Statement list(database, k_list_invited.data(), email, limit);
     std::vector<InvitedSpace> spaces;
     while (list.next()) {
         spaces.push_back({read_space(list), list.text(6)});

@@ -1,6 +1,7 @@
 // See service/store/text_rules.h.
 #include "service/store/text_rules.h"
 
+#include "base/ascii.h"
 #include "service/store/store_limits.h"
 
 #include <algorithm>
@@ -8,18 +9,6 @@
 namespace {
 
 constexpr std::string_view k_blanks = " \t\r\n";
-
-bool is_lower(char c) {
-    return c >= 'a' && c <= 'z';
-}
-
-bool is_upper(char c) {
-    return c >= 'A' && c <= 'Z';
-}
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 std::string_view trimmed(std::string_view text) {
     const std::size_t begin = text.find_first_not_of(k_blanks);
@@ -51,7 +40,7 @@ std::size_t control_character_bytes(std::string_view text) {
 bool is_host_label(std::string_view label) {
     return !label.empty() && label.size() <= 63 && label.front() != '-' && label.back() != '-' &&
            std::all_of(label.begin(), label.end(),
-                       [](char c) { return is_lower(c) || is_digit(c) || c == '-'; });
+                       [](char c) { return is_ascii_lower(c) || is_ascii_digit(c) || c == '-'; });
 }
 
 bool is_host_name(std::string_view host) {
@@ -74,7 +63,8 @@ bool is_mailbox(std::string_view name) {
     return !name.empty() && name.size() <= 64 && name.front() != '.' && name.back() != '.' &&
            name.find("..") == std::string_view::npos &&
            std::all_of(name.begin(), name.end(), [&](char c) {
-               return is_lower(c) || is_digit(c) || k_symbols.find(c) != std::string_view::npos;
+               return is_ascii_lower(c) || is_ascii_digit(c) ||
+                      k_symbols.find(c) != std::string_view::npos;
            });
 }
 
@@ -128,7 +118,7 @@ std::string clean_message(std::string_view text) {
 std::string clean_email(std::string_view email) {
     std::string clean(trimmed(email));
     for (char& c : clean) {
-        c = is_upper(c) ? static_cast<char>(c - 'A' + 'a') : c;
+        c = ascii_lower(c);
     }
     return clean;
 }
@@ -141,15 +131,15 @@ bool is_plausible_email(std::string_view email) {
 
 bool is_strong_password(std::string_view password) {
     const auto has = [&](auto kind) { return std::any_of(password.begin(), password.end(), kind); };
-    const auto is_symbol = [](char c) { return !is_upper(c) && !is_lower(c) && !is_digit(c); };
-    return count_characters(password) >= k_min_password_characters && has(is_upper) &&
-           has(is_lower) && has(is_digit) && has(is_symbol);
+    const auto is_symbol = [](char c) { return !is_ascii_letter(c) && !is_ascii_digit(c); };
+    return count_characters(password) >= k_min_password_characters && has(is_ascii_upper) &&
+           has(is_ascii_lower) && has(is_ascii_digit) && has(is_symbol);
 }
 
 std::string username_base(std::string_view email) {
     std::string base;
     for (const char c : email.substr(0, email.find('@'))) {
-        const bool is_kept = is_lower(c) || is_upper(c) || is_digit(c) || c == '-' || c == '_';
+        const bool is_kept = is_ascii_letter(c) || is_ascii_digit(c) || c == '-' || c == '_';
         if (is_kept && base.size() < k_max_username_bytes) {
             base += c;
         }

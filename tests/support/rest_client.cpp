@@ -37,20 +37,19 @@ std::string RestClientReply::field(const std::string& key) const {
     return body.substr(begin, body.find('"', begin) - begin);
 }
 
-RestClientReply RestClient::send(const char* method, const std::string& target,
-                                 const std::string& body) {
-    std::string request = std::string(method) + " " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n";
-    if (!body.empty()) {
-        request +=
-            "Content-Type: application/json\r\nContent-Length: " + std::to_string(body.size()) +
-            "\r\n";
+RestClientReply RestClient::exchange(const Request& request) {
+    std::string text =
+        std::string(request.method) + " " + request.target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n";
+    if (!request.body.empty()) {
+        text += std::string("Content-Type: ") + request.content_type +
+                "\r\nContent-Length: " + std::to_string(request.body.size()) + "\r\n";
     }
     RestClientReply reply;
     char ended = 0;
     if (m_socket >= 0 && recv(m_socket, &ended, 1, MSG_PEEK | MSG_DONTWAIT) == 0) {
         disconnect(); // the service did not keep it as long
     }
-    if ((m_socket < 0 && !connect()) || !send_all(request + "\r\n" + body)) {
+    if ((m_socket < 0 && !connect()) || !send_all(text + "\r\n" + request.body)) {
         disconnect();
         return reply;
     }

@@ -23,13 +23,27 @@ class RestClient {
     ~RestClient() { disconnect(); }
 
     /// `body` is sent as JSON unless empty; `target` is path and query. Waits a minute at most.
-    RestClientReply send(const char* method, const std::string& target, const std::string& body);
+    RestClientReply send(const char* method, const std::string& target, const std::string& body) {
+        return exchange({method, target, "application/json", body});
+    }
     RestClientReply get(const std::string& target) { return send("GET", target, ""); }
     RestClientReply post(const std::string& target, const std::string& body) {
         return send("POST", target, body);
     }
+    /// As a browser sends a form.
+    RestClientReply post_form(const std::string& target, const std::string& body) {
+        return exchange({"POST", target, "application/x-www-form-urlencoded", body});
+    }
 
   private:
+    struct Request {
+        const char* method;
+        const std::string& target;
+        const char* content_type;
+        const std::string& body;
+    };
+
+    RestClientReply exchange(const Request& request);
     bool connect();
     void disconnect();
     bool send_all(const std::string& text) const;

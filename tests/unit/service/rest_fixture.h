@@ -3,6 +3,7 @@
 #pragma once
 
 #include "service/rest/rest_service.h"
+#include "service/store/database.h"
 #include "service/store/random_text.h"
 
 #include <gtest/gtest.h>
@@ -47,11 +48,15 @@ struct Reply {
 /// The time that the service under test sees.
 inline WallTime g_test_now = 1'700'000'000'000;
 
+/// What it told whoever runs it, since the test began.
+inline std::vector<std::string> g_reports;
+
 class RestTest : public ::testing::Test {
   protected:
     RestTest() {
         EXPECT_GE(sodium_init(), 0);
         g_test_now = 1'700'000'000'000;
+        g_reports.clear();
         open_database(":memory:");
         restart();
     }
@@ -64,14 +69,16 @@ class RestTest : public ::testing::Test {
     }
 
     /// A new service on the same data.
-    void restart(bool demo = false) {
+    void restart(bool demo = false, int password_threads = 0) {
         RestOptions options;
         options.demo = demo;
-        options.password_threads = 0;
+        options.password_threads = password_threads;
         options.password_cost = k_test_password_cost;
         options.now = [] { return g_test_now; };
+        options.report = [](const char* line) { g_reports.emplace_back(line); };
         options.own_address = "127.0.0.1:3600";
         m_service = std::make_unique<RestService>(*m_database, options);
+        ASSERT_TRUE(m_service->start());
     }
 
     Reply send(RestRequest request) {

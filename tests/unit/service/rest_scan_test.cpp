@@ -1,4 +1,4 @@
-// The answers as the client reads them: with its scanners, which know no JSON.
+// The chat answers as the client reads them: with its scanners, which know no JSON.
 #include "unit/service/rest_fixture.h"
 
 #include "backend/json_scan.h"
@@ -15,95 +15,10 @@ class RestScan : public RestTest {
         extract_json_string_field(text.c_str(), key, value);
         return value.data();
     }
-    /// `key` in each object of the list, joined.
-    std::string walk(const std::string& text, const char* key) {
-        std::string all;
-        const char* cursor = nullptr;
-        const char* start = nullptr;
-        const char* end = nullptr;
-        while (find_next_top_level_json_object(text.c_str(), &cursor, &start, &end)) {
-            std::array<char, 600> value{};
-            extract_json_string_field_in_range(start, end + 1, key, value);
-            all += std::string(value.data()) + "|";
-        }
-        return all;
-    }
 
     const Person m_ana = sign_up("ana@example.org");
     const Person m_eva = sign_up("eva@example.org");
 };
-
-TEST_F(RestScan, IdentityIsFoundInAnswersOfSigningIn) {
-    for (const Reply& reply :
-         {post("/api/auth/login", {{"email", m_ana.email}, {"password", k_good_password}}),
-          post("/api/auth/session/restore", {{"sessionToken", m_ana.token}})}) {
-        EXPECT_EQ(scan(reply.text, "id"), m_ana.id);
-        EXPECT_EQ(scan(reply.text, "username"), "ana");
-        EXPECT_EQ(scan(reply.text, "email"), "ana@example.org");
-        EXPECT_EQ(scan(reply.text, "sessionToken").size(), k_token_length);
-    }
-}
-
-TEST_F(RestScan, ErrorIsFound) {
-    const Reply reply = get("/api/spaces");
-    EXPECT_EQ(scan(reply.text, "error"), reply.error());
-    EXPECT_FALSE(reply.error().empty());
-}
-
-TEST_F(RestScan, EachSpaceIsReadFromItsOwnObject) {
-    const std::string first = make_space(m_ana, "Uno } { ] [ , dos");
-    const std::string second = make_space(m_ana, "Con \"comillas\" y \\");
-    const std::string invited = make_space(m_eva, "De Eva");
-    const Reply invitation =
-        post_as(m_eva, "/api/spaces/" + invited + "/invitations", {{"invitedEmail", m_ana.email}});
-    const std::string text = get_as(m_ana, "/api/spaces").text;
-    EXPECT_EQ(walk(text, "id"), invited + "|" + first + "|" + second + "|");
-    EXPECT_EQ(walk(text, "name"), "De Eva|Uno } { ] [ , dos|Con \"comillas\" y \\|");
-    EXPECT_EQ(walk(text, "adminUserId"), m_eva.id + "|" + m_ana.id + "|" + m_ana.id + "|");
-    EXPECT_EQ(walk(text, "knownBy"), "invited|owner|owner|");
-    EXPECT_EQ(walk(text, "invitationId"), invitation.string("id") + "|||");
-    EXPECT_EQ(walk(text, "invitationStatus"), "pending|||");
-}
-
-TEST_F(RestScan, JoinedSpaceIsTheFirstIdOfTheAnswer) {
-    const std::string space = make_space(m_eva);
-    const Reply joined =
-        post_as(m_ana, "/api/spaces/join-by-code", {{"inviteCode", invite_code(m_eva, space)}});
-    EXPECT_EQ(scan(joined.text, "id"), space);
-}
-
-TEST_F(RestScan, RoomsAreRead) {
-    const std::string space = make_space(m_ana);
-    make_room(m_ana, space, "Música");
-    const std::string text = get_as(m_ana, "/api/spaces/" + space + "/rooms").text;
-    EXPECT_EQ(walk(text, "name"), "General|Música|");
-    EXPECT_EQ(walk(text, "createdByUserId"), m_ana.id + "|" + m_ana.id + "|");
-}
-
-// The client takes a member from one brace to the next, beginning with the one around them all.
-TEST_F(RestScan, MembersAreReadFromBraceToBrace) {
-    const std::string space = make_space(m_ana);
-    join(m_eva, m_ana, space);
-    const std::string text = get_as(m_ana, "/api/spaces/" + space + "/members").text;
-    std::string read;
-    std::size_t position = 0;
-    while (true) {
-        const std::size_t open = text.find('{', position);
-        const std::size_t close = open == std::string::npos ? open : text.find('}', open + 1);
-        if (close == std::string::npos) {
-            break;
-        }
-        for (const char* const key : {"id", "username", "displayName", "email"}) {
-            std::array<char, 128> value{};
-            extract_json_string_field_in_range(text.c_str() + open, text.c_str() + close, key,
-                                               value);
-            read += std::string(value.data()) + " ";
-        }
-        position = close + 1;
-    }
-    EXPECT_EQ(read,
-              m_ana.id + " ana ana ana@example.org " + m_eva.id + " eva eva eva@example.org ");
-}
 
 // The client looks for the sender, the text and the time from where the last text ended, each by
 // itself, and takes what stands there up to the next quote.

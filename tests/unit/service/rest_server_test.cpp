@@ -1,6 +1,7 @@
 // The REST server on loopback: whole requests, halves of them, and clients that behave badly.
 #include "service/demo/demo_data.h"
 #include "service/rest/rest_server.h"
+#include "service/store/database.h"
 #include "support/rest_client.h"
 
 #include <gtest/gtest.h>
@@ -32,6 +33,7 @@ constexpr const char* k_password = "Correct-Horse-1";
 struct ServerSetup {
     RestConnectionLimits limits{};
     PasswordCost cost = k_cheap;
+    bool demo = false;
 };
 
 /// A server with a database in memory on a thread of its own.
@@ -78,6 +80,7 @@ class RunningServer {
             const auto database = Database::open(":memory:", error);
             RestOptions options;
             options.password_cost = setup.cost;
+            options.demo = setup.demo;
             options.password_threads = 1;
             RestService service(*database, options);
             RestServer server;
@@ -130,6 +133,8 @@ class RawConnection {
         }
         return true;
     }
+    /// Says no more.
+    void end() { shutdown(m_file, SHUT_WR); }
     /// What comes until the other end closes; "timeout" when it does not.
     std::string read_to_end() {
         std::string text;
@@ -319,6 +324,23 @@ TEST(RestServer, RefusedClientThatGoesOnSendingIsCutOff) {
     EXPECT_FALSE(is_open);
 }
 
+TEST(RestServer, RefusedClientThatStaysIsCutOff) {
+    ServerSetup setup;
+    setup.limits.sweep_ms = 10;
+    setup.limits.linger_ms = 100;
+    RunningServer server(setup);
+    RawConnection connection(server.port());
+    connection.send(head("POST /api/auth/login", "Content-Length: 1000000000\r\n"));
+    EXPECT_EQ(status_of(connection.read_to_end()), 413);
+    bool is_open = true;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (is_open && std::chrono::steady_clock::now() < end) {
+        is_open = connection.send("x");
+        std::this_thread::sleep_for(std::chrono::milliseconds(5)); // the trickle itself
+    }
+    EXPECT_FALSE(is_open);
+}
+
 TEST(RestServer, AddressAndHeadersHaveTheirLimits) {
     RunningServer server;
     const auto status = [&](const std::string& request) {
@@ -372,24 +394,56 @@ TEST(RestServer, TooMuchThatIsBeingReadAtOnceIs429) {
 }
 
 TEST(RestServer, WhatIsNoHttpIsRefusedAndTheServerGoesOn) {
+    struct Case {
+        std::string text;
+        int status; // 0: closed while more came, in which an answer is lost or not
+    };
+    const std::vector<Case> cases{
+        {"\r\n\r\n\r\n", 400},
+        {"BLA\r\n\r\n", 400},
+        {std::string(100'000, '\0'), 0},
+        {"GET\r\n\r\n", 400},
+        {"GET / HTTP/9.9\r\n\r\n", 505},
+        {std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xFC\x03\x03", 11), 400},
+        {"GET http://[ HTTP/1.1\r\n\r\n", 400},
+        {"GET \xFF HTTP/1.1\r\n\r\n", 400},
+        {"POST /api/auth/login HTTP/1.1\r\nContent-Length: -5\r\n\r\n", 400},
+        {"POST /api/auth/login HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", 400},
+        {"GET /%zz HTTP/1.1\r\nHost: x\r\n\r\n", 400},
+        {"GET /../../etc/passwd HTTP/1.1\r\nHost: x\r\n\r\n", 404},
+        {"OPTIONS * HTTP/1.1\r\nHost: x\r\n\r\n", 404},
+        {std::string(300'000, 'x'), 0},
+    };
     RunningServer server;
-    for (const std::string& text :
-         {std::string("\r\n\r\n\r\n"), std::string("BLA\r\n\r\n"), std::string(100'000, '\0'),
-          std::string("GET\r\n\r\n"), std::string("GET / HTTP/9.9\r\n\r\n"),
-          std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xFC\x03\x03", 11),
-          std::string("GET http://[ HTTP/1.1\r\n\r\n"), std::string("GET \xFF HTTP/1.1\r\n\r\n"),
-          std::string("POST /api/auth/login HTTP/1.1\r\nContent-Length: -5\r\n\r\n"),
-          std::string("POST /api/auth/login HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n"),
-          std::string("GET /%zz HTTP/1.1\r\nHost: x\r\n\r\n"),
-          std::string("GET /../../etc/passwd HTTP/1.1\r\nHost: x\r\n\r\n"),
-          std::string("OPTIONS * HTTP/1.1\r\nHost: x\r\n\r\n"), std::string(300'000, 'x')}) {
+    for (const Case& one : cases) {
         RawConnection connection(server.port());
-        connection.send(text);
+        connection.send(one.text);
+        connection.end();
+        const std::string answer = connection.read_to_end();
+        EXPECT_EQ(answer.find("timeout"), std::string::npos) << one.text.substr(0, 40);
+        if (one.status != 0 || !answer.empty()) {
+            EXPECT_EQ(status_of(answer), one.status != 0 ? one.status : 400)
+                << one.text.substr(0, 40) << answer;
+        }
         RawConnection gone(server.port());
-        gone.send(text.substr(0, text.size() / 2));
+        gone.send(one.text.substr(0, one.text.size() / 2));
     }
     RestClient client(server.port());
     EXPECT_EQ(client.get("/api/spaces").status, 401);
+}
+
+TEST(RestServer, LinksForClientsThatDoNotNameTheServerLeadToWhereItListens) {
+    ServerSetup setup;
+    setup.demo = true;
+    RunningServer server(setup);
+    RawConnection connection(server.port());
+    connection.send("POST /api/auth/google/session/start HTTP/1.0\r\n"
+                    "Content-Type: application/json\r\nContent-Length: 2\r\n\r\n{}");
+    const std::string answer = connection.read_to_end();
+    EXPECT_EQ(status_of(answer), 201);
+    const std::string link =
+        "\"authUrl\":\"http://127.0.0.1:" + std::to_string(server.port()) + "/auth/google/";
+    EXPECT_NE(answer.find(link), std::string::npos) << answer;
 }
 
 // --- Too slow, too many --------------------------------------------------------------------------
@@ -444,6 +498,23 @@ TEST(RestServer, SlowestConnectionMakesRoomForANewOne) {
     EXPECT_TRUE(cut_off.empty() || status_of(cut_off) == 400) << cut_off;
     slow[3]->send("{}");
     EXPECT_EQ(status_of(slow[3]->read_to_end()), 400); // the youngest was spared: {} has no fields
+}
+
+TEST(RestServer, RefusedConnectionMakesRoomBeforeOneThatIsWaitedFor) {
+    ServerSetup setup;
+    setup.limits.connections = 2;
+    RunningServer server(setup);
+    RawConnection slow(server.port());
+    slow.send(head("POST /api/auth/login", "Content-Length: 2\r\nExpect: 100-continue\r\n"));
+    EXPECT_EQ(status_of(slow.read_until("\r\n\r\n")), 100);
+    RawConnection refused(server.port());
+    refused.send(head("POST /api/auth/login", "Content-Length: 1000000000\r\n"));
+    EXPECT_EQ(status_of(refused.read_to_end()), 413);
+    RawConnection third(server.port());
+    third.send(head("GET /nowhere"));
+    EXPECT_EQ(status_of(third.read_to_end()), 404);
+    slow.send("{}");
+    EXPECT_EQ(status_of(slow.read_to_end()), 400); // read to its end
 }
 
 // --- Passwords beside everything else ------------------------------------------------------------

@@ -4,100 +4,7 @@
 #include "service/rest/chat_answers.h"
 #include "service/rest/space_answers.h"
 
-#include <algorithm>
-#include <chrono>
-
-#include <poll.h>
-
 namespace {
-
-// --- Passwords -----------------------------------------------------------------------------------
-
-TEST(PasswordPool, ThreadsHandTheirResultsOverOnTheCallersThread) {
-    ASSERT_GE(sodium_init(), 0);
-    PasswordPool pool(2, k_test_password_cost);
-    ASSERT_TRUE(pool.start());
-    std::string hash;
-    EXPECT_TRUE(pool.hash("one", [&](const std::string& made) { hash = made; }));
-    const auto wait = [&] {
-        while (pool.waiting() > 0) {
-            pollfd ready{pool.ready_file(), POLLIN, 0};
-            ASSERT_EQ(poll(&ready, 1, 20'000), 1);
-            pool.deliver();
-        }
-    };
-    wait();
-    EXPECT_TRUE(hash.starts_with("$argon2id$"));
-    std::string results;
-    for (const char* const password : {"one", "two"}) {
-        EXPECT_TRUE(
-            pool.check(password, hash, [&](bool fits) { results += fits ? "right " : "wrong "; }));
-    }
-    EXPECT_TRUE(pool.check("nobody's", "", [&](bool fits) { results += fits ? "?" : ""; }));
-    wait();
-    std::sort(results.begin(), results.end());
-    std::string both = "right wrong ";
-    std::sort(both.begin(), both.end());
-    EXPECT_EQ(results, both);
-}
-
-TEST(PasswordPool, RefusesWhenTooManyAreWaiting) {
-    ASSERT_GE(sodium_init(), 0);
-    PasswordPool pool(1, k_test_password_cost); // not started: nothing gets done
-    for (std::size_t i = 0; i < k_password_queue; ++i) {
-        EXPECT_TRUE(pool.hash("x", [](const std::string&) {}));
-    }
-    EXPECT_FALSE(pool.hash("x", [](const std::string&) {}));
-}
-
-TEST(PasswordPool, MissingAccountTakesAsLongAsAWrongPassword) {
-    ASSERT_GE(sodium_init(), 0);
-    PasswordPool pool(0, {2, 32 * 1024 * 1024});
-    std::string hash;
-    pool.hash("right", [&](const std::string& made) { hash = made; });
-    const auto shortest = [&](const std::string& stored) {
-        auto best = std::chrono::steady_clock::duration::max();
-        for (int i = 0; i < 5; ++i) {
-            const auto begin = std::chrono::steady_clock::now();
-            pool.check("wrong", stored, [](bool fits) { EXPECT_FALSE(fits); });
-            best = std::min(best, std::chrono::steady_clock::now() - begin);
-        }
-        return best;
-    };
-    EXPECT_GT(shortest(""), shortest(hash) / 2);
-}
-
-TEST(WrongPasswords, LimitIsGentle) {
-    WrongPasswords wrong;
-    for (int i = 0; i < 1000; ++i) {
-        wrong.note_wrong("a", 0);
-    }
-    EXPECT_FALSE(wrong.may_try("a", 0));
-    EXPECT_TRUE(wrong.may_try("b", 0));
-    EXPECT_TRUE(wrong.may_try("a", 61'000)); // a minute, whatever was tried before
-    wrong.note_right("a");
-    EXPECT_TRUE(wrong.may_try("a", 0));
-}
-
-TEST(WrongPasswords, ClockSetBackLocksNobodyOut) {
-    WrongPasswords wrong;
-    for (int i = 0; i < 100; ++i) {
-        wrong.note_wrong("a", 1'000'000'000);
-    }
-    EXPECT_FALSE(wrong.may_try("a", 1'000'000'000));
-    EXPECT_TRUE(wrong.may_try("a", 0));
-}
-
-TEST(WrongPasswords, RemembersABoundedNumberOfAddressesAndForgetsTheMildest) {
-    WrongPasswords wrong;
-    for (int i = 0; i < 20; ++i) {
-        wrong.note_wrong("worst", 0);
-    }
-    for (std::size_t i = 0; i < 2 * k_wrong_password_addresses; ++i) {
-        wrong.note_wrong(std::to_string(i), 0);
-    }
-    EXPECT_FALSE(wrong.may_try("worst", 0));
-}
 
 // --- Lists and cursors ---------------------------------------------------------------------------
 
@@ -138,6 +45,7 @@ class RestFailure : public RestTest {
         m_service->handle(request, [&](const RestAnswer& answer) { given = answer.status; });
         return given;
     }
+    bool execute(const char* sql) { return m_database->execute(sql); }
 };
 
 TEST_F(RestFailure, WhatCannotBeReadIs500AndTheServiceGoesOn) {
@@ -168,6 +76,74 @@ TEST_F(RestFailure, WhatCannotBeWrittenIs500AndNothingOfItIsKept) {
               500);
     ASSERT_TRUE(m_database->execute("PRAGMA query_only=OFF"));
     EXPECT_EQ(dump(), before);
+}
+
+TEST_F(RestFailure, EveryWriteThatFailsIs500) {
+    const Person ana = sign_up("ana@example.org");
+    const Person eva = sign_up("eva@example.org");
+    const std::string space = make_space(ana);
+    const std::string room = make_room(ana, space, "Otra");
+    const std::string invitation =
+        post_as(ana, "/api/spaces/" + space + "/invitations", {{"invitedEmail", eva.email}})
+            .string("id");
+    const std::string code = invite_code(ana, space);
+    const std::string before = dump();
+    ASSERT_TRUE(execute("PRAGMA query_only=ON"));
+    struct Write {
+        const char* method;
+        std::string path;
+        Json body;
+    };
+    const std::vector<Write> writes{
+        {"POST", "/api/auth/session/restore", {{"sessionToken", ana.token}}},
+        {"POST", "/api/spaces", {{"sessionToken", ana.token}, {"name", "Otro"}}},
+        {"POST", "/api/spaces/join-by-code", {{"sessionToken", eva.token}, {"inviteCode", code}}},
+        {"POST",
+         "/api/spaces/" + space + "/invitations",
+         {{"sessionToken", ana.token}, {"invitedEmail", "kim@example.org"}}},
+        {"POST",
+         "/api/spaces/invitations/" + invitation + "/accept",
+         {{"sessionToken", eva.token}}},
+        {"POST",
+         "/api/spaces/invitations/" + invitation + "/decline",
+         {{"sessionToken", eva.token}}},
+        {"DELETE",
+         "/api/spaces/" + space + "/rooms/" + room,
+         {{"sessionToken", ana.token}, {"confirmName", "Otra"}}},
+        {"POST",
+         "/api/chats/room/" + room + "/messages",
+         {{"sessionToken", ana.token}, {"text", "hola"}}},
+    };
+    for (const Write& write : writes) {
+        EXPECT_EQ(status(write.method, write.path, write.body), 500) << write.path;
+    }
+    ASSERT_TRUE(execute("PRAGMA query_only=OFF"));
+    EXPECT_EQ(dump(), before);
+}
+
+TEST_F(RestFailure, EachIsReportedOnceWithWhatTheDatabaseSaid) {
+    const Person ana = sign_up("ana@example.org");
+    ASSERT_TRUE(execute("ALTER TABLE members RENAME TO lost"));
+    for (int i = 0; i < 2; ++i) {
+        status("POST", "/api/spaces", {{"sessionToken", ana.token}, {"name", "Privado"}});
+    }
+    const std::string line = "the database failed: no such table: members";
+    EXPECT_EQ(g_reports, std::vector<std::string>(2, line));
+    g_reports.clear();
+    ASSERT_TRUE(execute("ALTER TABLE sessions RENAME TO gone"));
+    m_service->keep_house();
+    EXPECT_EQ(g_reports, std::vector<std::string>{"the database failed: no such table: sessions"});
+    ASSERT_TRUE(execute("ALTER TABLE gone RENAME TO sessions"));
+    ASSERT_TRUE(execute("ALTER TABLE lost RENAME TO members"));
+    g_reports.clear();
+    EXPECT_EQ(status("GET", "/api/spaces", {{"sessionToken", ana.token}}), 200);
+    EXPECT_TRUE(g_reports.empty());
+}
+
+TEST_F(RestFailure, WhatFailedBeforeIsNotTheNextRequests) {
+    const Person ana = sign_up("ana@example.org");
+    EXPECT_FALSE(execute("SELECT 1 FROM nowhere"));
+    EXPECT_EQ(status("GET", "/api/spaces", {{"sessionToken", ana.token}}), 200);
 }
 
 } // namespace

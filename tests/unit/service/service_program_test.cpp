@@ -5,9 +5,20 @@
 #include "unit/service/service_program.h"
 #include "voice/voice_connection.h"
 
+#include <array>
 #include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
+
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 
 namespace {
 
@@ -27,6 +38,29 @@ TEST(ServiceProgram, SystemWithoutAThreadToGiveIsAClearMessageAndStatus1) {
     }
     EXPECT_EQ(status, 1);
     EXPECT_EQ(output, "velmo-service: the system gives no thread\n");
+}
+
+// For the calling thread and all that it starts, the system call fails.
+bool refuse_system_call(std::uint32_t number) {
+    std::array<sock_filter, 4> steps{{
+        {BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)},
+        {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, number},
+        {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ERRNO | EMFILE},
+        {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ALLOW},
+    }};
+    const sock_fprog program{steps.size(), steps.data()};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+TEST(ServiceProgram, SystemThatGivesNoSignalsIsAClearMessageAndStatus1) {
+    const std::vector<std::string> arguments = on_free_ports();
+    std::thread([&] {
+        ASSERT_TRUE(refuse_system_call(SYS_signalfd4));
+        Program program(arguments);
+        ASSERT_EQ(program.line(), "velmo-service: the system gives no way to hear of signals");
+        EXPECT_EQ(program.status(), 1);
+    }).join();
 }
 
 class ServiceEnd : public ::testing::TestWithParam<int> {};
@@ -173,6 +207,26 @@ TEST(ServiceProgram, WithoutDemoNobodyIsThere) {
             .status,
         401);
     EXPECT_EQ(client.post("/api/auth/google/session/start", "{}").status, 404);
+}
+
+TEST(ServiceProgram, WhatItKeepsIsItsOwnersOnly) {
+    const std::vector<std::string> arguments = on_free_ports();
+    const std::filesystem::path folder = arguments[2].substr(arguments[2].find('=') + 1);
+    const mode_t before = umask(0);
+    Program program(arguments);
+    umask(before);
+    EXPECT_NE(program.listening_port(), 0);
+    EXPECT_NE(program.rest_port(), 0);
+    int files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        ++files;
+        EXPECT_EQ(entry.status().permissions() &
+                      (std::filesystem::perms::group_all | std::filesystem::perms::others_all),
+                  std::filesystem::perms::none)
+            << entry.path();
+    }
+    EXPECT_GE(files, 2);
+    EXPECT_EQ(std::filesystem::status(folder).permissions(), std::filesystem::perms::owner_all);
 }
 
 TEST(ServiceProgram, SecondServiceOnTheSameDataIsAClearMessageAndStatus1) {

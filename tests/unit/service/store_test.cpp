@@ -1,5 +1,6 @@
 // The database: what it refuses to open, what a transaction is, what texts may be.
 #include "service/store/data_folder.h"
+#include "service/store/database.h"
 #include "service/store/images.h"
 #include "service/store/messages.h"
 #include "service/store/random_text.h"
@@ -8,9 +9,31 @@
 #include <gtest/gtest.h>
 #include <sodium.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
+
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+int g_lock_failure = 0; // what locking a file fails with; 0: it does not
+
+} // namespace
+
+// In place of the library's.
+extern "C" int flock(int file, int operation) noexcept {
+    if (g_lock_failure != 0) {
+        errno = g_lock_failure;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_flock, file, operation));
+}
 
 namespace {
 
@@ -47,8 +70,10 @@ class StoreFiles : public ::testing::Test {
     std::string m_error;
 };
 
-TEST_F(StoreFiles, FolderIsMadeAndIsItsOwnersOnly) {
-    ASSERT_TRUE(open()) << m_error;
+TEST_F(StoreFiles, FolderIsMadeAndIsItsOwnersOnlyWithoutAChangeToTheProcess) {
+    const mode_t before = umask(S_IWGRP | S_IWOTH);
+    EXPECT_TRUE(open()) << m_error;
+    EXPECT_EQ(umask(before), mode_t{S_IWGRP | S_IWOTH});
     EXPECT_EQ(std::filesystem::status(m_folder).permissions(), std::filesystem::perms::owner_all);
     EXPECT_TRUE(open()) << m_error; // and again
 }
@@ -59,6 +84,13 @@ TEST_F(StoreFiles, SecondServiceOnTheFolderIsRefused) {
     ASSERT_TRUE(first.open(m_folder, error));
     EXPECT_FALSE(open());
     EXPECT_EQ(m_error, "cannot use the data folder " + m_folder + ": another service is using it");
+}
+
+TEST_F(StoreFiles, FileSystemWithoutLocksIsNotTakenForAnotherService) {
+    g_lock_failure = ENOLCK;
+    EXPECT_FALSE(open());
+    g_lock_failure = 0;
+    EXPECT_EQ(m_error, "cannot use the data folder " + m_folder + ": No locks available");
 }
 
 TEST_F(StoreFiles, DatabaseOfANewerVersionIsLeftAsItIs) {
@@ -127,6 +159,83 @@ TEST_F(StoreFiles, WritesAreFullySynchronised) {
     EXPECT_EQ(synchronous.number(0), 2); // FULL
 }
 
+TEST_F(StoreFiles, FileSystemWithoutAWriteAheadLogIsAClearError) {
+    sqlite3_vfs* const usual = sqlite3_vfs_find(nullptr);
+    sqlite3_vfs* const without_shared_memory = sqlite3_vfs_find("unix-dotfile");
+    ASSERT_NE(without_shared_memory, nullptr);
+    sqlite3_vfs_register(without_shared_memory, 1);
+    EXPECT_FALSE(open());
+    sqlite3_vfs_register(usual, 1);
+    EXPECT_EQ(m_error, "cannot write " + m_file + ": no write-ahead log is possible there");
+}
+
+/// A database, and another program that holds its write lock.
+class StoreLocked : public StoreFiles {
+  protected:
+    StoreLocked() {
+        std::filesystem::create_directories(m_folder);
+        m_database = Database::open(m_file, m_error, 0);
+        EXPECT_NE(m_database, nullptr) << m_error;
+        EXPECT_TRUE(m_database->execute("CREATE TABLE numbers (n INTEGER)"));
+        EXPECT_EQ(sqlite3_open(m_file.c_str(), &m_other), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(m_other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    }
+    ~StoreLocked() override { sqlite3_close(m_other); }
+
+    void let_go() {
+        EXPECT_EQ(sqlite3_exec(m_other, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
+    }
+    bool insert(std::int64_t number) {
+        Statement statement(*m_database, "INSERT INTO numbers VALUES (?)", number);
+        return statement.run();
+    }
+    std::int64_t count() {
+        Statement statement(*m_database, "SELECT count(*) FROM numbers");
+        return statement.next() ? statement.number(0) : -1;
+    }
+
+    std::unique_ptr<Database> m_database;
+    sqlite3* m_other = nullptr;
+};
+
+TEST_F(StoreLocked, NothingIsWrittenOrReadInATransactionThatCouldNotBegin) {
+    {
+        Transaction transaction(*m_database);
+        let_go();
+        EXPECT_FALSE(insert(1));
+        EXPECT_FALSE(m_database->execute("INSERT INTO numbers VALUES (2)"));
+        EXPECT_EQ(count(), -1);
+        EXPECT_FALSE(transaction.commit());
+    }
+    EXPECT_EQ(count(), 0);
+    EXPECT_TRUE(m_database->take_failure());
+    EXPECT_EQ(m_database->failure_text(), "database is locked"); // what began it
+}
+
+TEST_F(StoreLocked, PartOfATransactionThatCouldNotBeginIsNoneOfItsOwn) {
+    {
+        Transaction whole(*m_database);
+        let_go();
+        EXPECT_TRUE(m_database->take_failure());
+        Transaction part(*m_database);
+        EXPECT_FALSE(insert(1));
+        EXPECT_TRUE(m_database->take_failure());
+        EXPECT_FALSE(part.commit());
+        EXPECT_FALSE(whole.commit());
+    }
+    EXPECT_EQ(count(), 0);
+}
+
+TEST_F(StoreLocked, NextTransactionIsAsGoodAsEver) {
+    { Transaction failed(*m_database); }
+    let_go();
+    EXPECT_TRUE(m_database->take_failure());
+    Transaction transaction(*m_database);
+    EXPECT_TRUE(insert(1));
+    EXPECT_TRUE(transaction.commit());
+    EXPECT_EQ(count(), 1);
+}
+
 // --- Statements ----------------------------------------------------------------------------------
 
 class StoreMemory : public ::testing::Test {
@@ -171,6 +280,27 @@ TEST_F(StoreMemory, TransactionWithAFailureInItIsUndone) {
     EXPECT_EQ(count(), 0);
     EXPECT_TRUE(m_database->take_failure());
     EXPECT_FALSE(m_database->take_failure());
+}
+
+TEST_F(StoreMemory, NothingIsKeptAfterSqliteHasEndedTheTransactionByItself) {
+    insert(1);
+    {
+        Transaction transaction(*m_database);
+        EXPECT_TRUE(insert(2));
+        EXPECT_FALSE(m_database->execute("INSERT OR ROLLBACK INTO numbers VALUES (1)"));
+        EXPECT_TRUE(m_database->take_failure());
+        EXPECT_FALSE(insert(3));
+        {
+            Transaction part(*m_database);
+            EXPECT_FALSE(insert(4));
+            EXPECT_FALSE(part.commit());
+        }
+        EXPECT_TRUE(m_database->take_failure());
+        EXPECT_FALSE(transaction.commit());
+    }
+    EXPECT_EQ(count(), 1);
+    EXPECT_FALSE(insert(1));
+    EXPECT_TRUE(insert(2));
 }
 
 TEST_F(StoreMemory, PartUndoneUndoesTheTransactionAroundIt) {

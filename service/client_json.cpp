@@ -1,5 +1,5 @@
-// See service/cut_characters.h.
-#include "service/cut_characters.h"
+// See service/client_json.h.
+#include "service/client_json.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -62,4 +62,27 @@ std::string without_cut_characters(std::string_view json) {
 
 std::string_view without_cut_character(std::string_view text) {
     return text.substr(0, text.size() - cut_character_bytes(text));
+}
+
+std::string with_escaped_controls(std::string_view json) {
+    constexpr std::string_view k_digits = "0123456789abcdef";
+    std::string text;
+    text.reserve(json.size());
+    bool in_string = false;
+    for (std::size_t i = 0; i < json.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(json[i]);
+        if (in_string && byte < 0x20) {
+            text += "\\u00";
+            text += k_digits[byte >> 4];
+            text += k_digits[byte & 15];
+            continue;
+        }
+        if (byte == '"') {
+            in_string = !in_string;
+        } else if (in_string && byte == '\\' && i + 1 < json.size()) {
+            text += json[i++]; // a control byte behind it stays, and stays no JSON
+        }
+        text += json[i];
+    }
+    return text;
 }
