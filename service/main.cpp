@@ -105,7 +105,7 @@ int serve(const ServiceOptions& options) {
     }
     RestService rest(data.database(), rest_options);
     if (!rest.start()) {
-        return fail("the system gives no thread");
+        return fail("the system gives no thread, or too little memory");
     }
     RestServer rest_server;
     const std::string host = dotted(voice.address().ipv4); // a name is resolved once, for both

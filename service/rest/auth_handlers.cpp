@@ -1,6 +1,7 @@
 // Answers about accounts and sessions. Called through the table of routes.
 #include "service/rest/identity_text.h"
 #include "service/rest/rest_handlers.h"
+#include "service/store/database.h"
 #include "service/store/sessions.h"
 #include "service/store/store_limits.h"
 #include "service/store/text_rules.h"
@@ -40,6 +41,22 @@ RestAnswer signed_in_answer(RestContext& context, const Account& account, int st
     const WallTime expires_at = context.options.now() + context.options.session_ms;
     const std::string token = create_session(context.database, account.id, expires_at);
     return token.empty() ? failure_answer() : json_answer(status, identity_text(account, token));
+}
+
+RestAnswer taken_answer() {
+    return error_answer(409, "Ya hay una cuenta con ese correo electrónico");
+}
+
+// Makes the account and signs it in, or does neither.
+RestAnswer signed_up_answer(RestContext& context, const NewAccount& wanted) {
+    Transaction transaction(context.database);
+    const std::optional<Account> account =
+        create_account(context.database, wanted, context.options.now());
+    if (!account) {
+        return taken_answer(); // by somebody else, while this password was hashed
+    }
+    const RestAnswer answer = signed_in_answer(context, *account, 201);
+    return transaction.commit() ? answer : failure_answer();
 }
 
 // A password that has been checked: the answer, and what it means for the next tries.
@@ -102,24 +119,17 @@ std::optional<RestAnswer> handle_signup(RestCall& call) {
         return error_answer(400, "La contraseña debe tener al menos 12 caracteres, con mayúsculas, "
                                  "minúsculas, números y símbolos");
     }
-    const auto taken_answer = [] {
-        return error_answer(409, "Ya hay una cuenta con ese correo electrónico");
-    };
     if (find_account_by_email(call.database(), given->email)) {
         return taken_answer();
     }
-    call.work = [&context = call.context, given = *given,
-                 taken_answer](const RestReply& reply) -> std::optional<RestAnswer> {
-        const auto on_hashed = [&context, taken_answer, email = given.email,
-                                reply](const std::string& hash) {
+    call.work = [&context = call.context,
+                 given = *given](const RestReply& reply) -> std::optional<RestAnswer> {
+        const auto on_hashed = [&context, email = given.email, reply](const std::string& hash) {
             if (hash.empty()) {
                 reply(no_memory_answer(context));
                 return;
             }
-            const std::optional<Account> account =
-                create_account(context.database, {email, hash}, context.options.now());
-            // Somebody else may have taken the address while this password was hashed.
-            reply(account ? signed_in_answer(context, *account, 201) : taken_answer());
+            reply(signed_up_answer(context, {email, hash}));
         };
         return context.passwords.hash(given.password, on_hashed) ? std::nullopt
                                                                  : std::optional(busy_answer());
@@ -131,7 +141,7 @@ std::optional<RestAnswer> handle_restore(RestCall& call) {
     const WallTime now = call.now();
     const WallTime expires_at = now + call.context.options.session_ms;
     if (!extend_session(call.database(), call.token, now, expires_at)) {
-        return failure_answer();
+        return no_session_answer(); // it has ended just now
     }
     return json_answer(200, identity_text(call.account, call.token));
 }

@@ -39,7 +39,7 @@ bool PasswordPool::start() {
             return false;
         }
     }
-    return m_ready >= 0;
+    return m_ready >= 0 && !m_nobodys_hash.empty();
 }
 
 bool PasswordPool::hash(std::string password, std::function<void(const std::string&)> done) {

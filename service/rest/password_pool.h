@@ -22,7 +22,7 @@ class PasswordPool {
     PasswordPool& operator=(const PasswordPool&) = delete;
     ~PasswordPool();
 
-    /// Starts the threads. False when the system gives none.
+    /// Starts the threads. False when the system gives none, or no memory for a hash.
     bool start();
 
     /// Hands over the hash of `password`, empty when there is no memory for it. False, and nothing

@@ -27,6 +27,10 @@ RestAnswer failure_answer() {
     return error_answer(500, "El servicio no puede leer o guardar sus datos");
 }
 
+RestAnswer no_session_answer() {
+    return error_answer(401, "La sesión no es válida o ha caducado");
+}
+
 const std::string* RestCall::optional_text(const char* key) {
     if (fields.is_other(key)) {
         refusal = error_answer(400, std::string("El campo ") + key + " debe ser un texto");

@@ -60,6 +60,9 @@ using RestWork = std::function<std::optional<RestAnswer>(const RestReply& reply)
 /// statements failed; handlers give it where they cannot go on without what they have written.
 RestAnswer failure_answer();
 
+/// To whoever has no session, or none any more.
+RestAnswer no_session_answer();
+
 struct RestCall {
     RestContext& context;
     const RestRequest& request;

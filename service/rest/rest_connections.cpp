@@ -152,8 +152,8 @@ void RestConnections::on_destroyed(gpointer self, GObject* message) {
     static_cast<RestConnections*>(self)->erase(reinterpret_cast<SoupServerMessage*>(message));
 }
 
-// Where there are too many, the one goes that has kept everybody waiting the longest: without a
-// request, or in the middle of one.
+// Where there are too many, one goes: a refused one that is still sending or, without any, the one
+// whose time would be over first.
 void RestConnections::make_room() {
     if (m_connections.size() + m_farewells.count() < m_options.limits.connections) {
         return;

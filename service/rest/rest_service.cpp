@@ -3,6 +3,7 @@
 
 #include "base/ascii.h"
 #include "service/rest/rest_routes.h"
+#include "service/store/database.h"
 #include "service/store/sessions.h"
 
 #include <utility>
@@ -66,11 +67,22 @@ void read_session(RestCall& call) {
         account = find_session_account(call.database(), *token, call.now());
     }
     if (!account) {
-        call.refusal = error_answer(401, "La sesión no es válida o ha caducado");
+        call.refusal = no_session_answer();
         return;
     }
     call.token = *token;
     call.account = std::move(*account);
+}
+
+// What the handler answers. All that it wrote is kept then; where it refuses, nothing.
+std::optional<RestAnswer> answer_of(const Route& route, RestCall& call) {
+    if (route.input == RouteInput::query) {
+        return route.handler(call);
+    }
+    Transaction transaction(call.database());
+    std::optional<RestAnswer> answer = route.handler(call);
+    const bool is_refused = answer && answer->status >= 400;
+    return is_refused || transaction.commit() ? answer : failure_answer();
 }
 
 } // namespace
@@ -97,7 +109,7 @@ void RestService::handle(const RestRequest& request, RestReply reply) {
     if (!call.refusal && route.needs_account) {
         read_session(call);
     }
-    std::optional<RestAnswer> answer = call.refusal ? call.refusal : route.handler(call);
+    std::optional<RestAnswer> answer = call.refusal ? call.refusal : answer_of(route, call);
     // What a failing database gave may be incomplete, so nothing of it is told, nor worked on.
     const RestReply checked_reply = [this, reply = std::move(reply)](const RestAnswer& given) {
         reply(m_context.take_failure() ? failure_answer() : given);

@@ -66,9 +66,8 @@ std::optional<RestAnswer> join_space(RestCall& call, const Space& space) {
     if (count_members(database, space.id) >= k_max_members_of_space) {
         return error_answer(409, "El espacio está completo");
     }
-    Transaction transaction(database);
     if (!add_member(database, space.id, call.account.id, call.now()) ||
-        !delete_invitation_of(database, space.id, call.account.email) || !transaction.commit()) {
+        !delete_invitation_of(database, space.id, call.account.email)) {
         return failure_answer();
     }
     return std::nullopt;

@@ -40,12 +40,22 @@ void log_in(const std::string& address, const std::string& password) {
     click(g_login_btn);
 }
 
+GtkText* text_of(GtkWidget* entry) {
+    return GTK_TEXT(gtk_editable_get_delegate(GTK_EDITABLE(entry)));
+}
+
+/// As the eye in the field does.
+void reveal(GtkWidget* entry) {
+    gtk_text_set_visibility(text_of(entry), TRUE);
+}
+
 TEST_F(Login, LeadsToTheHubWithNameEmailAndSpaces) {
     m_web.answer(k_login, 200, k_good_login);
     m_web.answer(k_spaces, 200,
                  R"({"spaces":[{"id":"s1","name":"Club"},{"id":"s2","name":"Viernes",)"
                  R"("knownBy":"invited","invitationStatus":"pending","invitationId":"i1"}]})");
     run_interface([this] {
+        reveal(g_password_entry);
         log_in("ana@velmo.example", "Secreto-123456");
         EXPECT_EQ(visible_page(), "hub");
         EXPECT_EQ(find_dialog(), nullptr);
@@ -65,6 +75,7 @@ TEST_F(Login, LeadsToTheHubWithNameEmailAndSpaces) {
         EXPECT_FALSE(gtk_widget_get_visible(g_empty_spaces_box));
         EXPECT_EQ(typed(g_username_entry), "ana@velmo.example");
         EXPECT_EQ(typed(g_password_entry), "");
+        EXPECT_FALSE(gtk_text_get_visibility(text_of(g_password_entry)));
     });
     EXPECT_EQ(requests_of(m_web),
               (std::vector<std::string>{k_login, "GET /api/spaces?sessionToken=tok1"}));
@@ -334,6 +345,7 @@ void expect_registered() {
     EXPECT_EQ(visible_page(), "login");
     EXPECT_EQ(typed(g_username_entry), "ana@velmo.example");
     EXPECT_EQ(typed(g_password_entry), "");
+    EXPECT_FALSE(gtk_text_get_visibility(text_of(g_password_entry)));
     EXPECT_STREQ(g_session_token, "");
     EXPECT_STREQ(g_username, "");
     EXPECT_EQ(session_file(), "");
@@ -347,6 +359,7 @@ TEST_F(Registration, LeadsBackToTheLoginAndForgetsAnySession) {
         run_interface([] {
             write_session_file("backend_url=http://x\nusername=y\nsession_token=z\n");
             type(g_password_entry, "left over");
+            reveal(g_password_entry);
             fill_registration("ANA@Velmo.example", "Secreto-123456", "Secreto-123456");
             click(g_register_create_btn);
             expect_registered();

@@ -56,24 +56,38 @@ TEST_F(RestControlBytes, InAPasswordAreRefusedWithItsSentence) {
     }
 }
 
+TEST_F(RestControlBytes, AreReadAsTheyCame) {
+    for (char byte = 0; byte < 0x20; ++byte) {
+        const auto fields = RestFields::parse_json(std::string(R"({"k":"a)") + byte + R"(b"})");
+        ASSERT_TRUE(fields) << escape_of(byte);
+        const std::string* const text = fields->find("k");
+        ASSERT_NE(text, nullptr);
+        EXPECT_EQ(*text, std::string("a") + byte + "b") << escape_of(byte);
+    }
+}
+
+// Whole calls but for one field, so that it is this one that is judged.
 TEST_F(RestControlBytes, InAnyFieldAreWhatTheirEscapesAre) {
-    struct Field {
+    struct Call {
         const char* path;
+        const char* others; // fields
         const char* key;
     };
-    for (const Field& field :
-         {Field{"/api/auth/login", "email"}, Field{"/api/auth/login", "password"},
-          Field{"/api/auth/signup", "email"}, Field{"/api/auth/signup", "password"},
-          Field{"/api/spaces/join-by-code", "inviteCode"}, Field{"/api/spaces", "imageMimeType"},
-          Field{"/api/spaces", "imageBase64"}, Field{"/api/spaces", "not-read"}}) {
+    for (const Call& call :
+         {Call{"/api/auth/signup", R"("password":"Correct-Horse-1")", "email"},
+          Call{"/api/auth/signup", R"("email":"eva@example.org")", "password"},
+          Call{"/api/spaces/join-by-code", "\"x\":\"\"", "inviteCode"},
+          Call{"/api/spaces", R"("name":"Uno","imageBase64":"R0lGODlh")", "imageMimeType"},
+          Call{"/api/spaces", R"("name":"Uno","imageMimeType":"image/gif")", "imageBase64"}}) {
         for (char byte = 0; byte < 0x20; ++byte) {
-            const std::string beginning =
-                R"({"sessionToken":")" + m_ana.token + "\",\"" + field.key + "\":\"R0lG";
-            const Reply raw = send_body("POST", field.path, beginning + byte + "ODlh\"}");
+            const std::string beginning = R"({"sessionToken":")" + m_ana.token + "\"," +
+                                          call.others + ",\"" + call.key + "\":\"R0lG";
+            const Reply raw = send_body("POST", call.path, beginning + byte + "ODlh\"}");
             const Reply escaped =
-                send_body("POST", field.path, beginning + escape_of(byte) + "ODlh\"}");
-            EXPECT_EQ(raw.status, escaped.status) << field.key << escape_of(byte);
-            EXPECT_EQ(raw.text, escaped.text) << field.key << escape_of(byte);
+                send_body("POST", call.path, beginning + escape_of(byte) + "ODlh\"}");
+            EXPECT_EQ(raw.status, escaped.status) << call.key << escape_of(byte);
+            EXPECT_EQ(raw.text, escaped.text) << call.key << escape_of(byte);
+            EXPECT_EQ(raw.text.find("Falta"), std::string::npos) << raw.text;
         }
     }
 }

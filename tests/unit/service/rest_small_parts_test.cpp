@@ -78,6 +78,36 @@ TEST_F(RestFailure, WhatCannotBeWrittenIs500AndNothingOfItIsKept) {
     EXPECT_EQ(dump(), before);
 }
 
+// The account is written before its first session.
+TEST_F(RestFailure, AnAccountWithoutASessionIsNotKept) {
+    const Json wanted{{"email", "eva@example.org"}, {"password", k_good_password}};
+    const std::string before = dump();
+    ASSERT_TRUE(execute("ALTER TABLE sessions RENAME TO gone"));
+    EXPECT_EQ(status("POST", "/api/auth/signup", wanted), 500);
+    ASSERT_TRUE(execute("ALTER TABLE gone RENAME TO sessions"));
+    EXPECT_EQ(dump(), before);
+    EXPECT_EQ(status("POST", "/api/auth/signup", wanted), 201);
+}
+
+// What could not be counted looks like none, on which the call goes on to write.
+TEST_F(RestFailure, AWriteBehindAFailedReadIsNotKept) {
+    const Person ana = sign_up("ana@example.org");
+    const std::string space = make_space(ana);
+    const std::string before = dump();
+    ASSERT_TRUE(
+        execute("ALTER TABLE rooms RENAME TO kept;"
+                "CREATE VIEW rooms AS SELECT * FROM kept WHERE abs(-9223372036854775807 - 1);"
+                "CREATE TRIGGER writing INSTEAD OF INSERT ON rooms BEGIN"
+                " INSERT INTO kept (id, space_id, name, created_by, is_general, created_at)"
+                " VALUES (NEW.id, NEW.space_id, NEW.name, NEW.created_by, NEW.is_general,"
+                " NEW.created_at); END"));
+    EXPECT_EQ(status("POST", "/api/spaces/" + space + "/rooms",
+                     {{"sessionToken", ana.token}, {"name", "Otra"}}),
+              500);
+    ASSERT_TRUE(execute("DROP VIEW rooms; ALTER TABLE kept RENAME TO rooms"));
+    EXPECT_EQ(dump(), before);
+}
+
 TEST_F(RestFailure, EveryWriteThatFailsIs500) {
     const Person ana = sign_up("ana@example.org");
     const Person eva = sign_up("eva@example.org");
