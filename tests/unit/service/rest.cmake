@@ -14,7 +14,7 @@ velmo_test(velmo_service_rest_test
   LINKS velmo_service_rest velmo_service_demo velmo_json_scan)
 
 velmo_test(velmo_service_rest_server_test
-  SOURCES rest_server_test.cpp
+  SOURCES rest_server_test.cpp rest_server_limits_test.cpp
   LINKS velmo_service_rest_server velmo_test_rest_client)
 
 # The program, as the client's own calls reach and read it.
