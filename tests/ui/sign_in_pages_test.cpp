@@ -458,18 +458,14 @@ TEST_F(SignInPages, EnterGoesOnToTheNextFieldOfARegistration) {
     });
 }
 
-GtkText* text_of(GtkWidget* entry) {
-    return GTK_TEXT(gtk_editable_get_delegate(GTK_EDITABLE(entry)));
-}
-
 TEST_F(SignInPages, ANewVisitHidesWhatIsTyped) {
     run_interface([] {
         for (GtkWidget* entry : {g_register_password_entry, g_register_confirm_password_entry}) {
-            gtk_text_set_visibility(text_of(entry), TRUE); // as the eye beside it does
+            gtk_text_set_visibility(text_within(entry), TRUE); // as the eye beside it does
         }
         on_register_clicked(nullptr, nullptr);
         for (GtkWidget* entry : {g_register_password_entry, g_register_confirm_password_entry}) {
-            EXPECT_FALSE(gtk_text_get_visibility(text_of(entry)));
+            EXPECT_FALSE(gtk_text_get_visibility(text_within(entry)));
         }
     });
 }

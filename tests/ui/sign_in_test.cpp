@@ -40,13 +40,9 @@ void log_in(const std::string& address, const std::string& password) {
     click(g_login_btn);
 }
 
-GtkText* text_of(GtkWidget* entry) {
-    return GTK_TEXT(gtk_editable_get_delegate(GTK_EDITABLE(entry)));
-}
-
 /// As the eye in the field does.
 void reveal(GtkWidget* entry) {
-    gtk_text_set_visibility(text_of(entry), TRUE);
+    gtk_text_set_visibility(text_within(entry), TRUE);
 }
 
 TEST_F(Login, LeadsToTheHubWithNameEmailAndSpaces) {
@@ -75,7 +71,7 @@ TEST_F(Login, LeadsToTheHubWithNameEmailAndSpaces) {
         EXPECT_FALSE(gtk_widget_get_visible(g_empty_spaces_box));
         EXPECT_EQ(typed(g_username_entry), "ana@velmo.example");
         EXPECT_EQ(typed(g_password_entry), "");
-        EXPECT_FALSE(gtk_text_get_visibility(text_of(g_password_entry)));
+        EXPECT_FALSE(gtk_text_get_visibility(text_within(g_password_entry)));
     });
     EXPECT_EQ(requests_of(m_web),
               (std::vector<std::string>{k_login, "GET /api/spaces?sessionToken=tok1"}));
@@ -345,7 +341,7 @@ void expect_registered() {
     EXPECT_EQ(visible_page(), "login");
     EXPECT_EQ(typed(g_username_entry), "ana@velmo.example");
     EXPECT_EQ(typed(g_password_entry), "");
-    EXPECT_FALSE(gtk_text_get_visibility(text_of(g_password_entry)));
+    EXPECT_FALSE(gtk_text_get_visibility(text_within(g_password_entry)));
     EXPECT_STREQ(g_session_token, "");
     EXPECT_STREQ(g_username, "");
     EXPECT_EQ(session_file(), "");

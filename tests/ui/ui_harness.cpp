@@ -104,6 +104,10 @@ std::vector<std::string> label_texts(GtkWidget* widget) {
     return texts;
 }
 
+GtkText* text_within(GtkWidget* entry) {
+    return GTK_TEXT(gtk_editable_get_delegate(GTK_EDITABLE(entry)));
+}
+
 GtkWidget* find_widget(GtkWidget* widget, GType type) {
     if (g_type_is_a(G_OBJECT_TYPE(widget), type)) {
         return widget;

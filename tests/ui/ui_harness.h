@@ -27,6 +27,9 @@ std::vector<std::string> label_texts(GtkWidget* widget);
 /// The first widget of this type under `widget`, or null.
 GtkWidget* find_widget(GtkWidget* widget, GType type);
 
+/// The text within an entry, which knows whether what is typed shows.
+GtkText* text_within(GtkWidget* entry);
+
 /// The open window that is transient for the main window, or null.
 GtkWindow* find_dialog();
 
