@@ -74,8 +74,7 @@ client_is_active() { [ "$(xdotool getactivewindow 2>/dev/null)" = "$client_windo
 
 # close_client: as its user does; it must end well.
 close_client() {
-  timeout 30 xdotool windowactivate --sync "$client_window" key --clearmodifiers alt+F4
-  timeout 30 tail -s 0.1 --pid="$client_pid" -f /dev/null || {
+  closes_with_keys "$client_window" "$client_pid" || {
     kill "$client_pid"
     complain "the client did not end"
   }

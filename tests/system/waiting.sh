@@ -11,3 +11,17 @@ until_true() {
     sleep 0.05
   done
 }
+
+# ended_within SECONDS PID
+ended_within() { timeout "$1" tail -s 0.1 --pid="$2" -f /dev/null; }
+
+# closes_with_keys WINDOW PID: until the program has ended, as a person does who presses again when nothing happened. The
+# first key on a display gives it another keymap; what comes while the window manager takes its own keys anew is lost.
+closes_with_keys() {
+  local presses=3
+  while [ $((presses--)) -gt 0 ]; do
+    timeout 30 xdotool windowactivate --sync "$1" key --clearmodifiers alt+F4
+    ! ended_within 10 "$2" || return 0
+  done
+  return 1
+}
