@@ -15,8 +15,8 @@ until_true() {
 # ended_within SECONDS PID
 ended_within() { timeout "$1" tail -s 0.1 --pid="$2" -f /dev/null; }
 
-# closes_with_keys WINDOW PID: until the program has ended, as a person does who presses again when nothing happened. The
-# first key on a display gives it another keymap; what comes while the window manager takes its own keys anew is lost.
+# closes_with_keys WINDOW PID: until the program has ended, as a person does who presses again when nothing happened: now
+# and then the first key on a display does not reach the window manager.
 closes_with_keys() {
   local presses=3
   while [ $((presses--)) -gt 0 ]; do
