@@ -11,7 +11,7 @@ declare -A packages=(
     googletest libbenchmark-dev libspeexdsp-dev"
   [sound]="pulseaudio pulseaudio-utils espeak-ng sox"
   [window]="fonts-dejavu-core adwaita-icon-theme librsvg2-common"
-  [display]="xvfb xauth openbox xdotool imagemagick fonts-dejavu-core adwaita-icon-theme librsvg2-common"
+  [display]="xvfb xauth openbox xdotool wmctrl imagemagick fonts-dejavu-core adwaita-icon-theme librsvg2-common"
   [screen]="tesseract-ocr tesseract-ocr-spa"
   [windows]="g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 wine xz-utils"
   [fuzz]="clang-14 libclang-rt-14-dev"

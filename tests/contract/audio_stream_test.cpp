@@ -372,18 +372,19 @@ std::vector<double> click_delays(AudioEnumerator& enumerator) {
 
 } // namespace
 
-// A machine that stands still while a stream runs leaves more in its buffers for as long as it
-// runs: a stream that was slow is opened again, twice at the most. One that is slow by itself is so
-// each time.
+// The middle one of three openings counts, so two that agree are enough. Wine's driver opens one
+// stream in forty or so with two of its periods, 20 ms, more in it than the others, for as long as
+// that stream runs.
 TEST_F(AudioStreams, ClickIsHeardSoon) {
     constexpr double k_soon_ms = 60.0;
-    double median = k_soon_ms;
-    for (int attempt = 0; attempt < 3 && median >= k_soon_ms; ++attempt) {
+    int soon = 0;
+    int late = 0;
+    while (soon < 2 && late < 2) {
         const std::vector<double> delays = click_delays(*m_enumerator);
         ASSERT_EQ(delays.size(), 20U);
-        median = delays[10];
-        std::cout << "from playing to capturing a click: median " << median << " ms, "
+        std::cout << "from playing to capturing a click: median " << delays[10] << " ms, "
                   << delays.front() << " to " << delays.back() << " ms\n";
+        ++(delays[10] < k_soon_ms ? soon : late);
     }
-    EXPECT_LT(median, k_soon_ms);
+    EXPECT_EQ(soon, 2);
 }

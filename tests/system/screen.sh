@@ -74,7 +74,7 @@ client_is_active() { [ "$(xdotool getactivewindow 2>/dev/null)" = "$client_windo
 
 # close_client: as its user does; it must end well.
 close_client() {
-  closes_with_keys "$client_window" "$client_pid" || {
+  ended_after_close "$client_window" "$client_pid" || {
     kill "$client_pid"
     complain "the client did not end"
   }

@@ -12,16 +12,9 @@ until_true() {
   done
 }
 
-# ended_within SECONDS PID
-ended_within() { timeout "$1" tail -s 0.1 --pid="$2" -f /dev/null; }
-
-# closes_with_keys WINDOW PID: until the program has ended, as a person does who presses again when nothing happened: now
-# and then the first key on a display does not reach the window manager.
-closes_with_keys() {
-  local presses=3
-  while [ $((presses--)) -gt 0 ]; do
-    timeout 30 xdotool windowactivate --sync "$1" key --clearmodifiers alt+F4
-    ! ended_within 10 "$2" || return 0
-  done
-  return 1
+# ended_after_close WINDOW PID: asks the window manager to close the window and waits for the program's end. Not by the
+# keys for it, of which now and then the first on a display does not reach the window manager.
+ended_after_close() {
+  wmctrl -i -c "$1"
+  timeout 30 tail -s 0.1 --pid="$2" -f /dev/null
 }

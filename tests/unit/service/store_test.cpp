@@ -169,6 +169,16 @@ TEST_F(StoreFiles, FileSystemWithoutAWriteAheadLogIsAClearError) {
     EXPECT_EQ(m_error, "cannot write " + m_file + ": no write-ahead log is possible there");
 }
 
+bool insert(Database& database, std::int64_t number) {
+    Statement statement(database, "INSERT INTO numbers VALUES (?)", number);
+    return statement.run();
+}
+
+std::int64_t count(Database& database) {
+    Statement statement(database, "SELECT count(*) FROM numbers");
+    return statement.next() ? statement.number(0) : -1;
+}
+
 /// A database, and another program that holds its write lock.
 class StoreLocked : public StoreFiles {
   protected:
@@ -185,14 +195,6 @@ class StoreLocked : public StoreFiles {
     void let_go() {
         EXPECT_EQ(sqlite3_exec(m_other, "COMMIT", nullptr, nullptr, nullptr), SQLITE_OK);
     }
-    bool insert(std::int64_t number) {
-        Statement statement(*m_database, "INSERT INTO numbers VALUES (?)", number);
-        return statement.run();
-    }
-    std::int64_t count() {
-        Statement statement(*m_database, "SELECT count(*) FROM numbers");
-        return statement.next() ? statement.number(0) : -1;
-    }
 
     std::unique_ptr<Database> m_database;
     sqlite3* m_other = nullptr;
@@ -202,12 +204,12 @@ TEST_F(StoreLocked, NothingIsWrittenOrReadInATransactionThatCouldNotBegin) {
     {
         Transaction transaction(*m_database);
         let_go();
-        EXPECT_FALSE(insert(1));
+        EXPECT_FALSE(insert(*m_database, 1));
         EXPECT_FALSE(m_database->execute("INSERT INTO numbers VALUES (2)"));
-        EXPECT_EQ(count(), -1);
+        EXPECT_EQ(count(*m_database), -1);
         EXPECT_FALSE(transaction.commit());
     }
-    EXPECT_EQ(count(), 0);
+    EXPECT_EQ(count(*m_database), 0);
     EXPECT_TRUE(m_database->take_failure());
     EXPECT_EQ(m_database->failure_text(), "database is locked"); // what began it
 }
@@ -218,12 +220,12 @@ TEST_F(StoreLocked, PartOfATransactionThatCouldNotBeginIsNoneOfItsOwn) {
         let_go();
         EXPECT_TRUE(m_database->take_failure());
         Transaction part(*m_database);
-        EXPECT_FALSE(insert(1));
+        EXPECT_FALSE(insert(*m_database, 1));
         EXPECT_TRUE(m_database->take_failure());
         EXPECT_FALSE(part.commit());
         EXPECT_FALSE(whole.commit());
     }
-    EXPECT_EQ(count(), 0);
+    EXPECT_EQ(count(*m_database), 0);
 }
 
 TEST_F(StoreLocked, NextTransactionIsAsGoodAsEver) {
@@ -231,9 +233,9 @@ TEST_F(StoreLocked, NextTransactionIsAsGoodAsEver) {
     let_go();
     EXPECT_TRUE(m_database->take_failure());
     Transaction transaction(*m_database);
-    EXPECT_TRUE(insert(1));
+    EXPECT_TRUE(insert(*m_database, 1));
     EXPECT_TRUE(transaction.commit());
-    EXPECT_EQ(count(), 1);
+    EXPECT_EQ(count(*m_database), 1);
 }
 
 // --- Statements ----------------------------------------------------------------------------------
@@ -246,89 +248,81 @@ class StoreMemory : public ::testing::Test {
         EXPECT_NE(m_database, nullptr) << error;
         EXPECT_TRUE(m_database->execute("CREATE TABLE numbers (n INTEGER UNIQUE)"));
     }
-    bool insert(std::int64_t number) {
-        Statement statement(*m_database, "INSERT INTO numbers VALUES (?)", number);
-        return statement.run();
-    }
-    std::int64_t count() {
-        Statement statement(*m_database, "SELECT count(*) FROM numbers");
-        return statement.next() ? statement.number(0) : -1;
-    }
     std::unique_ptr<Database> m_database;
 };
 
 TEST_F(StoreMemory, TransactionIsAllOrNothing) {
     {
         Transaction transaction(*m_database);
-        insert(1);
-        insert(2);
+        insert(*m_database, 1);
+        insert(*m_database, 2);
     }
-    EXPECT_EQ(count(), 0);
+    EXPECT_EQ(count(*m_database), 0);
     Transaction transaction(*m_database);
-    insert(1);
+    insert(*m_database, 1);
     EXPECT_TRUE(transaction.commit());
-    EXPECT_EQ(count(), 1);
+    EXPECT_EQ(count(*m_database), 1);
 }
 
 TEST_F(StoreMemory, TransactionWithAFailureInItIsUndone) {
     {
         Transaction transaction(*m_database);
-        insert(1);
-        EXPECT_FALSE(insert(1));
+        insert(*m_database, 1);
+        EXPECT_FALSE(insert(*m_database, 1));
         EXPECT_FALSE(transaction.commit());
     }
-    EXPECT_EQ(count(), 0);
+    EXPECT_EQ(count(*m_database), 0);
     EXPECT_TRUE(m_database->take_failure());
     EXPECT_FALSE(m_database->take_failure());
 }
 
 TEST_F(StoreMemory, NothingIsKeptAfterSqliteHasEndedTheTransactionByItself) {
-    insert(1);
+    insert(*m_database, 1);
     {
         Transaction transaction(*m_database);
-        EXPECT_TRUE(insert(2));
+        EXPECT_TRUE(insert(*m_database, 2));
         EXPECT_FALSE(m_database->execute("INSERT OR ROLLBACK INTO numbers VALUES (1)"));
         EXPECT_TRUE(m_database->take_failure());
-        EXPECT_FALSE(insert(3));
+        EXPECT_FALSE(insert(*m_database, 3));
         {
             Transaction part(*m_database);
-            EXPECT_FALSE(insert(4));
+            EXPECT_FALSE(insert(*m_database, 4));
             EXPECT_FALSE(part.commit());
         }
         EXPECT_TRUE(m_database->take_failure());
         EXPECT_FALSE(transaction.commit());
     }
-    EXPECT_EQ(count(), 1);
-    EXPECT_FALSE(insert(1));
-    EXPECT_TRUE(insert(2));
+    EXPECT_EQ(count(*m_database), 1);
+    EXPECT_FALSE(insert(*m_database, 1));
+    EXPECT_TRUE(insert(*m_database, 2));
 }
 
 TEST_F(StoreMemory, PartUndoneUndoesTheTransactionAroundIt) {
     {
         Transaction whole(*m_database);
-        insert(1);
+        insert(*m_database, 1);
         {
             Transaction part(*m_database);
-            insert(2);
+            insert(*m_database, 2);
             EXPECT_TRUE(part.commit());
         }
         { Transaction part(*m_database); }
         EXPECT_FALSE(whole.commit());
     }
-    EXPECT_EQ(count(), 0);
+    EXPECT_EQ(count(*m_database), 0);
     {
         Transaction whole(*m_database);
         Transaction part(*m_database);
-        insert(3);
+        insert(*m_database, 3);
         EXPECT_TRUE(part.commit());
         EXPECT_TRUE(whole.commit());
     }
-    EXPECT_EQ(count(), 1);
+    EXPECT_EQ(count(*m_database), 1);
 }
 
 TEST_F(StoreMemory, SameStatementCanBeInUseTwice) {
-    insert(1);
-    insert(2);
+    insert(*m_database, 1);
+    insert(*m_database, 2);
     const char* const sql = "SELECT n FROM numbers ORDER BY n";
     Statement outer(*m_database, sql);
     std::string read;
