@@ -101,7 +101,10 @@ std::string text_of(std::string_view request, const WebAnswer& answer) {
     if (answer.raw) {
         text << "\nraw yes";
     }
-    text << "\n\n" << (answer.raw ? *answer.raw : answer.body);
+    if (answer.socket) {
+        text << "\nsocket yes";
+    }
+    text << "\n\n" << answer.socket.value_or(answer.raw.value_or(answer.body));
     return text.str();
 }
 

@@ -31,18 +31,20 @@ struct WebAnswer {
     std::vector<std::string> headers;
     WebFraming framing = WebFraming::length;
 
-    std::size_t part_size = 0;        ///< bytes sent at once; 0: all
-    int head_delay = 0;               ///< milliseconds before the head
-    int part_delay = 0;               ///< milliseconds between two parts
-    std::string head_gate;            ///< wait before the head until open_gate of this name
-    std::string body_gate;            ///< the same, after the first part
-    std::optional<std::size_t> cut;   ///< end the connection after so many bytes of the body
-    WebBreak broken = WebBreak::none; ///< end it earlier still
-    bool is_reset = false;            ///< an early end is a reset instead of an orderly close
-    std::optional<std::string> raw;   ///< send these bytes, nothing else, and end the connection
+    std::size_t part_size = 0;         ///< bytes sent at once; 0: all
+    int head_delay = 0;                ///< milliseconds before the head
+    int part_delay = 0;                ///< milliseconds between two parts
+    std::string head_gate;             ///< wait before the head until open_gate of this name
+    std::string body_gate;             ///< the same, after the first part
+    std::optional<std::size_t> cut;    ///< end the connection after so many bytes of the body
+    WebBreak broken = WebBreak::none;  ///< end it earlier still
+    bool is_reset = false;             ///< an early end is a reset instead of an orderly close
+    std::optional<std::string> raw;    ///< send these bytes, nothing else, and end the connection
+    std::optional<std::string> socket; ///< become a web socket that takes these steps
 };
 
-/// A request as it arrived.
+/// A request as it arrived, or a frame of a web socket: the method is FRAME, the target its opcode,
+/// the version "masked fin", or "unmasked" and "more", the body its payload.
 struct WebSeen {
     int connection = 0; ///< the server's number of the connection; each has its own
     bool is_secure = false;

@@ -4,6 +4,7 @@
 
 #include "base/glib_owner.h"
 #include "base/gobject_owner.h"
+#include "platform/linux/soup_support.h"
 #include "platform/linux/web_place.h"
 #include "platform/web_url.h"
 
@@ -16,43 +17,17 @@
 
 namespace {
 
-constexpr char k_user_agent[] = "VelmoClient/1.0";
 constexpr guint k_silence_seconds = 30; // as long as the other half waits for the next byte
 constexpr int k_most_redirects = 10;
-
-struct UriUnref {
-    void operator()(GUri* uri) const { g_uri_unref(uri); }
-};
-using UriPtr = std::unique_ptr<GUri, UriUnref>;
 
 struct BytesUnref {
     void operator()(GBytes* bytes) const { g_bytes_unref(bytes); }
 };
 
-struct ContextUnref {
-    void operator()(GMainContext* context) const { g_main_context_unref(context); }
-};
-using ContextPtr = std::unique_ptr<GMainContext, ContextUnref>;
-
-// A session hangs timers and idle work on the context of the thread that calls it. An exchange has
-// one of its own, which nobody runs: the interface's loop gets none of it.
-class WithinContext {
-  public:
-    explicit WithinContext(GMainContext* context) : m_context(context) {
-        g_main_context_push_thread_default(m_context);
-    }
-    WithinContext(const WithinContext&) = delete;
-    WithinContext& operator=(const WithinContext&) = delete;
-    ~WithinContext() { g_main_context_pop_thread_default(m_context); }
-
-  private:
-    GMainContext* m_context;
-};
-
 } // namespace
 
 struct WebExchange {
-    ContextPtr context;
+    MainContextPtr context; // nobody runs it: the interface's loop gets none of the session's work
     GObjectPtr<SoupSession> session;
     GObjectPtr<SoupMessage> message;
     GObjectPtr<GInputStream> stream;
@@ -67,24 +42,10 @@ namespace {
 
 GObjectPtr<SoupSession> new_session() {
     GObjectPtr<SoupSession> session(soup_session_new_with_options(
-        "user-agent", k_user_agent, "timeout", k_silence_seconds, nullptr));
+        "user-agent", k_soup_user_agent, "timeout", k_silence_seconds, nullptr));
     // The body as it was sent.
     soup_session_remove_feature_by_type(session.get(), SOUP_TYPE_CONTENT_DECODER);
     return session;
-}
-
-// Built from its parts: parsing would rewrite escapes.
-UriPtr uri_of(const WebUrl& url) {
-    std::string host = url.host;
-    if (host.front() == '[') {
-        host = host.substr(1, host.size() - 2);
-    }
-    const std::size_t question = url.target.find('?');
-    const std::string path = url.target.substr(0, question);
-    const char* query = question == std::string::npos ? nullptr : url.target.c_str() + question + 1;
-    return UriPtr(g_uri_build(static_cast<GUriFlags>(SOUP_HTTP_URI_FLAGS),
-                              url.is_secure ? "https" : "http", nullptr, host.c_str(), url.port,
-                              path.c_str(), query, nullptr));
 }
 
 bool is_redirect(unsigned status) {
@@ -99,7 +60,7 @@ struct Step {
 };
 
 bool send_step(WebExchange& exchange, const Step& step, std::string_view body) {
-    const UriPtr uri = uri_of(step.url);
+    const UriPtr uri = soup_uri_of(step.url);
     exchange.message.reset(soup_message_new_from_uri(step.method.c_str(), uri.get()));
     soup_message_add_flags(exchange.message.get(), SOUP_MESSAGE_NO_REDIRECT);
     if (step.has_body) {
@@ -163,7 +124,7 @@ std::optional<std::size_t> receive(WebExchange& exchange, char* buffer, std::siz
 } // namespace
 
 void WebExchangeCloser::operator()(WebExchange* exchange) const {
-    const ContextPtr context(g_main_context_ref(exchange->context.get()));
+    const MainContextPtr context(g_main_context_ref(exchange->context.get()));
     const WithinContext within(context.get());
     delete exchange;
 }
@@ -173,7 +134,7 @@ WebExchangePtr web_exchange_open(const WebRequest& request) {
     if (!url) {
         return nullptr;
     }
-    ContextPtr context(g_main_context_new());
+    MainContextPtr context(g_main_context_new());
     const WithinContext within(context.get());
     WebExchangePtr exchange(new WebExchange{std::move(context), new_session(), {}, {}, {}});
     if (!send(*exchange, {*url, request.method, request.has_body}, request.body)) {
