@@ -1,7 +1,7 @@
 // See backend/auth_api.h.
 #include "backend/auth_api.h"
 
-#include "backend/backend_call_internal.h"
+#include "backend/backend_call.h"
 #include "backend/identity.h"
 #include "backend/json_scan.h"
 #include "base/clock.h"

@@ -1,5 +1,5 @@
-// See backend/backend_call_internal.h.
-#include "backend/backend_call_internal.h"
+// See backend/backend_call.h.
+#include "backend/backend_call.h"
 
 #include "backend/endpoints.h"
 #include "backend/http_transport.h"
@@ -117,14 +117,14 @@ const char* perform_call_with_body(const BackendCall& call,
     if (answered && status == k_not_found && call.older_address != nullptr) {
         answered = ask(call, call.older_address, names, body, &status);
     }
-    if (!answered) {
+    if (!answered || (call.status_alone_counts && status == 0)) {
         copy_text(error, call.unreachable);
         return nullptr;
     }
     if (status != 0 && std::ranges::find(call.success, status) != std::end(call.success)) {
         return g_answer;
     }
-    if (!extract_json_string_field(g_answer, "error", error)) {
+    if (call.status_alone_counts || !extract_json_string_field(g_answer, "error", error)) {
         char text[256];
         format_text(text, "%s (HTTP %d)", call.refused, static_cast<int>(status));
         copy_text(error, text);

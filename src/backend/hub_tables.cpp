@@ -4,6 +4,7 @@
 HubSpace g_hub_servers[k_max_hub_spaces];
 std::int32_t g_hub_server_count = 0;
 std::int32_t g_selected_server_index = -1;
+char g_selected_space_id[64] = "";
 
 HubRoom g_hub_rooms[k_max_hub_rooms];
 std::int32_t g_hub_room_count = 0;

@@ -47,6 +47,7 @@ struct HubSpaceUser {
 extern HubSpace g_hub_servers[k_max_hub_spaces];
 extern std::int32_t g_hub_server_count;
 extern std::int32_t g_selected_server_index; ///< -1: none
+extern char g_selected_space_id[64]; ///< what the chat channel and the rooms belong to; empty: none
 
 extern HubRoom g_hub_rooms[k_max_hub_rooms];
 extern std::int32_t g_hub_room_count;

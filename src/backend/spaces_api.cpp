@@ -1,7 +1,7 @@
 // See backend/spaces_api.h. The tables are filled in spaces_tables.cpp.
 #include "backend/spaces_api.h"
 
-#include "backend/backend_call_internal.h"
+#include "backend/backend_call.h"
 #include "backend/hub_tables.h"
 #include "backend/identity.h"
 #include "backend/json_scan.h"

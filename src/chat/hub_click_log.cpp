@@ -2,33 +2,16 @@
 // interface and the chat channel.
 #include "chat/hub_click_log.h"
 
-#include "base/text.h"
+#include "chat/local_time.h"
 #include "core/debug_log.h"
 
 #include <cstdarg>
 #include <cstdio>
-#include <ctime>
-#include <mutex>
-
-namespace {
-
-// The C library's conversion to local time answers in one static record on every system, so this
-// module's callers take turns; the copy is all that leaves the lock.
-std::tm local_time_now() {
-    static std::mutex mutex;
-    const std::lock_guard lock(mutex);
-    const std::time_t now = std::time(nullptr);
-    const std::tm* local = std::localtime(&now); // NOLINT(concurrency-mt-unsafe): under the lock
-    return local != nullptr ? *local : std::tm{};
-}
-
-} // namespace
 
 void append_hub_click_log(const char* format, ...) {
     if (std::FILE* file = std::fopen("hub_click_debug.log", "a")) {
-        const std::tm local = local_time_now();
-        char stamp[32] = "";
-        std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local);
+        char stamp[32];
+        format_local_time(stamp, "%Y-%m-%d %H:%M:%S");
         std::fprintf(file, "[%s] ", stamp);
         va_list arguments;
         va_start(arguments, format);

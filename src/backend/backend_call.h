@@ -1,5 +1,5 @@
 // One request to the backend as a row of a table, and the one function that carries it out. For the
-// authentication and the spaces API. Main thread.
+// authentication, the spaces API and the chat. Main thread.
 #pragma once
 
 #include <algorithm>
@@ -29,13 +29,16 @@ struct BackendCall {
     std::uint32_t success[2]; ///< statuses; 0: none
     const char* unreachable;  ///< what the user reads when nobody answered
     const char* refused;      ///< the same for any other status without an "error" of its own
+    /// Whether the status alone tells why a call failed: an answer without one counts as none, and
+    /// its "error" is not read.
+    bool status_alone_counts = false;
 };
 
 // The buffers that all calls share.
 constexpr std::size_t k_address_size_max = 1024;
-constexpr std::size_t k_body_size_max = 1024;
+constexpr std::size_t k_body_size_max = 2048;
 constexpr std::size_t k_escaped_size_max = 512;
-constexpr std::size_t k_answer_size_max = 32768;
+constexpr std::size_t k_answer_size_max = 65536;
 
 /// Whether no size of these calls exceeds the shared buffers; where a call is written down, it is
 /// asserted.
