@@ -1,5 +1,6 @@
-// The local service from entry to exit: options, data, voice, REST, and an orderly end on Ctrl-C or
-// SIGTERM.
+// The local service from entry to exit: options, data, voice, REST, chat, and an orderly end on
+// Ctrl-C or SIGTERM.
+#include "service/chat/chat_server.h"
 #include "service/demo/demo_data.h"
 #include "service/rest/rest_server.h"
 #include "service/service_options.h"
@@ -113,11 +114,24 @@ int serve(const ServiceOptions& options) {
             rest, {host, options.rest_port, {}, options.verbose ? log_line : nullptr}, error)) {
         return fail(error);
     }
+    ChatServer chat_server;
+    ChatServerOptions chat_options;
+    chat_options.host = host;
+    chat_options.port = options.chat_port;
+    chat_options.log = options.verbose ? log_line : nullptr;
+    chat_options.now = rest_options.now;
+    chat_options.report = rest_options.report;
+    if (!chat_server.start(data.database(), chat_options, error)) {
+        return fail(error);
+    }
+    rest.set_chat_listener([&](const ChatEvent& event) { chat_server.announce(event); });
 
     std::printf("voice: listening on %s:%u\n", options.host.c_str(),
                 unsigned{voice.address().port});
     std::printf("rest: listening on http://%s:%u\n", options.host.c_str(),
                 unsigned{rest_server.port()});
+    std::printf("chat: listening on ws://%s:%u\n", options.host.c_str(),
+                unsigned{chat_server.port()});
     if (options.demo) {
         for (const DemoLogin& login : demo_logins()) {
             std::printf("demo: %s with the password %s\n", login.email.c_str(),
@@ -127,6 +141,7 @@ int serve(const ServiceOptions& options) {
     std::fflush(stdout);
 
     signals.run_until_one();
+    chat_server.stop();
     rest_server.stop();
     voice.stop();
     return 0;

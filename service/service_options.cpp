@@ -17,6 +17,7 @@ struct Values {
     GCharSlot data_folder;
     int voice_port = 0;
     int rest_port = 0;
+    int chat_port = 0;
     int session_hours = 0;
     gboolean demo = FALSE;
     gboolean verbose = FALSE;
@@ -28,13 +29,15 @@ using ContextPtr = std::unique_ptr<GOptionContext, void (*)(GOptionContext*)>;
 
 // Fills `values` when it parses, which must live until then.
 ContextPtr make_context(Values& values) {
-    const std::array<GOptionEntry, 10> entries{{
+    const std::array<GOptionEntry, 11> entries{{
         {"host", 0, 0, G_OPTION_ARG_STRING, values.host.address(),
          "Address to listen on (127.0.0.1)", "ADDRESS"},
         {"voice-port", 0, 0, G_OPTION_ARG_INT, &values.voice_port,
          "UDP port for voice (3602); 0 takes a free one", "PORT"},
         {"rest-port", 0, 0, G_OPTION_ARG_INT, &values.rest_port,
          "TCP port for the REST calls (3600); 0 takes a free one", "PORT"},
+        {"chat-port", 0, 0, G_OPTION_ARG_INT, &values.chat_port,
+         "TCP port for the chat channel (3603); 0 takes a free one", "PORT"},
         {"data", 0, 0, G_OPTION_ARG_FILENAME, values.data_folder.address(),
          "Folder for all that is kept (velmo-service in the user's data folder)", "DIR"},
         {"demo", 0, 0, G_OPTION_ARG_NONE, &values.demo,
@@ -64,6 +67,7 @@ bool parse_service_options(int argc, const char* const* argv, ServiceOptions& op
     Values values;
     values.voice_port = options.voice_port;
     values.rest_port = options.rest_port;
+    values.chat_port = options.chat_port;
     values.session_hours = options.session_hours;
     const ContextPtr context = make_context(values);
 
@@ -81,7 +85,7 @@ bool parse_service_options(int argc, const char* const* argv, ServiceOptions& op
         error = std::string("Unexpected argument ") + arguments[1];
         return false;
     }
-    for (const int port : {values.voice_port, values.rest_port}) {
+    for (const int port : {values.voice_port, values.rest_port, values.chat_port}) {
         if (port < 0 || port > 65535) {
             error = "A port is a number from 0 to 65535, not " + std::to_string(port);
             return false;
@@ -104,6 +108,7 @@ bool parse_service_options(int argc, const char* const* argv, ServiceOptions& op
     }
     options.voice_port = static_cast<std::uint16_t>(values.voice_port);
     options.rest_port = static_cast<std::uint16_t>(values.rest_port);
+    options.chat_port = static_cast<std::uint16_t>(values.chat_port);
     options.session_hours = values.session_hours;
     options.demo = values.demo != FALSE;
     options.verbose = values.verbose != FALSE;

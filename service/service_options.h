@@ -8,6 +8,7 @@ struct ServiceOptions {
     std::string host = "127.0.0.1";
     std::uint16_t voice_port = 3602;
     std::uint16_t rest_port = 3600;
+    std::uint16_t chat_port = 3603;
     std::string data_folder; ///< empty: the one of the user's application data
     bool demo = false;
     int session_hours = 30 * 24;

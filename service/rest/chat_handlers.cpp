@@ -1,7 +1,7 @@
 // Answers about chats. Called through the table of routes.
-#include "service/rest/chat_answers.h"
 #include "service/rest/rest_handlers.h"
 #include "service/rest/space_answers.h"
+#include "service/shared/chat_texts.h"
 #include "service/store/members.h"
 #include "service/store/rooms.h"
 #include "service/store/store_limits.h"
@@ -68,16 +68,14 @@ std::optional<RestAnswer> handle_room_message(RestCall& call) {
         return call.refusal;
     }
     const std::string text = clean_message(*given);
-    if (text.empty()) {
-        return error_answer(400, "El mensaje está vacío");
-    }
-    if (text.size() > k_max_message_bytes) {
-        return error_answer(400, "El mensaje es demasiado largo");
+    if (const char* const fault = message_fault(text)) {
+        return error_answer(400, fault);
     }
     const std::optional<Message> message = add_message(
         call.database(), *scope, {call.account.id, call.account.username, text}, call.now());
     if (!message) {
         return failure_answer();
     }
+    call.event = MessageStored{*scope, *message};
     return json_answer(201, message_text(*message));
 }

@@ -1,7 +1,7 @@
 // See service/rest/identity_text.h.
 #include "service/rest/identity_text.h"
 
-#include "service/rest/rest_json.h"
+#include "service/shared/flat_json.h"
 
 #include <nlohmann/json.hpp>
 

@@ -4,9 +4,10 @@
 #include "service/rest/google_requests.h"
 #include "service/rest/image_cache.h"
 #include "service/rest/password_pool.h"
-#include "service/rest/rest_json.h"
 #include "service/rest/rest_message.h"
 #include "service/rest/wrong_passwords.h"
+#include "service/shared/chat_event.h"
+#include "service/shared/flat_json.h"
 #include "service/store/accounts.h"
 #include "service/store/wall_time.h"
 
@@ -47,6 +48,7 @@ struct RestContext {
     WrongPasswords wrong_passwords;
     GoogleRequests google_requests;
     ImageCache images;
+    ChatListener chat_listener; ///< told of what calls have changed
 };
 
 /// Takes the answer, once.
@@ -67,9 +69,11 @@ struct RestCall {
     RestContext& context;
     const RestRequest& request;
     std::vector<std::string> ids{}; ///< of the path, in its order
-    RestFields fields{};            ///< of the body, or the query when the route has none
+    FlatFields fields{};            ///< of the body, or the query when the route has none
     std::string token{}; ///< the session's, and its account: where the route asks for one
     Account account{};
+    /// Set by a handler that has changed something others follow. Told once it is kept.
+    std::optional<ChatEvent> event{};
     std::optional<RestAnswer> refusal{}; ///< set by the readers below, with what is wrong
     /// Set by a handler that answers later. Started once that has returned, unless the database has
     /// failed: nothing is begun on what could not be read.

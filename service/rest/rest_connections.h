@@ -3,8 +3,8 @@
 #pragma once
 
 #include "service/rest/rest_farewells.h"
-#include "service/rest/rest_glib.h"
 #include "service/rest/rest_server.h"
+#include "service/shared/glib_sources.h"
 
 #include <libsoup/soup.h>
 

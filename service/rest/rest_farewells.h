@@ -4,9 +4,9 @@
 // libsoup answers only a request that it has read to its end, so these are taken from it.
 #pragma once
 
-#include "service/rest/rest_glib.h"
 #include "service/rest/rest_limits.h"
 #include "service/rest/rest_message.h"
+#include "service/shared/glib_sources.h"
 
 #include <list>
 

@@ -12,14 +12,11 @@ constexpr std::size_t k_max_target_bytes = 2048; ///< path and query
 constexpr std::size_t k_max_header_bytes = 16 * 1024;
 constexpr std::size_t k_max_body_bytes = 64 * 1024;
 constexpr std::size_t k_max_space_body_bytes = 8 * 1024 * 1024; ///< a new space, with its picture
-constexpr std::size_t k_max_fields = 32;                        ///< of a JSON body or a form
 
 // --- What a client can read of an answer ---------------------------------------------------------
 
 constexpr std::size_t k_max_spaces_answer_bytes = 16'000;
 constexpr std::size_t k_max_members_answer_bytes = 32'000;
-/// A page of messages goes over the chat channel too, within a frame that names its chat.
-constexpr std::size_t k_max_history_answer_bytes = 60'000;
 
 // --- Connections ---------------------------------------------------------------------------------
 

@@ -46,10 +46,10 @@ std::optional<RestAnswer> refuse_type(const Route& route, const RestRequest& req
 // Fills the call's fields. Sets its refusal when they cannot be read.
 void read_fields(RestCall& call, const Route& route) {
     if (route.input == RouteInput::query) {
-        call.fields = RestFields::parse_form(call.request.query);
+        call.fields = FlatFields::parse_form(call.request.query);
     } else if (route.input == RouteInput::form) {
-        call.fields = RestFields::parse_form(call.request.body);
-    } else if (std::optional<RestFields> fields = RestFields::parse_json(call.request.body)) {
+        call.fields = FlatFields::parse_form(call.request.body);
+    } else if (std::optional<FlatFields> fields = FlatFields::parse_json(call.request.body)) {
         call.fields = std::move(*fields);
     } else {
         call.refusal = error_answer(400, "La petición no es un objeto JSON sencillo y válido");
@@ -74,15 +74,24 @@ void read_session(RestCall& call) {
     call.account = std::move(*account);
 }
 
-// What the handler answers. All that it wrote is kept then; where it refuses, nothing.
+// What the handler answers. All that it wrote is kept then, and those who follow it are told; where
+// it refuses, nothing.
 std::optional<RestAnswer> answer_of(const Route& route, RestCall& call) {
     if (route.input == RouteInput::query) {
         return route.handler(call);
     }
     Transaction transaction(call.database());
     std::optional<RestAnswer> answer = route.handler(call);
-    const bool is_refused = answer && answer->status >= 400;
-    return is_refused || transaction.commit() ? answer : failure_answer();
+    if (answer && answer->status >= 400) {
+        return answer;
+    }
+    if (!transaction.commit()) {
+        return failure_answer();
+    }
+    if (call.event && call.context.chat_listener) {
+        call.context.chat_listener(*call.event);
+    }
+    return answer;
 }
 
 } // namespace

@@ -36,6 +36,10 @@ class RestService {
         m_context.options.own_address = std::move(address);
     }
 
+    /// `listener` is told of every message and every change of rooms, within handle(), once it is
+    /// kept. Its own failures of the database it takes itself.
+    void set_chat_listener(ChatListener listener) { m_context.chat_listener = std::move(listener); }
+
     RestContext& context() { return m_context; }
 
   private:

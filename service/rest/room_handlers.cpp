@@ -2,6 +2,7 @@
 #include "service/client_json.h"
 #include "service/rest/rest_handlers.h"
 #include "service/rest/space_answers.h"
+#include "service/shared/chat_texts.h"
 #include "service/store/rooms.h"
 #include "service/store/store_limits.h"
 #include "service/store/text_rules.h"
@@ -9,14 +10,6 @@
 #include <nlohmann/json.hpp>
 
 namespace {
-
-std::string room_text(const Room& room) {
-    AnswerJson json;
-    json["id"] = room.id;
-    json["name"] = room.name;
-    json["createdByUserId"] = room.created_by;
-    return compact_text(json);
-}
 
 // The space of the path, for its owner only.
 std::optional<Space> find_space_as_owner(RestCall& call) {
@@ -72,6 +65,7 @@ std::optional<RestAnswer> handle_create_room(RestCall& call) {
     if (!room) {
         return failure_answer();
     }
+    call.event = RoomCreated{*room};
     return json_answer(201, room_text(*room));
 }
 
@@ -97,5 +91,6 @@ std::optional<RestAnswer> handle_delete_room(RestCall& call) {
     if (!delete_room(call.database(), room->id)) {
         return failure_answer();
     }
+    call.event = RoomDeleted{*room};
     return json_answer(200, compact_text({{"id", room->id}}));
 }

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/udp_socket.h"
-#include "service/voice/rate_limit.h"
+#include "service/shared/rate_limit.h"
 #include "service/voice/voice_limits.h"
 #include "service/voice/voice_messages.h"
 #include "service/voice/voice_mixer.h"

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/udp_socket.h"
-#include "service/voice/rate_limit.h"
+#include "service/shared/rate_limit.h"
 #include "service/voice/sequence_window.h"
 #include "service/voice/talker_queue.h"
 #include "service/voice/voice_limits.h"

@@ -4,6 +4,7 @@
 // its general room, $I for an invitation and $Q for a sign-in under way.
 #include "service/demo/demo_data.h"
 #include "service/rest/rest_service.h"
+#include "service/shared/chat_texts.h"
 #include "service/store/database.h"
 #include "service/store/invitations.h"
 #include "service/store/rooms.h"

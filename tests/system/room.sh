@@ -124,7 +124,7 @@ run_first() {
 # start_service [PORT]: sets service_pid and port.
 start_service() {
   rm -f "$case_dir/service.log" # of a service that has ended
-  run_first "$service_program" --voice-port "${1:-0}" --rest-port 0 --data "$case_dir/data" \
+  run_first "$service_program" --voice-port "${1:-0}" --rest-port 0 --chat-port 0 --data "$case_dir/data" \
     >"$case_dir/service.log" 2>&1 </dev/null &
   service_pid=$!
   until_true 10 grep -qs '^voice: listening on' "$case_dir/service.log" ||

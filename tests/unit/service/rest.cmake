@@ -9,9 +9,9 @@ velmo_test(velmo_service_store_test
 velmo_test(velmo_service_rest_test
   SOURCES rest_auth_test.cpp rest_chats_test.cpp rest_control_bytes_test.cpp rest_google_test.cpp
           rest_hostile_test.cpp rest_invitations_test.cpp rest_log_test.cpp
-          rest_passwords_test.cpp rest_rooms_test.cpp rest_scan_test.cpp
-          rest_small_parts_test.cpp rest_spaces_test.cpp
-  LINKS velmo_service_rest velmo_service_demo velmo_json_scan)
+          rest_passwords_test.cpp rest_rooms_test.cpp rest_small_parts_test.cpp
+          rest_spaces_test.cpp
+  LINKS velmo_service_rest velmo_service_demo)
 
 velmo_test(velmo_service_rest_server_test
   SOURCES rest_server_test.cpp rest_server_limits_test.cpp
@@ -20,7 +20,8 @@ velmo_test(velmo_service_rest_server_test
 # The program, as the client's own calls reach and read it.
 velmo_test(velmo_service_backend_test
   SOURCES rest_backend_test.cpp ../backend/fake_browser.cpp
-  LINKS velmo_backend velmo_platform_web velmo_platform_browser_address velmo_test_rest_client)
+  LINKS velmo_chat velmo_backend velmo_platform_web velmo_platform_browser_address
+        velmo_platform_desktop velmo_fake_web_socket velmo_test_rest_client)
 target_compile_definitions(velmo_service_backend_test PRIVATE
   VELMO_SERVICE_PROGRAM="$<TARGET_FILE:velmo-service>")
 add_dependencies(velmo_service_backend_test velmo-service)

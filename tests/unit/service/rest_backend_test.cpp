@@ -8,6 +8,8 @@
 #include "backend/spaces_api.h"
 #include "base/clock.h"
 #include "base/text.h"
+#include "chat/history_payload.h"
+#include "chat/scope_chat.h"
 #include "support/empty_hub_tables.h"
 #include "support/rest_client.h"
 #include "unit/backend/fake_browser.h"
@@ -264,6 +266,123 @@ TEST_F(RestBackend, RoomsAreMadeAndDeletedByTheirOwner) {
     sign_up("eva@example.org");
     EXPECT_FALSE(backend_load_rooms(space.id, m_error));
     EXPECT_STREQ(m_error, "No perteneces a ese espacio");
+}
+
+// --- Chats ---------------------------------------------------------------------------------------
+
+/// Without a chat channel, which nobody waits for here.
+class RestBackendChat : public RestBackend {
+  protected:
+    RestBackendChat() {
+        clock_set_source(&k_clock);
+        Chat_SetHistoryApplier([](const char* payload, bool, bool, const char*) {
+            g_page = read_history_page(payload);
+            return true;
+        });
+    }
+    ~RestBackendChat() override {
+        Chat_SetHistoryApplier(nullptr);
+        clock_set_source(nullptr);
+        g_page = {};
+    }
+
+    /// The first room of a new space of whoever is signed in.
+    std::string make_room() {
+        const HubSpace space = make_space("Uno");
+        EXPECT_TRUE(backend_load_rooms(space.id, m_error)) << m_error;
+        copy_text(g_selected_space_id, ""); // a sender restarts the channel of a selected space
+        return g_hub_rooms[0].id;
+    }
+    void say(const std::string& room, const std::string& text) {
+        EXPECT_TRUE(backend_send_scope_chat_message("room", room.c_str(), text.c_str(), m_error))
+            << m_error;
+    }
+    bool load(const std::string& room, const char* before = nullptr) {
+        return backend_load_scope_chat_page("room", room.c_str(), nullptr, before, false, false,
+                                            m_error);
+    }
+
+    static HistoryPage g_page;
+
+  private:
+    static constexpr ClockSource k_clock{[] { return std::uint32_t{0}; }, [](std::uint32_t) {}};
+};
+HistoryPage RestBackendChat::g_page;
+
+// The client looks for the sender, the text and the time from where the last text ended, each by
+// itself, and takes what stands there up to the next quote.
+TEST_F(RestBackendChat, EachMessageHasItsOwnSenderAndTime) {
+    const Person eva = sign_up("eva@example.org");
+    const Person ana = sign_up("ana@example.org");
+    const HubSpace space = make_space("Uno");
+    ASSERT_TRUE(backend_load_rooms(space.id, m_error)) << m_error;
+    const std::string room = g_hub_rooms[0].id;
+    be(eva);
+    ASSERT_TRUE(backend_join_space_by_code(space.inviteCode, m_error)) << m_error;
+    copy_text(g_selected_space_id, "");
+    be(ana);
+    say(room, "uno");
+    be(eva);
+    say(room, R"("senderDisplayName":"x","text":"y","createdAt":"z")");
+    be(ana);
+    say(room, "tres");
+
+    ASSERT_TRUE(load(room)) << m_error;
+    std::string read;
+    for (const HistoryMessage& message : g_page.messages) {
+        read += std::string(message.sender_display_name) + " " + message.text + "|";
+        EXPECT_EQ(std::string(message.created_at).size(), 24U) << message.created_at;
+    }
+    EXPECT_EQ(read, "ana uno|eva \\|ana tres|");
+    EXPECT_FALSE(g_page.has_more);
+    EXPECT_STREQ(g_page.next_before, "");
+
+    ASSERT_TRUE(backend_load_scope_chat("space", space.id, nullptr, m_error)) << m_error;
+    EXPECT_TRUE(g_page.messages.empty()) << "a space's chat is not its rooms'";
+}
+
+TEST_F(RestBackendChat, OlderPagesFollowFromTheirCursors) {
+    sign_up("ana@example.org");
+    const std::string room = make_room();
+    for (int i = 1; i <= 130; ++i) {
+        say(room, std::to_string(i) + R"( "hasMore":false,"nextBefore":"x")");
+    }
+    ASSERT_TRUE(load(room)) << m_error;
+    ASSERT_EQ(g_page.messages.size(), 100U);
+    EXPECT_STREQ(g_page.messages.front().text, "31 \\");
+    EXPECT_STREQ(g_page.messages.back().text, "130 \\");
+    EXPECT_TRUE(g_page.has_more);
+    const std::string cursor = g_page.next_before;
+    ASSERT_FALSE(cursor.empty());
+    ASSERT_TRUE(load(room, cursor.c_str())) << m_error;
+    ASSERT_EQ(g_page.messages.size(), 30U);
+    EXPECT_STREQ(g_page.messages.front().text, "1 \\");
+    EXPECT_STREQ(g_page.messages.back().text, "30 \\");
+    EXPECT_FALSE(g_page.has_more);
+    EXPECT_STREQ(g_page.next_before, "");
+}
+
+TEST_F(RestBackendChat, StrangerReadsAndWritesNothing) {
+    sign_up("ana@example.org");
+    const std::string room = make_room();
+    sign_up("eva@example.org");
+    EXPECT_FALSE(load(room));
+    EXPECT_STREQ(m_error, "No perteneces a ese espacio");
+    EXPECT_FALSE(backend_send_scope_chat_message("room", room.c_str(), "x", m_error));
+    EXPECT_STREQ(m_error, "No se pudo enviar por socket ni por fallback HTTP (HTTP 403)");
+}
+
+TEST_F(RestBackendChat, LongMessageArrivesAsFarAsItsLastWholeCharacter) {
+    sign_up("ana@example.org");
+    const std::string room = make_room();
+    std::string text;
+    for (int i = 0; i < 600; ++i) {
+        text += "€";
+    }
+    say(room, text);
+    ASSERT_TRUE(load(room)) << m_error;
+    ASSERT_EQ(g_page.messages.size(), 1U);
+    EXPECT_EQ(g_page.messages[0].text, text.substr(0, 511)) << "cut again when it is read";
 }
 
 // --- Google --------------------------------------------------------------------------------------

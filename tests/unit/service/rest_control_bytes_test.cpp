@@ -58,7 +58,7 @@ TEST_F(RestControlBytes, InAPasswordAreRefusedWithItsSentence) {
 
 TEST_F(RestControlBytes, AreReadAsTheyCame) {
     for (char byte = 0; byte < 0x20; ++byte) {
-        const auto fields = RestFields::parse_json(std::string(R"({"k":"a)") + byte + R"(b"})");
+        const auto fields = FlatFields::parse_json(std::string(R"({"k":"a)") + byte + R"(b"})");
         ASSERT_TRUE(fields) << escape_of(byte);
         const std::string* const text = fields->find("k");
         ASSERT_NE(text, nullptr);

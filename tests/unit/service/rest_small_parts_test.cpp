@@ -1,8 +1,8 @@
 // Parts of the REST half by themselves, and what happens when its database fails.
 #include "unit/service/rest_fixture.h"
 
-#include "service/rest/chat_answers.h"
 #include "service/rest/space_answers.h"
+#include "service/shared/chat_texts.h"
 
 namespace {
 

@@ -3,20 +3,16 @@
 
 #include "service/rest/rest_server.h"
 #include "service/store/database.h"
+#include "unit/service/loop_thread.h"
 
 #include <gtest/gtest.h>
 #include <sodium.h>
 
-#include <glib-unix.h>
-
 #include <cstdint>
-#include <future>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include <arpa/inet.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -32,69 +28,42 @@ struct ServerSetup {
 /// A server with a database in memory on a thread of its own.
 class RunningServer {
   public:
-    explicit RunningServer(const ServerSetup& setup = {}) {
-        EXPECT_GE(sodium_init(), 0);
-        std::promise<std::uint16_t> started;
-        std::future<std::uint16_t> port = started.get_future();
-        m_thread = std::thread([this, setup, &started] { run(setup, started); });
-        m_port = port.get();
+    explicit RunningServer(const ServerSetup& setup = {}) : m_thread([&] { return begin(setup); }) {
         EXPECT_NE(m_port, 0);
     }
     RunningServer(const RunningServer&) = delete;
     RunningServer& operator=(const RunningServer&) = delete;
-    ~RunningServer() {
-        stop();
-        close(m_end);
-    }
 
     std::uint16_t port() const { return m_port; }
-    void stop() {
-        if (m_thread.joinable()) {
-            eventfd_write(m_end, 1);
-            m_thread.join();
-        }
-    }
+    void stop() { m_thread.stop(); }
 
   private:
-    void run(const ServerSetup& setup, std::promise<std::uint16_t>& started) {
-        GMainContext* const context = g_main_context_new();
-        g_main_context_push_thread_default(context);
-        bool is_ending = false;
-        GSource* const end = g_unix_fd_source_new(m_end, G_IO_IN);
-        const GUnixFDSourceFunc end_it = [](gint, GIOCondition, gpointer ending) -> gboolean {
-            *static_cast<bool*>(ending) = true;
-            return G_SOURCE_REMOVE;
-        };
-        g_source_set_callback(end, G_SOURCE_FUNC(end_it), &is_ending, nullptr);
-        g_source_attach(end, context);
-        g_source_unref(end);
-        {
-            std::string error;
-            const auto database = Database::open(":memory:", error);
-            RestOptions options;
-            options.password_cost = setup.cost;
-            options.demo = setup.demo;
-            options.password_threads = 1;
-            RestService service(*database, options);
-            RestServer server;
-            const bool is_started =
-                service.start() &&
-                server.start(service, {"127.0.0.1", 0, setup.limits, nullptr}, error);
-            EXPECT_TRUE(is_started) << error;
-            started.set_value(server.port());
-            while (!is_ending) {
-                g_main_context_iteration(context, TRUE);
-            }
-            server.stop();
-        }
-        g_main_context_pop_thread_default(context);
-        g_main_context_unref(context);
+    struct Server {
+        std::unique_ptr<Database> database;
+        std::unique_ptr<RestService> service;
+        RestServer server;
+    };
+
+    std::shared_ptr<void> begin(const ServerSetup& setup) {
+        EXPECT_GE(sodium_init(), 0);
+        const auto all = std::make_shared<Server>();
+        std::string error;
+        all->database = Database::open(":memory:", error);
+        RestOptions options;
+        options.password_cost = setup.cost;
+        options.demo = setup.demo;
+        options.password_threads = 1;
+        all->service = std::make_unique<RestService>(*all->database, options);
+        const bool is_started =
+            all->service->start() &&
+            all->server.start(*all->service, {"127.0.0.1", 0, setup.limits, nullptr}, error);
+        EXPECT_TRUE(is_started) << error;
+        m_port = all->server.port();
+        return all;
     }
 
     std::uint16_t m_port = 0;
-    // The thread's only way to hear of its end: what GLib locks, the sanitizers cannot see.
-    const int m_end = eventfd(0, EFD_CLOEXEC);
-    std::thread m_thread;
+    LoopThread m_thread;
 };
 
 /// A connection on which a test says what it likes.

@@ -22,7 +22,8 @@ inline std::vector<std::string> on_free_ports(std::vector<std::string> more = {}
     std::replace(name.begin(), name.end(), '/', '-'); // of a test with parameters
     const std::string folder = (std::filesystem::current_path() / name).string();
     std::filesystem::remove_all(folder);
-    std::vector<std::string> arguments{"--voice-port=0", "--rest-port=0", "--data=" + folder};
+    std::vector<std::string> arguments{"--voice-port=0", "--rest-port=0", "--data=" + folder,
+                                       "--chat-port=0"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
 }
@@ -85,6 +86,8 @@ class Program {
     std::uint16_t listening_port() { return port_after("voice: listening on 127.0.0.1:"); }
     /// The port of the line "rest: listening on http://ADDRESS:PORT", the second.
     std::uint16_t rest_port() { return port_after("rest: listening on http://127.0.0.1:"); }
+    /// The port of the line "chat: listening on ws://ADDRESS:PORT", the third.
+    std::uint16_t chat_port() { return port_after("chat: listening on ws://127.0.0.1:"); }
     /// Waits for the end and returns the exit status, 128 and the signal when killed.
     int status() {
         int result = 0;

@@ -30,7 +30,8 @@ TEST(ServiceProgram, SystemWithoutAThreadToGiveIsAClearMessageAndStatus1) {
     // A thread's stack is as large as the limit says, and no memory holds this one.
     Program program({"/bin/sh", "-c",
                      std::string("ulimit -s 100000000000 || exit 77; exec ") +
-                         VELMO_SERVICE_PROGRAM + " --voice-port 0 --rest-port 0 --data data"});
+                         VELMO_SERVICE_PROGRAM +
+                         " --voice-port 0 --rest-port 0 --chat-port 0 --data data"});
     const int status = program.status();
     const std::string output = program.all_output();
     if (status == 77 || output.find("ThreadSanitizer") != std::string::npos) {
@@ -70,6 +71,7 @@ TEST_P(ServiceEnd, SignalTellsTheClientsAndEndsWith0) {
     const std::uint16_t port = program.listening_port();
     ASSERT_NE(port, 0);
     EXPECT_NE(program.rest_port(), 0);
+    EXPECT_NE(program.chat_port(), 0);
     ScriptedClient client(loopback(port));
     ASSERT_TRUE(client.connect());
     EXPECT_EQ(program.end_with(GetParam()), 0);
@@ -82,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(Signals, ServiceEnd, ::testing::Values(SIGINT, SIGTERM)
 TEST(ServiceProgram, TakenPortIsAClearMessageAndStatus1) {
     Program first(on_free_ports());
     const std::string port = std::to_string(first.listening_port());
-    Program second({"--voice-port", port, "--rest-port=0", "--data=other"});
+    Program second({"--voice-port", port, "--rest-port=0", "--chat-port=0", "--data=other"});
     EXPECT_EQ(second.status(), 1);
     EXPECT_EQ(second.all_output(),
               "velmo-service: cannot listen on 127.0.0.1:" + port +
@@ -99,8 +101,8 @@ TEST(ServiceProgram, HelpNamesEveryOption) {
     Program program({"--help"});
     EXPECT_EQ(program.status(), 0);
     const std::string help = program.all_output();
-    for (const char* option : {"--host", "--voice-port", "--rest-port", "--data", "--demo",
-                               "--session-hours", "--verbose", "--version", "--help"}) {
+    for (const char* option : {"--host", "--voice-port", "--rest-port", "--chat-port", "--data",
+                               "--demo", "--session-hours", "--verbose", "--version", "--help"}) {
         EXPECT_NE(help.find(option), std::string::npos) << option;
     }
 }
@@ -115,6 +117,7 @@ TEST(ServiceProgram, VerboseTellsWhoComesAndGoes) {
     Program program(on_free_ports({"--verbose"}));
     ScriptedClient client(loopback(program.listening_port()));
     const std::uint16_t rest_port = program.rest_port();
+    program.chat_port();
     ASSERT_TRUE(client.connect());
     EXPECT_TRUE(program.line().ends_with(" connected"));
     client.send_text(VoicePacketType::join_room, R"({"roomId":"lobby","username":"Ana"})");
@@ -181,6 +184,7 @@ TEST(ServiceProgram, DemoAccountsArePrintedAndTheSameAfterASecondStart) {
         Program program(arguments);
         program.listening_port();
         RestClient client(program.rest_port());
+        program.chat_port();
         const std::string line = program.line();
         EXPECT_EQ(line, "demo: ana@velmo.example with the password Velmo-Ana-2024");
         const std::string token =
@@ -252,7 +256,7 @@ TEST(ServiceProgram, TakenRestPortIsAClearMessageAndStatus1) {
     Program first(on_free_ports());
     first.listening_port();
     const std::string port = std::to_string(first.rest_port());
-    Program second({"--voice-port=0", "--rest-port", port, "--data=other"});
+    Program second({"--voice-port=0", "--rest-port", port, "--chat-port=0", "--data=other"});
     EXPECT_EQ(second.status(), 1);
     EXPECT_NE(second.all_output().find("cannot listen on 127.0.0.1:" + port + " (TCP)"),
               std::string::npos);
@@ -290,6 +294,7 @@ TEST(ServiceOptions, DefaultsAreLoopbackAndTheUsualPorts) {
     EXPECT_EQ(options.host, "127.0.0.1");
     EXPECT_EQ(options.voice_port, 3602);
     EXPECT_EQ(options.rest_port, 3600);
+    EXPECT_EQ(options.chat_port, 3603);
     EXPECT_EQ(options.session_hours, 30 * 24);
     EXPECT_FALSE(options.demo || options.verbose || options.show_help || options.show_version);
     EXPECT_TRUE(data_folder_of(options).ends_with("/velmo-service"));
@@ -299,9 +304,10 @@ TEST(ServiceOptions, AreReadInBothForms) {
     ServiceOptions options;
     std::string error;
     ASSERT_TRUE(parse({"--host", "0.0.0.0", "--voice-port=65535", "--verbose", "--rest-port", "0",
-                       "--data=/tmp/x y", "--demo", "--session-hours", "2"},
+                       "--chat-port=1", "--data=/tmp/x y", "--demo", "--session-hours", "2"},
                       options, error));
     EXPECT_EQ(options.rest_port, 0);
+    EXPECT_EQ(options.chat_port, 1);
     EXPECT_EQ(data_folder_of(options), "/tmp/x y");
     EXPECT_TRUE(options.demo);
     EXPECT_EQ(options.session_hours, 2);
@@ -321,6 +327,8 @@ TEST(ServiceOptions, WhatIsNotKnownOrNoPortIsRefused) {
              {"stray"},
              {"--rest-port", "65536"},
              {"--rest-port", "-1"},
+             {"--chat-port", "65536"},
+             {"--chat-port", "x"},
              {"--session-hours", "0"},
              {"--session-hours", "x"},
              {"--session-hours", "999999999"},

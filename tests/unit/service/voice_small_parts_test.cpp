@@ -1,5 +1,5 @@
 // The small pure parts of the voice service: sequence window, rate limit, tick pacer.
-#include "service/voice/rate_limit.h"
+#include "service/shared/rate_limit.h"
 #include "service/voice/sequence_window.h"
 #include "service/voice/tick_pacer.h"
 

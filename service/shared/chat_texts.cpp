@@ -1,8 +1,7 @@
-// See service/rest/chat_answers.h.
-#include "service/rest/chat_answers.h"
+// See service/shared/chat_texts.h.
+#include "service/shared/chat_texts.h"
 
-#include "service/rest/rest_json.h"
-#include "service/rest/rest_limits.h"
+#include "service/shared/flat_json.h"
 #include "service/store/store_limits.h"
 
 #include <nlohmann/json.hpp>
@@ -17,6 +16,13 @@ constexpr char k_cursor_mark = 'm';
 constexpr std::size_t k_frame_bytes = 128; // a page without its messages
 
 } // namespace
+
+const char* message_fault(std::string_view text) {
+    if (text.empty()) {
+        return "El mensaje está vacío";
+    }
+    return text.size() > k_max_message_bytes ? "El mensaje es demasiado largo" : nullptr;
+}
 
 std::string message_text(const Message& message) {
     AnswerJson json;
@@ -49,6 +55,14 @@ std::string history_text(Database& database, const ChatScope& scope, HistoryRequ
         page += *text;
     }
     return page + "]}";
+}
+
+std::string room_text(const Room& room) {
+    AnswerJson json;
+    json["id"] = room.id;
+    json["name"] = room.name;
+    json["createdByUserId"] = room.created_by;
+    return compact_text(json);
 }
 
 std::string cursor_text(std::int64_t number) {

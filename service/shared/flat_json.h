@@ -1,4 +1,5 @@
-// Reading the flat JSON objects of requests and writing those of answers. Called by the handlers.
+// Reading the flat JSON objects that clients send and writing those that they get. Used by the REST
+// and the chat half.
 //
 // Clients look for the bytes "key":" in an answer: it is compact, in UTF-8 as it is, and in the
 // order in which it is written here.
@@ -6,27 +7,35 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 
+/// Of a JSON body or a form.
+constexpr std::size_t k_max_fields = 32;
+
 /// An answer's object, which keeps the order of its keys.
 using AnswerJson = nlohmann::ordered_json;
 
-/// The body of a request: an object of plain values. Only its texts are kept.
-class RestFields {
+/// What a client sends: an object of plain values. Only its texts and whole numbers are kept.
+class FlatFields {
   public:
     /// Empty for anything but such an object: lists and objects within, bytes that are not UTF-8,
     /// a key given twice, too many keys. A character that the client's buffer cut at the end of a
     /// text is dropped; control bytes within a text are a part of it, escaped or not.
-    static std::optional<RestFields> parse_json(std::string_view body);
+    static std::optional<FlatFields> parse_json(std::string_view body);
 
     /// What an HTML form or a query says; no failure. The first value of a name counts.
-    static RestFields parse_form(std::string_view text);
+    static FlatFields parse_form(std::string_view text);
 
     /// The value of `key` when it is a text; null otherwise.
     const std::string* find(std::string_view key) const;
+
+    /// The value of `key` when it is a whole number of 64 bits.
+    std::optional<std::int64_t> find_number(std::string_view key) const;
 
     /// True when there is `key` with a value that is not a text.
     bool is_other(std::string_view key) const;
@@ -34,6 +43,7 @@ class RestFields {
   private:
     friend class FieldsReader;
     std::map<std::string, std::optional<std::string>, std::less<>> m_fields; // none: no text
+    std::map<std::string, std::int64_t, std::less<>> m_numbers;              // of those
 };
 
 /// One line without blanks; bytes that are not UTF-8 are replaced.

@@ -1,5 +1,5 @@
-// Owners of sockets and sources, and the loop's times and sources, for the connections of the REST
-// server. Used by service/rest's sockets.
+// Owners of sockets and sources, and the loop's times and sources. Used by the sockets of the REST
+// and the chat half.
 #pragma once
 
 #include "base/gobject_owner.h"

@@ -1,13 +1,13 @@
-// See service/rest/rest_json.h.
-#include "service/rest/rest_json.h"
+// See service/shared/flat_json.h.
+#include "service/shared/flat_json.h"
 
 #include "base/glib_owner.h"
 #include "service/client_json.h"
-#include "service/rest/rest_limits.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 using Json = nlohmann::json;
@@ -15,12 +15,16 @@ using Json = nlohmann::json;
 // Takes a text's tokens as they come, so that a deep or broad one costs no more than its bytes.
 class FieldsReader : public nlohmann::json_sax<Json> {
   public:
-    explicit FieldsReader(RestFields& fields) : m_fields(fields) {}
+    explicit FieldsReader(FlatFields& fields) : m_fields(fields) {}
 
     bool null() override { return store(std::nullopt); }
     bool boolean(bool) override { return store(std::nullopt); }
-    bool number_integer(number_integer_t) override { return store(std::nullopt); }
-    bool number_unsigned(number_unsigned_t) override { return store(std::nullopt); }
+    bool number_integer(number_integer_t value) override { return store_number(value); }
+    bool number_unsigned(number_unsigned_t value) override {
+        constexpr auto k_largest = std::numeric_limits<std::int64_t>::max();
+        return value <= k_largest ? store_number(static_cast<std::int64_t>(value))
+                                  : store(std::nullopt);
+    }
     bool number_float(number_float_t, const string_t&) override { return store(std::nullopt); }
     bool string(string_t& value) override { return store(std::move(value)); }
     bool binary(binary_t&) override { return false; }
@@ -41,7 +45,11 @@ class FieldsReader : public nlohmann::json_sax<Json> {
         return m_is_inside && m_fields.m_fields.emplace(m_key, std::move(value)).second;
     }
 
-    RestFields& m_fields;
+    bool store_number(std::int64_t value) {
+        return store(std::nullopt) && m_fields.m_numbers.emplace(m_key, value).second;
+    }
+
+    FlatFields& m_fields;
     std::string m_key;
     bool m_is_inside = false;
 };
@@ -59,8 +67,8 @@ std::string unescaped(std::string text) {
 
 } // namespace
 
-std::optional<RestFields> RestFields::parse_json(std::string_view body) {
-    RestFields fields;
+std::optional<FlatFields> FlatFields::parse_json(std::string_view body) {
+    FlatFields fields;
     FieldsReader reader(fields);
     if (!Json::sax_parse(with_escaped_controls(without_cut_characters(body)), &reader)) {
         return std::nullopt;
@@ -68,8 +76,8 @@ std::optional<RestFields> RestFields::parse_json(std::string_view body) {
     return fields;
 }
 
-RestFields RestFields::parse_form(std::string_view text) {
-    RestFields fields;
+FlatFields FlatFields::parse_form(std::string_view text) {
+    FlatFields fields;
     while (!text.empty() && fields.m_fields.size() < k_max_fields) {
         const std::string_view pair = text.substr(0, text.find('&'));
         text.remove_prefix(std::min(pair.size() + 1, text.size()));
@@ -82,12 +90,17 @@ RestFields RestFields::parse_form(std::string_view text) {
     return fields;
 }
 
-const std::string* RestFields::find(std::string_view key) const {
+const std::string* FlatFields::find(std::string_view key) const {
     const auto found = m_fields.find(key);
     return found != m_fields.end() && found->second ? &*found->second : nullptr;
 }
 
-bool RestFields::is_other(std::string_view key) const {
+std::optional<std::int64_t> FlatFields::find_number(std::string_view key) const {
+    const auto found = m_numbers.find(key);
+    return found != m_numbers.end() ? std::optional(found->second) : std::nullopt;
+}
+
+bool FlatFields::is_other(std::string_view key) const {
     const auto found = m_fields.find(key);
     return found != m_fields.end() && !found->second;
 }
