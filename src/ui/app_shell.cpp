@@ -5,6 +5,7 @@
 #include "storage/session_restore.h"
 #include "ui/display_text.h"
 #include "ui/localisation.h"
+#include "ui/room/room_internal.h"
 #include "ui/ui_internal.h"
 
 namespace {
@@ -14,6 +15,7 @@ constexpr int k_default_height = 650;
 constexpr int k_title_spacing = 8;
 constexpr std::int32_t k_title_icon_size = 20;
 constexpr guint k_layout_interval_ms = 250;
+constexpr guint k_meter_interval_ms = 50;
 
 void prefer_dark_theme() {
     g_object_set(gtk_settings_get_default(), "gtk-application-prefer-dark-theme", TRUE, nullptr);
@@ -75,5 +77,6 @@ void on_activate(GtkApplication* application, gpointer) {
     focus_visible_page();
     update_login_layout_for_width(gtk_widget_get_width(g_window));
     g_timeout_add(k_layout_interval_ms, update_login_layout_tick, nullptr);
+    g_timeout_add(k_meter_interval_ms, update_audio_meter, nullptr);
     gtk_window_present(GTK_WINDOW(g_window));
 }

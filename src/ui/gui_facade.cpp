@@ -2,10 +2,12 @@
 #include "ui/gui_facade.h"
 
 #include "base/text.h"
+#include "chat/chat_connection.h"
 #include "chat/hub_click_log.h"
 #include "ui/alert.h"
 #include "ui/display_text.h"
 #include "ui/glib_poster.h"
+#include "ui/hub/hub_rooms_internal.h"
 #include "ui/ui_internal.h"
 
 #include <cstdio>
@@ -66,6 +68,7 @@ int GUI_Init(int argc, char** argv) {
     g_signal_connect(g_app.get(), "handle-local-options", G_CALLBACK(refuse_arguments), nullptr);
     glib_poster_start();
     const int status = g_application_run(G_APPLICATION(g_app.get()), argc, argv);
+    chat_ws_stop();
     glib_poster_stop();
     return status;
 }
@@ -123,6 +126,9 @@ void GUI_UpdateConnectionState(int state) {
     }
     default:
         break;
+    }
+    if (state == k_disconnected && g_is_connected && !g_joining_room_transition) {
+        leave_lost_voice_room();
     }
 }
 

@@ -1,4 +1,5 @@
 // The login page, and its layout for narrow windows. Called by the shell.
+#include "ui/hub/hub_chat_internal.h"
 #include "ui/localisation.h"
 #include "ui/sign_in_form.h"
 #include "ui/ui_internal.h"
@@ -152,6 +153,7 @@ void update_login_layout_for_width(std::int32_t width) {
 gboolean update_login_layout_tick(gpointer) {
     if (g_window != nullptr) {
         update_login_layout_for_width(gtk_widget_get_width(g_window));
+        update_hub_chat_input_height(gtk_widget_get_height(g_window));
     }
     return G_SOURCE_CONTINUE;
 }

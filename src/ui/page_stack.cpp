@@ -3,7 +3,9 @@
 #include "base/text.h"
 #include "ui/display_text.h"
 #include "ui/hub/hub_internal.h"
+#include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
+#include "ui/room/room_internal.h"
 #include "ui/ui_internal.h"
 
 #include <algorithm>
@@ -18,11 +20,6 @@ constexpr const char* k_register_name = "register";
 constexpr const char* k_hub_name = "hub";
 constexpr const char* k_rooms_name = "rooms";
 constexpr const char* k_main_name = "main";
-
-// A page under its name, before its contents are written.
-GtkWidget* create_empty_page() {
-    return gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
-}
 
 void add_page(GtkWidget*& slot, GtkWidget* page, const char* name) {
     keep(slot, page);
@@ -67,7 +64,7 @@ void create_main_stack() {
     add_page(g_login_page, create_login_page(), k_login_name);
     add_page(g_register_page, create_register_page(), k_register_name);
     add_page(g_hub_page, create_hub_page(), k_hub_name);
-    add_page(g_rooms_page, create_empty_page(), k_rooms_name);
+    add_page(g_rooms_page, create_rooms_page(), k_rooms_name);
     add_page(g_main_page, create_main_page(), k_main_name);
 }
 
@@ -84,6 +81,10 @@ void focus_visible_page() {
                            g_register_confirm_password_entry});
     } else if (page == g_hub_page) {
         focus_spaces_list();
+    } else if (page == g_rooms_page) {
+        focus_room_list();
+    } else if (page == g_main_page) {
+        gtk_widget_grab_focus(g_chat_entry);
     }
 }
 
@@ -138,5 +139,9 @@ void switch_to_main_page() {
     GUI_SetStatusText(status);
     if (g_channel_name_label != nullptr) {
         gtk_label_set_text(GTK_LABEL(g_channel_name_label), display_text(g_current_room).c_str());
+    }
+    if (g_is_connected && g_peers_list != nullptr &&
+        gtk_widget_get_first_child(g_peers_list) == nullptr) {
+        add_local_user_to_peers();
     }
 }

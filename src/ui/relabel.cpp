@@ -2,7 +2,9 @@
 // changes.
 #include "backend/hub_tables.h"
 #include "base/text.h"
+#include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
+#include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
 #include "ui/ui_internal.h"
@@ -32,8 +34,13 @@ void set_password_placeholder(GtkWidget* entry, const char* text) {
     g_object_set(entry, "placeholder-text", text, nullptr);
 }
 
-void set_tooltip(GtkWidget* widget, const char* text) {
-    gtk_widget_set_tooltip_text(widget, text);
+// With their number, if any.
+void set_pending_invites(GtkWidget*, const char*) {
+    update_hub_pending_invites_button();
+}
+
+void set_stream_status(GtkWidget*, const char*) {
+    update_hub_stream_status_label();
 }
 
 void set_tab_label(GtkWidget* tab, const char* text) {
@@ -107,9 +114,9 @@ const Relabelling k_relabellings[] = {
     {g_empty_spaces_label, set_label, "hub_empty_spaces"},
     {g_hub_display_name_label, set_label, "hub_display_name_label"},
     {g_hub_display_name_entry, set_placeholder, "hub_display_name_placeholder"},
-    {g_hub_add_space_action_btn, set_tooltip, "hub_create_or_join_btn"},
-    {g_hub_invite_space_code_btn, set_tooltip, "hub_invite_space_code_btn"},
-    {g_hub_pending_invites_btn, set_tooltip, "hub_pending_invites_tooltip"},
+    {g_hub_add_space_action_btn, set_tooltip_and_name, "hub_create_or_join_btn"},
+    {g_hub_invite_space_code_btn, set_tooltip_and_name, "hub_invite_space_code_btn"},
+    {g_hub_pending_invites_btn, set_pending_invites, "hub_pending_invites_tooltip"},
     {g_server_entry, set_placeholder, "hub_space_name_placeholder"},
     {g_add_server_btn, set_button_label, "hub_create_space_btn"},
     {g_invite_code_entry, set_placeholder, "hub_invite_code_placeholder"},
@@ -122,9 +129,12 @@ const Relabelling k_relabellings[] = {
 
     {g_hub_chat_title_label, set_label, "hub_chat_default_title", has_no_chat_scope},
     {g_hub_space_users_title_label, set_label, "hub_space_users_title"},
-    {g_hub_chat_input_view, set_tooltip, "hub_chat_input_placeholder"},
+    {g_hub_chat_input_view, set_tooltip_and_name, "hub_chat_input_placeholder"},
+    {g_hub_chat_loading_label, set_label, "hub_chat_loading_history"},
+    {g_hub_chat_empty_label, set_label, "hub_chat_empty"},
     {g_hub_chat_send_btn, set_button_label, "hub_chat_send_btn"},
     {g_hub_stream_back_btn, set_button_label, "hub_stream_back_chat_btn"},
+    {g_hub_stream_status_label, set_stream_status, "hub_stream_status_idle"},
 
     {g_rooms_title_label, set_label, "rooms_title"},
     {g_rooms_subtitle_label, set_label, "rooms_subtitle"},
@@ -159,8 +169,8 @@ const Relabelling k_relabellings[] = {
     {g_settings_account_desc_label, set_label, "account_desc"},
     {g_logout_btn, set_button_label, "logout_btn"},
 
-    {g_hub_user_edit_btn, set_tooltip, "hub_user_save_name", is_editing_name},
-    {g_hub_user_edit_btn, set_tooltip, "hub_user_edit_name", is_not_editing_name},
+    {g_hub_user_edit_btn, set_tooltip_and_name, "hub_user_save_name", is_editing_name},
+    {g_hub_user_edit_btn, set_tooltip_and_name, "hub_user_edit_name", is_not_editing_name},
 };
 
 } // namespace
@@ -171,4 +181,5 @@ void apply_language_to_ui() {
             row.set(row.widget, tr(row.key));
         }
     }
+    relabel_room_view();
 }

@@ -32,6 +32,12 @@ inline void set_margins(GtkWidget* widget, int margin) {
     gtk_widget_set_margin_bottom(widget, margin);
 }
 
+/// The tooltip of a widget that shows no text, which is its name for a screen reader too.
+inline void set_tooltip_and_name(GtkWidget* widget, const char* text) {
+    gtk_widget_set_tooltip_text(widget, text);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, text, -1);
+}
+
 // Shell (app_shell.cpp, page_stack.cpp).
 extern GObjectPtr<GtkApplication> g_app;
 extern GtkWidget* g_window;
@@ -162,7 +168,7 @@ void focus_spaces_list();
 gboolean restore_main_window_focus_idle(gpointer data);
 gboolean restore_main_window_focus_retry(gpointer remaining_tries);
 
-// Room view (room/room_view.cpp).
+// Room view (room/).
 extern GtkWidget* g_user_label;
 extern GtkWidget* g_status_label;
 extern GtkWidget* g_channel_name_label;

@@ -5,6 +5,7 @@
 #include "backend/identity.h"
 #include "base/text.h"
 #include "support/empty_hub_tables.h"
+#include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/localisation.h"
 
@@ -97,6 +98,9 @@ TEST_F(HubPage, UserColumnNamesTheHubAndTheUser) {
         GtkWidget* const user = gtk_widget_get_parent(g_hub_user_name_label);
         EXPECT_EQ(gtk_orientable_get_orientation(GTK_ORIENTABLE(user)), GTK_ORIENTATION_HORIZONTAL);
         EXPECT_EQ(gtk_box_get_spacing(GTK_BOX(user)), 6);
+        EXPECT_EQ(children_of(user),
+                  (std::vector<GtkWidget*>{g_hub_user_name_label, g_hub_user_name_entry,
+                                           g_hub_user_edit_btn, g_hub_pending_invites_btn}));
     });
 }
 
@@ -110,7 +114,12 @@ TEST_F(HubPage, SpacesColumnHoldsTitleListAndEmptyBox) {
         EXPECT_EQ(gtk_widget_get_next_sibling(column_of(g_hub_title_label)), column);
         const std::vector<GtkWidget*> parts = children_of(column);
         ASSERT_EQ(parts.size(), 3U);
-        EXPECT_EQ(label_texts(parts[0]), std::vector<std::string>{tr("hub_spaces_available")});
+        EXPECT_EQ(label_texts(parts[0]),
+                  (std::vector<std::string>{tr("hub_spaces_available"), "+"}));
+        EXPECT_EQ(children_of(parts[0]),
+                  (std::vector<GtkWidget*>{g_hub_spaces_title_label, g_hub_add_space_action_btn,
+                                           g_hub_invite_space_code_btn}));
+        EXPECT_EQ(gtk_widget_get_next_sibling(column), column_of(g_hub_chat_list));
         EXPECT_TRUE(gtk_widget_has_css_class(children_of(parts[0]).at(0), "settings-option-title"));
         EXPECT_TRUE(gtk_widget_is_ancestor(g_servers_list, parts[1]));
         EXPECT_TRUE(GTK_IS_SCROLLED_WINDOW(parts[1]));

@@ -3,7 +3,9 @@
 
 #include "backend/hub_tables.h"
 #include "base/text.h"
+#include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
+#include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
 
@@ -116,6 +118,7 @@ const Expected k_expected[] = {
     {g_hub_chat_input_view, k_tooltip, "hub_chat_input_placeholder"},
     {g_hub_chat_send_btn, k_button, "hub_chat_send_btn"},
     {g_hub_stream_back_btn, k_button, "hub_stream_back_chat_btn"},
+    {g_hub_stream_status_label, k_label, "hub_stream_status_idle"},
     {g_rooms_title_label, k_label, "rooms_title"},
     {g_rooms_subtitle_label, k_label, "rooms_subtitle"},
     {g_room_name_entry, k_entry, "rooms_new_placeholder"},

@@ -1,190 +1,189 @@
-// The lines of the room's chat.
-#include "ui_harness.h"
+// The room view as a whole: what it is made of, the keyboard's way through it, its texts, its room.
+#include "room_fixture.h"
 
-#include <gtest/gtest.h>
-
-#include <cctype>
+#include "base/text.h"
+#include "ui/localisation.h"
+#include "ui/room/room_internal.h"
 
 namespace {
 
-class RoomChat : public testing::Test {
-  protected:
-    void SetUp() override {
-        gtk_init();
-        m_buffer = create_room_chat_buffer();
-        keep(g_chat_buffer, m_buffer.get());
-    }
-    void TearDown() override {
-        m_buffer.reset();
-        EXPECT_EQ(g_chat_buffer, nullptr);
-    }
+class RoomView : public RoomTest {};
 
-    static std::string text() {
-        GtkTextIter start;
-        GtkTextIter end;
-        gtk_text_buffer_get_bounds(g_chat_buffer, &start, &end);
-        const GCharPtr contents(gtk_text_buffer_get_text(g_chat_buffer, &start, &end, FALSE));
-        return contents.get();
-    }
-
-    /// With every digit as '#': the time is whatever it is.
-    static std::string without_digits(std::string contents) {
-        for (char& character : contents) {
-            if (std::isdigit(static_cast<unsigned char>(character)) != 0) {
-                character = '#';
-            }
-        }
-        return contents;
-    }
-
-    /// The text that carries a tag.
-    static std::string tagged(const char* name) {
-        GtkTextTag* const tag =
-            gtk_text_tag_table_lookup(gtk_text_buffer_get_tag_table(g_chat_buffer), name);
-        if (tag == nullptr) {
-            return "no such tag";
-        }
-        std::string result;
-        GtkTextIter iter;
-        gtk_text_buffer_get_start_iter(g_chat_buffer, &iter);
-        while (!gtk_text_iter_is_end(&iter)) {
-            if (gtk_text_iter_has_tag(&iter, tag)) {
-                char character[6];
-                const int length = g_unichar_to_utf8(gtk_text_iter_get_char(&iter), character);
-                result.append(character, static_cast<std::size_t>(length));
-            }
-            gtk_text_iter_forward_char(&iter);
-        }
-        return result;
-    }
-
-    GObjectPtr<GtkTextBuffer> m_buffer;
-};
-
-TEST_F(RoomChat, AMessageIsOneLineOfTimeSenderAndText) {
-    GUI_AddChatMessage("Ana", "¡Hola!");
-    EXPECT_EQ(without_digits(text()), "[##:##] Ana: ¡Hola!\n");
-    EXPECT_EQ(without_digits(tagged("time")), "[##:##] ");
-    EXPECT_EQ(tagged("username"), "Ana: ");
-    EXPECT_EQ(tagged("white_text"), "¡Hola!");
+GtkWidget* only_child(GtkWidget* widget) {
+    const std::vector<GtkWidget*> children = children_of(widget);
+    EXPECT_EQ(children.size(), 1U);
+    return children.empty() ? nullptr : children[0];
 }
 
-TEST_F(RoomChat, TheTimeIsTheLocalOne) {
-    const auto local_time = [] {
-        GDateTime* const now = g_date_time_new_now_local();
-        const GCharPtr formatted(g_date_time_format(now, "[%H:%M] "));
-        g_date_time_unref(now);
-        return std::string(formatted.get());
-    };
-    const std::string before = local_time();
-    GUI_AddSystemMessage("x");
-    const std::string after = local_time();
-    const std::string shown = tagged("time");
-    EXPECT_TRUE(shown == before || shown == after) << shown;
+bool is_vertical(GtkWidget* box) {
+    return gtk_orientable_get_orientation(GTK_ORIENTABLE(box)) == GTK_ORIENTATION_VERTICAL;
 }
 
-TEST_F(RoomChat, ASystemLineIsTimeAndText) {
-    GUI_AddSystemMessage("Te has unido al canal");
-    EXPECT_EQ(without_digits(text()), "[##:##] Te has unido al canal\n");
-    EXPECT_EQ(tagged("system"), "Te has unido al canal");
-    EXPECT_EQ(tagged("white_text"), "no such tag");
-}
-
-TEST_F(RoomChat, LinesFollowEachOther) {
-    GUI_AddSystemMessage("uno");
-    GUI_AddChatMessage("Ana", "dos");
-    GUI_AddChatMessage("Luis", "tres");
-    EXPECT_EQ(without_digits(text()), "[##:##] uno\n[##:##] Ana: dos\n[##:##] Luis: tres\n");
-}
-
-TEST_F(RoomChat, ALongSenderIsCutAt79BytesAndStaysValid) {
-    GUI_AddChatMessage(std::string(100, 'n').c_str(), "x");
-    EXPECT_EQ(tagged("username"), std::string(79, 'n'));
-    GUI_ClearChat();
-    GUI_AddChatMessage((std::string(78, 'n') + "ñ").c_str(), "x");
-    EXPECT_EQ(tagged("username"), std::string(78, 'n'));
-}
-
-TEST_F(RoomChat, BytesThatAreNoTextDoNotEndTheProgram) {
-    GUI_AddChatMessage(nullptr, nullptr);
-    GUI_AddChatMessage("\xFF", "\xC3(");
-    GUI_AddSystemMessage("\xF0\x9F");
-    EXPECT_EQ(tagged("username"), ": \uFFFD: ");
-    EXPECT_EQ(tagged("white_text"), "\uFFFD(");
-    EXPECT_EQ(tagged("system"), "");
-}
-
-TEST_F(RoomChat, ClearingEmptiesIt) {
-    GUI_AddChatMessage("Ana", "x");
-    GUI_ClearChat();
-    EXPECT_EQ(text(), "");
-    GUI_AddSystemMessage("y");
-    EXPECT_EQ(tagged("system"), "y");
-}
-
-TEST_F(RoomChat, TagsLookAsDesigned) {
-    GUI_AddChatMessage("a", "b");
-    struct Expected {
-        const char* name;
-        const char* foreground;
-        int weight;
-        PangoStyle style;
-        double scale;
-    };
-    constexpr Expected k_expected[] = {
-        {"username", "#5865f2", 700, PANGO_STYLE_NORMAL, 1.0},
-        {"system", "#949ba4", 400, PANGO_STYLE_ITALIC, 1.0},
-        {"time", "#6d6f78", 400, PANGO_STYLE_NORMAL, 0.85},
-        {"white_text", "#ffffff", 400, PANGO_STYLE_NORMAL, 1.0},
-    };
-    for (const Expected& expected : k_expected) {
-        GtkTextTag* const tag =
-            gtk_text_tag_table_lookup(gtk_text_buffer_get_tag_table(g_chat_buffer), expected.name);
-        ASSERT_NE(tag, nullptr) << expected.name;
-        GdkRGBA* colour = nullptr;
-        int weight = 0;
-        PangoStyle style = PANGO_STYLE_OBLIQUE;
-        double scale = 0.0;
-        g_object_get(tag, "foreground-rgba", &colour, "weight", &weight, "style", &style, "scale",
-                     &scale, nullptr);
-        GdkRGBA expected_colour;
-        gdk_rgba_parse(&expected_colour, expected.foreground);
-        EXPECT_TRUE(gdk_rgba_equal(colour, &expected_colour)) << expected.name;
-        gdk_rgba_free(colour);
-        EXPECT_EQ(weight, expected.weight) << expected.name;
-        EXPECT_EQ(style, expected.style) << expected.name;
-        EXPECT_DOUBLE_EQ(scale, expected.scale) << expected.name;
-    }
-}
-
-TEST_F(RoomChat, AMessageScrollsTheViewButASystemLineDoesNot) {
+TEST_F(RoomView, HoldsHeaderParticipantsAndChat) {
     run_interface([] {
-        GtkWidget* const view = gtk_text_view_new_with_buffer(g_chat_buffer);
-        GtkWidget* const scrolled = gtk_scrolled_window_new();
-        gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), view);
-        gtk_widget_set_size_request(scrolled, 200, 100);
-        gtk_box_append(GTK_BOX(g_rooms_page), scrolled);
-        switch_to_rooms_page();
-        keep(g_chat_view, view);
-        GtkAdjustment* const position =
-            gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scrolled));
-        const auto is_laid_out = [position] {
-            return gtk_adjustment_get_page_size(position) >= 100.0 &&
-                   gtk_adjustment_get_upper(position) > 1000.0;
-        };
-        for (int i = 0; i < 100; ++i) {
-            GUI_AddSystemMessage("x");
-        }
-        wait_until([] { return gtk_window_is_maximized(GTK_WINDOW(g_window)) != FALSE; });
-        wait_until(is_laid_out);
-        EXPECT_EQ(gtk_adjustment_get_value(position), 0.0);
-        GUI_AddChatMessage("Ana", "x");
-        wait_until([position] {
-            return gtk_adjustment_get_value(position) + gtk_adjustment_get_page_size(position) >=
-                   gtk_adjustment_get_upper(position) - 1.0;
-        });
+        EXPECT_TRUE(is_vertical(g_channel_tab));
+        const std::vector<GtkWidget*> parts = children_of(g_channel_tab);
+        ASSERT_EQ(parts.size(), 3U);
+
+        EXPECT_TRUE(has_class(parts[0], "channel-header"));
+        EXPECT_FALSE(is_vertical(parts[0]));
+        const std::vector<GtkWidget*> header = children_of(parts[0]);
+        ASSERT_EQ(header.size(), 2U);
+        EXPECT_STREQ(gtk_image_get_icon_name(GTK_IMAGE(header[0])), "audio-volume-high-symbolic");
+        EXPECT_EQ(header[1], g_channel_name_label);
+        EXPECT_TRUE(has_class(g_channel_name_label, "channel-name"));
+        EXPECT_EQ(label_of(g_channel_name_label), "General");
+
+        EXPECT_TRUE(has_class(parts[1], "peers-panel"));
+        EXPECT_EQ(gtk_widget_get_first_child(parts[1]), g_peers_header_label);
+        EXPECT_TRUE(has_class(g_peers_header_label, "section-header"));
+        EXPECT_EQ(label_of(g_peers_header_label), "Participantes");
+        EXPECT_TRUE(gtk_widget_is_ancestor(g_peers_list, parts[1]));
+        EXPECT_TRUE(has_class(g_peers_list, "peer-list"));
+        EXPECT_EQ(gtk_list_box_get_selection_mode(GTK_LIST_BOX(g_peers_list)), GTK_SELECTION_NONE);
+        EXPECT_EQ(gtk_widget_get_first_child(g_peers_list), nullptr);
+
+        EXPECT_TRUE(has_class(parts[2], "chat-panel"));
+        GtkWidget* const container = only_child(parts[2]);
+        EXPECT_TRUE(has_class(container, "chat-container"));
+        const std::vector<GtkWidget*> chat = children_of(container);
+        ASSERT_EQ(chat.size(), 2U);
+        EXPECT_TRUE(gtk_widget_is_ancestor(g_chat_view, chat[0]));
+        EXPECT_TRUE(has_class(chat[1], "chat-input-container"));
+        EXPECT_FALSE(is_vertical(chat[1]));
+        const std::vector<GtkWidget*> input = children_of(chat[1]);
+        ASSERT_EQ(input.size(), 2U);
+        EXPECT_EQ(input[0], g_chat_entry);
+        EXPECT_TRUE(has_class(g_chat_entry, "chat-input"));
+        EXPECT_STREQ(gtk_entry_get_placeholder_text(GTK_ENTRY(g_chat_entry)),
+                     "Escribe un mensaje...");
+        EXPECT_STREQ(gtk_button_get_icon_name(GTK_BUTTON(input[1])), "mail-send-symbolic");
+        EXPECT_TRUE(has_class(input[1], "chat-send-btn"));
     });
-    EXPECT_EQ(g_chat_view, nullptr);
+    for (GtkWidget* widget : {g_channel_name_label, g_peers_header_label, g_peers_list, g_chat_view,
+                              g_chat_entry, g_mute_btn, g_deafen_btn, g_back_to_hub_btn}) {
+        EXPECT_EQ(widget, nullptr);
+    }
+}
+
+TEST_F(RoomView, TheChatIsToBeReadOnly) {
+    run_interface([] {
+        GtkTextView* const view = GTK_TEXT_VIEW(g_chat_view);
+        EXPECT_TRUE(has_class(g_chat_view, "chat-messages"));
+        EXPECT_FALSE(gtk_text_view_get_editable(view));
+        EXPECT_FALSE(gtk_text_view_get_cursor_visible(view));
+        EXPECT_EQ(gtk_text_view_get_wrap_mode(view), GTK_WRAP_WORD_CHAR);
+        EXPECT_EQ(gtk_text_view_get_buffer(view), g_chat_buffer);
+        for (const char* tag : {"username", "system", "time"}) {
+            EXPECT_NE(gtk_text_tag_table_lookup(gtk_text_buffer_get_tag_table(g_chat_buffer), tag),
+                      nullptr)
+                << tag;
+        }
+    });
+}
+
+void expect_label(GtkWidget* widget, const char* label) {
+    const GCharPtr difference(gtk_test_accessible_check_property(
+        GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, label));
+    EXPECT_EQ(difference, nullptr) << difference.get();
+}
+
+TEST_F(RoomView, TakesTheTextsOfTheNewLanguage) {
+    run_interface([] {
+        GtkWidget* const send = gtk_widget_get_next_sibling(g_chat_entry);
+        for (const std::int32_t language : {k_language_english, k_language_spanish}) {
+            g_language = language;
+            apply_language_to_ui();
+            const bool english = language == k_language_english;
+            EXPECT_EQ(label_of(g_peers_header_label), english ? "Participants" : "Participantes");
+            EXPECT_STREQ(gtk_entry_get_placeholder_text(GTK_ENTRY(g_chat_entry)),
+                         english ? "Write a message..." : "Escribe un mensaje...");
+            expect_label(g_chat_entry, english ? "Write a message..." : "Escribe un mensaje...");
+            EXPECT_STREQ(gtk_widget_get_tooltip_text(send), english ? "Send" : "Enviar");
+            expect_label(send, english ? "Send" : "Enviar");
+        }
+    });
+}
+
+/// The one of these that has the keyboard, or holds what has it.
+std::string focused_name() {
+    const std::pair<const char*, GtkWidget*> stations[] = {
+        {"list", g_peers_list},     {"chat", g_chat_view},
+        {"entry", g_chat_entry},    {"send", gtk_widget_get_next_sibling(g_chat_entry)},
+        {"mute", g_mute_btn},       {"deafen", g_deafen_btn},
+        {"back", g_back_to_hub_btn}};
+    GtkWidget* const focus = gtk_window_get_focus(GTK_WINDOW(g_window));
+    for (const auto& [name, widget] : stations) {
+        if (focus != nullptr && (focus == widget || gtk_widget_is_ancestor(focus, widget))) {
+            return name;
+        }
+    }
+    return "elsewhere";
+}
+
+TEST_F(RoomView, BeginsInTheEntryAndTheTabKeyReachesEverything) {
+    run_interface([] {
+        show_peers({peer("luis")});
+        switch_to_main_page();
+        wait_until([] { return gtk_widget_get_height(g_chat_view) > 0; });
+        EXPECT_EQ(focused_name(), "entry");
+        Texts way;
+        for (int i = 0; i < 5; ++i) {
+            gtk_widget_child_focus(g_window, GTK_DIR_TAB_FORWARD);
+            way.push_back(focused_name());
+        }
+        EXPECT_EQ(way, (Texts{"send", "mute", "deafen", "back", "elsewhere"})); // the title bar
+        gtk_widget_grab_focus(g_chat_entry);
+        way.clear();
+        for (int i = 0; i < 3; ++i) {
+            gtk_widget_child_focus(g_window, GTK_DIR_TAB_BACKWARD);
+            way.push_back(focused_name());
+        }
+        EXPECT_EQ(way, (Texts{"chat", "list", "list"})); // the button in the row, and the row
+    });
+}
+
+TEST_F(RoomView, ShowsARoomFullOfPeopleAndLongNamesWithoutWideningTheWindow) {
+    run_styled_interface([] {
+        std::vector<Peer> peers;
+        for (int i = 0; i < k_max_peers; ++i) {
+            peers.push_back(peer((std::to_string(i) + std::string(60, 'W')).c_str()));
+        }
+        copy_text(g_current_room, std::string(63, 'W'));
+        switch_to_main_page();
+        GUI_SetStatusText(std::string(120, 'W').c_str());
+        gtk_label_set_text(GTK_LABEL(g_user_label), std::string(63, 'W').c_str());
+        show_peers(peers);
+        GUI_AddChatMessage(std::string(79, 'W').c_str(), std::string(2046, 'W').c_str());
+        wait_until([] { return gtk_window_is_maximized(GTK_WINDOW(g_window)) != FALSE; });
+        wait_until([] { return gtk_widget_get_height(peer_rows()[0].row) > 0; });
+
+        // The participants scroll, and leave the chat as much.
+        GtkAdjustment* const people = gtk_list_box_get_adjustment(GTK_LIST_BOX(g_peers_list));
+        EXPECT_LE(gtk_adjustment_get_page_size(people), 210.0);
+        EXPECT_GE(gtk_adjustment_get_upper(people), 33.0 * 40.0);
+        EXPECT_GE(gtk_widget_get_height(gtk_widget_get_parent(g_chat_view)), 200);
+
+        int least_width = 0;
+        int least_height = 0;
+        gtk_widget_measure(g_main_page, GTK_ORIENTATION_HORIZONTAL, -1, &least_width, nullptr,
+                           nullptr, nullptr);
+        gtk_widget_measure(g_main_page, GTK_ORIENTATION_VERTICAL, 500, &least_height, nullptr,
+                           nullptr, nullptr);
+        EXPECT_LE(least_width, 500);
+        EXPECT_LE(least_height, 350);
+    });
+}
+
+TEST_F(RoomView, AllRowsAreOfOneHeight) {
+    run_styled_interface([] {
+        switch_to_main_page();
+        show_peers({peer("luis"), peer("marta")});
+        wait_until([] { return gtk_widget_get_height(peer_rows()[2].row) > 0; });
+        const std::vector<PeerRow> rows = peer_rows();
+        EXPECT_EQ(gtk_widget_get_height(rows[0].row), gtk_widget_get_height(rows[1].row));
+        EXPECT_EQ(gtk_widget_get_height(rows[1].row), gtk_widget_get_height(rows[2].row));
+    });
 }
 
 } // namespace

@@ -94,7 +94,46 @@ bool backend_auth_restore_session(const char*, const SignInTexts&) {
     return false;
 }
 
+// What else the hub asks of the backend, which takes no part here.
 void Backend_SetSpacesLoadedCallback(TableLoadedCallback) {}
+void Backend_SetRoomsLoadedCallback(TableLoadedCallback) {}
+void Backend_SetMembersLoadedCallback(TableLoadedCallback) {}
+
+bool backend_create_space(const char*, const char*, const char*, std::span<char>) {
+    return false;
+}
+
+bool backend_join_space_by_code(const char*, std::span<char>) {
+    return false;
+}
+
+bool backend_create_space_invitation(const char*, const char*, std::span<char>) {
+    return false;
+}
+
+bool backend_accept_space_invitation(const char*, std::span<char>) {
+    return false;
+}
+
+bool backend_decline_space_invitation(const char*, std::span<char>) {
+    return false;
+}
+
+bool backend_load_space_members(const char*, std::span<char>) {
+    return false;
+}
+
+bool backend_load_rooms(const char*, std::span<char>) {
+    return false;
+}
+
+bool backend_create_room(const char*, const char*, std::span<char>) {
+    return false;
+}
+
+bool backend_delete_room(const char*, const char*, const char*, std::span<char>) {
+    return false;
+}
 
 bool backend_load_spaces(std::span<char>) {
     note("spaces");

@@ -5,7 +5,11 @@
 // of them stand for controls that no page builds yet.
 #pragma once
 
+#include "backend/hub_tables.h"
 #include "ui/ui_internal.h"
+
+#include <cstdint>
+#include <span>
 
 // The page and its tabs.
 extern GtkWidget* g_hub_notebook;
@@ -40,32 +44,88 @@ extern GtkWidget* g_accept_invite_btn;
 extern GtkWidget* g_decline_invite_btn;
 extern GtkWidget* g_connect_server_btn;
 
-// Chat and members columns.
-extern GtkWidget* g_hub_chat_title_label;
+// Members column.
 extern GtkWidget* g_hub_space_users_title_label;
-extern GtkWidget* g_hub_chat_input_view;
-extern GtkWidget* g_hub_chat_send_btn;
-extern GtkWidget* g_hub_stream_back_btn;
 
-// Rooms page.
-extern GtkWidget* g_rooms_title_label;
-extern GtkWidget* g_rooms_subtitle_label;
-extern GtkWidget* g_room_name_entry;
-extern GtkWidget* g_create_room_btn;
-extern GtkWidget* g_back_to_servers_btn;
-extern GtkWidget* g_enter_room_btn;
-
+// Page and columns (hub_page.cpp).
 GtkWidget* create_hub_page();
 GtkWidget* create_hub_servers_tab();
 
-/// Builds the list of spaces anew from the table of the backend.
+/// Scrolls a narrow window's columns so far that the chat is to be seen.
+void reveal_hub_chat_column();
+
+// The list (spaces_list.cpp).
+extern bool
+    g_refreshing_hub_list; ///< the list is being rebuilt: what is selected is not the user's choice
+
+/// Builds the list of spaces, their rooms and who is present anew. The keyboard and the reader's
+/// place stay.
 void refresh_hub_server_list();
 
 /// Shows the box that says so exactly when there are no spaces.
 void update_hub_empty_state();
 
-/// Shows who is signed in.
+// What can be done with a space (space_actions.cpp).
+
+/// Makes the buttons that exist fit the selected space and the pending invitations.
+void update_hub_space_actions();
+
+/// Shows how many invitations wait, in the current language.
+void update_hub_pending_invites_button();
+
+/// The space that is selected, or at an index, or of an identifier; null or -1 for none.
+HubSpace* selected_hub_space();
+HubSpace* hub_space_at(std::int32_t space_index);
+std::int32_t hub_space_index_of_id(const char* id);
+
+/// Whether the user has not answered yet, also where there is no way to.
+bool is_pending_invitation(const HubSpace& space);
+
+/// Whether the user may change the rooms of the space; false for an index out of range.
+bool user_is_admin_of_space_index(std::int32_t space_index);
+
+/// Whether the room of the rooms table is the one that cannot be deleted; false for an index out of
+/// range.
+bool is_general_room_index(std::int32_t room_index);
+
+/// Adds a space of this id to the table, or finds it there, and selects it. False for an empty id
+/// or a full table.
+bool add_hub_server(const char* id);
+
+/// Copies the rooms table into the selected space's record.
+void cache_selected_space_rooms();
+
+/// Fills the rooms table from the space's record; empties it when they are not cached.
+void take_cached_rooms(const HubSpace& space);
+
+/// Asks the backend for the selected space's rooms and caches them. On failure false, with a
+/// sentence in `error`, and the rooms table holds what is cached, not another space's.
+bool load_rooms_of_selected_space(std::span<char> error);
+
+/// Whether the hub's chat is this space's.
+bool is_shown_space_chat(const HubSpace& space);
+
+/// Shows the chat of a space that was selected; an index out of range stands for none.
+void show_hub_space_info_view_for_index(std::int32_t space_index);
+
+// Signal handlers (space_invitations.cpp). Each blocks for its requests.
+void on_join_space_by_code_clicked(GtkWidget* sender, gpointer data);
+void on_invite_to_space_clicked(GtkWidget* sender, gpointer data);
+void on_accept_invitation_clicked(GtkWidget* sender, gpointer data);
+void on_decline_invitation_clicked(GtkWidget* sender, gpointer data);
+
+// Who is signed in, and under which name (user_profile.cpp).
 void refresh_hub_user_profile();
 
 /// The name that others see: the chosen one, else the user name, else "-". Valid until it changes.
 const char* get_shown_display_name();
+
+/// Takes what was typed as the name to show, cleaned, and saves it; nothing left of it, or null,
+/// stands for the user name.
+void set_display_name_from_raw_input(const char* text);
+
+void begin_hub_user_name_edit();
+void finish_hub_user_name_edit();
+void on_hub_user_edit_clicked(GtkWidget* sender, gpointer data);
+void on_hub_user_name_entry_activate(GtkWidget* sender, gpointer data);
+void on_hub_user_name_entry_focus_leave(GtkEventController* controller, gpointer data);

@@ -2,6 +2,8 @@
 #include "ui/hub/hub_internal.h"
 
 #include "backend/spaces_api.h"
+#include "ui/hub/hub_chat_internal.h"
+#include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
 
 namespace {
@@ -10,13 +12,18 @@ constexpr int k_column_gap = 12;
 constexpr int k_tab_margin = 12;
 constexpr int k_user_column_width = 280;
 constexpr int k_spaces_column_width = 360;
+constexpr int k_header_spacing = 6;
 constexpr int k_user_box_spacing = 6;
 constexpr int k_user_box_gap = 8;
+constexpr int k_display_name_max = 32;
+
+GtkWidget* g_columns_scroll = nullptr;
 
 GtkWidget* create_column(int width) {
     GtkWidget* const column = gtk_box_new(GTK_ORIENTATION_VERTICAL, k_column_gap);
     gtk_widget_add_css_class(column, "settings-section");
     gtk_widget_set_size_request(column, width, -1);
+    gtk_widget_set_hexpand(column, FALSE); // whatever in it does
     return column;
 }
 
@@ -40,23 +47,108 @@ void let_wrap(GtkWidget* label) {
     gtk_label_set_wrap(GTK_LABEL(label), TRUE);
 }
 
+// A small button for its icon's sake; the tooltip says what it does.
+GtkWidget* create_icon_button(const char* icon, const char* css_class, const char* tooltip_key) {
+    GtkWidget* const button = gtk_button_new_from_icon_name(icon);
+    gtk_widget_add_css_class(button, css_class);
+    gtk_widget_set_valign(button, GTK_ALIGN_CENTER);
+    set_tooltip_and_name(button, tr(tooltip_key));
+    return button;
+}
+
+// It takes the place of the name while that is edited.
+GtkWidget* create_name_entry() {
+    GtkWidget* const entry = gtk_entry_new();
+    gtk_entry_set_max_length(GTK_ENTRY(entry), k_display_name_max);
+    gtk_editable_set_width_chars(GTK_EDITABLE(entry), 1);
+    gtk_editable_set_max_width_chars(GTK_EDITABLE(entry), 1);
+    gtk_widget_set_hexpand(entry, TRUE);
+    gtk_widget_set_visible(entry, FALSE);
+    g_signal_connect(entry, "activate", G_CALLBACK(on_hub_user_name_entry_activate), nullptr);
+    GtkEventController* const focus = gtk_event_controller_focus_new();
+    g_signal_connect(focus, "leave", G_CALLBACK(on_hub_user_name_entry_focus_leave), nullptr);
+    gtk_widget_add_controller(entry, focus);
+    return entry;
+}
+
+GtkWidget* create_user_box() {
+    GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_user_box_spacing);
+    gtk_widget_set_margin_top(box, k_user_box_gap);
+    keep(g_hub_user_name_label, append_caption(box, "-", "hub-user-name"));
+    let_shrink(g_hub_user_name_label);
+    gtk_widget_set_hexpand(g_hub_user_name_label, TRUE);
+
+    keep(g_hub_user_name_entry, create_name_entry());
+    gtk_box_append(GTK_BOX(box), g_hub_user_name_entry);
+
+    keep(g_hub_user_edit_btn,
+         create_icon_button("document-edit-symbolic", "flat", "hub_user_edit_name"));
+    // Else a click on it would finish the edit by taking the keyboard, and begin it anew.
+    gtk_widget_set_focus_on_click(g_hub_user_edit_btn, FALSE);
+    g_signal_connect(g_hub_user_edit_btn, "clicked", G_CALLBACK(on_hub_user_edit_clicked), nullptr);
+    gtk_box_append(GTK_BOX(box), g_hub_user_edit_btn);
+
+    keep(g_hub_pending_invites_btn,
+         create_icon_button("preferences-system-notifications-symbolic", "btn-primary",
+                            "hub_pending_invites_tooltip"));
+    gtk_widget_set_sensitive(g_hub_pending_invites_btn, FALSE);
+    gtk_box_append(GTK_BOX(box), g_hub_pending_invites_btn);
+    return box;
+}
+
 GtkWidget* create_user_column() {
     GtkWidget* const column = create_column(k_user_column_width);
-    gtk_widget_set_hexpand(column, FALSE); // whatever in it does
     keep(g_hub_title_label, append_caption(column, tr("hub_title"), "settings-title"));
     keep(g_hub_subtitle_label, append_caption(column, tr("hub_subtitle"), "settings-description"));
     let_wrap(g_hub_subtitle_label);
     let_shrink(g_hub_subtitle_label);
-
-    GtkWidget* const user = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_user_box_spacing);
-    gtk_widget_set_margin_top(user, k_user_box_gap);
-    keep(g_hub_user_name_label, append_caption(user, "-", "hub-user-name"));
-    let_shrink(g_hub_user_name_label);
-    gtk_widget_set_hexpand(g_hub_user_name_label, TRUE);
-    gtk_box_append(GTK_BOX(column), user);
+    g_hub_user_name_editing = false;
+    gtk_box_append(GTK_BOX(column), create_user_box());
     keep(g_hub_user_email_label, append_caption(column, "-", "hub-user-email"));
     let_shrink(g_hub_user_email_label);
     return column;
+}
+
+GtkWidget* create_spaces_header() {
+    GtkWidget* const header = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_header_spacing);
+    keep(g_hub_spaces_title_label,
+         append_caption(header, tr("hub_spaces_available"), "settings-option-title"));
+    gtk_widget_set_hexpand(g_hub_spaces_title_label, TRUE);
+
+    keep(g_hub_add_space_action_btn, gtk_button_new_with_label("+"));
+    gtk_widget_add_css_class(g_hub_add_space_action_btn, "btn-primary");
+    gtk_widget_add_css_class(g_hub_add_space_action_btn, "hub-add-space");
+    set_tooltip_and_name(g_hub_add_space_action_btn, tr("hub_create_or_join_btn"));
+    gtk_box_append(GTK_BOX(header), g_hub_add_space_action_btn);
+
+    keep(g_hub_invite_space_code_btn,
+         create_icon_button("mail-send-symbolic", "btn-primary", "hub_invite_space_code_btn"));
+    gtk_widget_set_sensitive(g_hub_invite_space_code_btn, FALSE);
+    gtk_box_append(GTK_BOX(header), g_hub_invite_space_code_btn);
+    return header;
+}
+
+// As high as its rows, as long as the column has the room: the box below stands right under it.
+GtkWidget* create_spaces_scroller() {
+    keep(g_servers_list, gtk_list_box_new());
+    gtk_widget_add_css_class(g_servers_list, "peer-list");
+    GtkListBox* const list = GTK_LIST_BOX(g_servers_list);
+    gtk_list_box_set_selection_mode(list, GTK_SELECTION_SINGLE);
+    gtk_list_box_set_activate_on_single_click(list, FALSE);
+    g_signal_connect(list, "row-selected", G_CALLBACK(on_server_row_selected), nullptr);
+    g_signal_connect(list, "row-activated", G_CALLBACK(on_server_row_activated), nullptr);
+    gtk_accessible_update_relation(GTK_ACCESSIBLE(g_servers_list),
+                                   GTK_ACCESSIBLE_RELATION_LABELLED_BY, g_hub_spaces_title_label,
+                                   nullptr, -1);
+
+    GtkWidget* const scrolled = gtk_scrolled_window_new();
+    gtk_widget_add_css_class(scrolled, "hub-spaces-scroller");
+    // Without a bar, but no wider than the column, however long the names are.
+    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_EXTERNAL,
+                                   GTK_POLICY_AUTOMATIC);
+    gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(scrolled), TRUE);
+    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), g_servers_list);
+    return scrolled;
 }
 
 GtkWidget* create_empty_box() {
@@ -69,32 +161,18 @@ GtkWidget* create_empty_box() {
 
 GtkWidget* create_spaces_column() {
     GtkWidget* const column = create_column(k_spaces_column_width);
-    gtk_widget_set_hexpand(column, TRUE);
-    GtkWidget* const header = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_user_box_spacing);
-    keep(g_hub_spaces_title_label,
-         append_caption(header, tr("hub_spaces_available"), "settings-option-title"));
-    gtk_box_append(GTK_BOX(column), header);
-
-    keep(g_servers_list, gtk_list_box_new());
-    gtk_widget_add_css_class(g_servers_list, "peer-list");
-    gtk_list_box_set_selection_mode(GTK_LIST_BOX(g_servers_list), GTK_SELECTION_SINGLE);
-    gtk_list_box_set_activate_on_single_click(GTK_LIST_BOX(g_servers_list), FALSE);
-    gtk_accessible_update_relation(GTK_ACCESSIBLE(g_servers_list),
-                                   GTK_ACCESSIBLE_RELATION_LABELLED_BY, g_hub_spaces_title_label,
-                                   nullptr, -1);
-
-    // As high as its rows, as long as the column has the room: the box below stands right under it.
-    GtkWidget* const scrolled = gtk_scrolled_window_new();
-    gtk_widget_add_css_class(scrolled, "hub-spaces-scroller");
-    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_NEVER,
-                                   GTK_POLICY_AUTOMATIC);
-    gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(scrolled), TRUE);
-    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), g_servers_list);
-    gtk_box_append(GTK_BOX(column), scrolled);
-
+    gtk_box_append(GTK_BOX(column), create_spaces_header());
+    gtk_box_append(GTK_BOX(column), create_spaces_scroller());
     keep(g_empty_spaces_box, create_empty_box());
     gtk_box_append(GTK_BOX(column), g_empty_spaces_box);
     return column;
+}
+
+// None of them is selected any more, so none of the chats is shown.
+void on_spaces_loaded() {
+    refresh_hub_server_list();
+    clear_hub_stream_state_for_space_change();
+    show_no_hub_chat();
 }
 
 } // namespace
@@ -104,12 +182,15 @@ GtkWidget* create_hub_servers_tab() {
     set_margins(columns, k_tab_margin);
     gtk_box_append(GTK_BOX(columns), create_user_column());
     gtk_box_append(GTK_BOX(columns), create_spaces_column());
+    gtk_box_append(GTK_BOX(columns), create_hub_chat_column());
+    show_no_hub_chat();
+    update_hub_chat_input_height(0);
     update_hub_empty_state();
-    Backend_SetSpacesLoadedCallback(refresh_hub_server_list);
+    Backend_SetSpacesLoadedCallback(on_spaces_loaded);
 
-    GtkWidget* const tab = gtk_scrolled_window_new();
-    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(tab), columns);
-    return tab;
+    keep(g_columns_scroll, gtk_scrolled_window_new());
+    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(g_columns_scroll), columns);
+    return g_columns_scroll;
 }
 
 GtkWidget* create_hub_page() {
@@ -125,4 +206,24 @@ GtkWidget* create_hub_page() {
     gtk_widget_set_vexpand(page, TRUE);
     gtk_box_append(GTK_BOX(page), g_hub_notebook);
     return page;
+}
+
+void reveal_hub_chat_column() {
+    if (g_columns_scroll == nullptr || g_hub_content_stack == nullptr) {
+        return;
+    }
+    GtkWidget* const chat = gtk_widget_get_parent(g_hub_content_stack);
+    GtkWidget* const spaces = gtk_widget_get_prev_sibling(chat);
+    GtkWidget* const columns = gtk_widget_get_parent(chat);
+    graphene_rect_t spaces_place;
+    graphene_rect_t chat_place;
+    if (gtk_widget_compute_bounds(spaces, columns, &spaces_place) == FALSE ||
+        gtk_widget_compute_bounds(chat, columns, &chat_place) == FALSE) {
+        return;
+    }
+    // With the margins around them. Where there is no room for both, the list stays.
+    const float end = chat_place.origin.x + chat_place.size.width + 2 * k_tab_margin;
+    gtk_adjustment_clamp_page(
+        gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(g_columns_scroll)),
+        static_cast<double>(spaces_place.origin.x), static_cast<double>(end));
 }

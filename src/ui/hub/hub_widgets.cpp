@@ -31,15 +31,4 @@ GtkWidget* g_accept_invite_btn = nullptr;
 GtkWidget* g_decline_invite_btn = nullptr;
 GtkWidget* g_connect_server_btn = nullptr;
 
-GtkWidget* g_hub_chat_title_label = nullptr;
 GtkWidget* g_hub_space_users_title_label = nullptr;
-GtkWidget* g_hub_chat_input_view = nullptr;
-GtkWidget* g_hub_chat_send_btn = nullptr;
-GtkWidget* g_hub_stream_back_btn = nullptr;
-
-GtkWidget* g_rooms_title_label = nullptr;
-GtkWidget* g_rooms_subtitle_label = nullptr;
-GtkWidget* g_room_name_entry = nullptr;
-GtkWidget* g_create_room_btn = nullptr;
-GtkWidget* g_back_to_servers_btn = nullptr;
-GtkWidget* g_enter_room_btn = nullptr;

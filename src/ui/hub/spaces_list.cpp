@@ -1,108 +1,150 @@
-// The hub's list of spaces. Called when the backend's table was loaded.
-#include "backend/hub_tables.h"
-#include "base/text.h"
-#include "ui/display_text.h"
+// The hub's list of spaces, rooms and who is present. Called after every change of what it shows.
 #include "ui/hub/hub_internal.h"
+#include "ui/hub/space_rows_internal.h"
 
-#include <cstring>
-#include <initializer_list>
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <optional>
+#include <utility>
 
 namespace {
 
-constexpr int k_row_spacing = 10;
-constexpr int k_row_side_margin = 8;
-constexpr int k_row_gap = 2;
-constexpr int k_text_spacing = 4;
-constexpr std::int32_t k_thumbnail_size = 36;
+constexpr const char* k_rows_key = "hub-list-rows";
 
-bool is_invitation(const HubSpace& space) {
-    return std::strcmp(space.role, "invited") == 0 &&
-           std::strcmp(space.invitationStatus, "pending") == 0;
-}
-
-GtkWidget* append_row_text(GtkWidget* box, const char* text,
-                           std::initializer_list<const char*> classes) {
-    GtkWidget* const label = gtk_label_new(display_text(text).c_str());
-    gtk_widget_set_halign(label, GTK_ALIGN_START);
-    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
-    for (const char* css_class : classes) {
-        gtk_widget_add_css_class(label, css_class);
+// What the list's rows show at the moment, row by row; gone with the list.
+std::vector<HubListRow>& rows_of(GObject* list) {
+    auto* rows = static_cast<std::vector<HubListRow>*>(g_object_get_data(list, k_rows_key));
+    if (rows == nullptr) {
+        rows = new std::vector<HubListRow>; // the list owns it
+        g_object_set_data_full(list, k_rows_key, rows, [](gpointer data) {
+            delete static_cast<std::vector<HubListRow>*>(data);
+        });
     }
-    gtk_box_append(GTK_BOX(box), label);
-    return label;
+    return *rows;
 }
 
-GtkWidget* create_space_contents(const HubSpace& space) {
-    GtkWidget* const thumbnail = create_space_thumbnail_image(k_thumbnail_size);
-    gtk_widget_set_size_request(thumbnail, k_thumbnail_size, k_thumbnail_size);
-    gtk_widget_set_valign(thumbnail, GTK_ALIGN_START);
+GtkWidget* focused_row() {
+    GtkWidget* const focus =
+        g_window != nullptr ? gtk_window_get_focus(GTK_WINDOW(g_window)) : nullptr;
+    GtkWidget* const row =
+        focus != nullptr ? gtk_widget_get_ancestor(focus, GTK_TYPE_LIST_BOX_ROW) : nullptr;
+    return row != nullptr && gtk_widget_get_parent(row) == g_servers_list ? row : nullptr;
+}
 
-    GtkWidget* const texts = gtk_box_new(GTK_ORIENTATION_VERTICAL, k_text_spacing);
-    gtk_widget_set_hexpand(texts, TRUE);
-    gtk_widget_set_valign(texts, GTK_ALIGN_CENTER);
-    append_row_text(texts, space.name, {"settings-option-title", "hub-space-title"});
-    if (is_invitation(space)) {
-        // Spanish in both languages.
-        append_row_text(texts, "Invitación pendiente", {"settings-option-desc"});
+const HubListRow& row_at(const std::vector<HubListRow>& shown, GtkWidget* row) {
+    return shown.at(static_cast<std::size_t>(gtk_list_box_row_get_index(GTK_LIST_BOX_ROW(row))));
+}
+
+GtkAdjustment* scroll_position() {
+    GtkWidget* const scrolled = gtk_widget_get_ancestor(g_servers_list, GTK_TYPE_SCROLLED_WINDOW);
+    return scrolled != nullptr ? gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scrolled))
+                               : nullptr;
+}
+
+// Keeps the keyboard on the row of the same space, room or person, and the list where it was
+// scrolled to, while rows are replaced.
+class ReadersPlace {
+  public:
+    explicit ReadersPlace(const std::vector<HubListRow>& shown) : m_adjustment(scroll_position()) {
+        if (m_adjustment != nullptr) {
+            m_scrolled_to = gtk_adjustment_get_value(m_adjustment);
+        }
+        if (GtkWidget* const row = focused_row()) {
+            m_focused = shown.at(
+                static_cast<std::size_t>(gtk_list_box_row_get_index(GTK_LIST_BOX_ROW(row))));
+        }
     }
 
-    GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_row_spacing);
-    gtk_widget_add_css_class(box, "peer-item");
-    gtk_widget_add_css_class(box, "hub-space-row");
-    gtk_widget_set_margin_start(box, k_row_side_margin);
-    gtk_widget_set_margin_end(box, k_row_side_margin);
-    gtk_widget_set_margin_top(box, k_row_gap);
-    gtk_widget_set_margin_bottom(box, k_row_gap);
-    gtk_box_append(GTK_BOX(box), thumbnail);
-    gtk_box_append(GTK_BOX(box), texts);
-    return box;
-}
-
-// Indices are stored plus one: data that is not there reads as 0.
-void set_row_index(GObject* row, const char* key, std::int32_t stored) {
-    g_object_set_data(row, key, GINT_TO_POINTER(stored));
-}
-
-void set_row_text(GObject* row, const char* key, const char* text) {
-    g_object_set_data_full(row, key, g_strdup(text), g_free);
-}
-
-GtkListBoxRow* append_space_row(std::int32_t index) {
-    const HubSpace& space = g_hub_servers[index];
-    GtkWidget* const row = gtk_list_box_row_new();
-    gtk_list_box_row_set_child(GTK_LIST_BOX_ROW(row), create_space_contents(space));
-    GObject* const data = G_OBJECT(row);
-    set_row_index(data, "space-index", index + 1);
-    set_row_index(data, "room-index", 0);
-    set_row_text(data, "chat-scope-type", "space");
-    set_row_text(data, "chat-scope-id", space.id);
-    set_row_text(data, "chat-title", space.name);
-    gtk_list_box_append(GTK_LIST_BOX(g_servers_list), row);
-    return GTK_LIST_BOX_ROW(row);
-}
-
-void remove_all_rows(GtkListBox* list) {
-    while (GtkListBoxRow* const row = gtk_list_box_get_row_at_index(list, 0)) {
-        gtk_list_box_remove(list, GTK_WIDGET(row));
+    void restore(const std::vector<HubListRow>& shown) const {
+        GtkWidget* const focused = focused_row();
+        if (m_focused.has_value() &&
+            (focused == nullptr || !row_at(shown, focused).stands_for_same(*m_focused))) {
+            focus_row(shown);
+        }
+        if (m_adjustment != nullptr) { // the focus took the list to rows that have no place yet
+            gtk_adjustment_set_value(m_adjustment, m_scrolled_to);
+        }
     }
+
+  private:
+    void focus_row(const std::vector<HubListRow>& shown) const {
+        const auto same = std::ranges::find_if(
+            shown, [this](const HubListRow& row) { return row.stands_for_same(*m_focused); });
+        if (same == shown.end()) {
+            focus_spaces_list();
+            return;
+        }
+        gtk_widget_grab_focus(GTK_WIDGET(gtk_list_box_get_row_at_index(
+            GTK_LIST_BOX(g_servers_list), static_cast<int>(same - shown.begin()))));
+    }
+
+    GtkAdjustment* m_adjustment;
+    double m_scrolled_to = 0.0;
+    std::optional<HubListRow> m_focused;
+};
+
+// The rows before the first and behind the last change stay as they are, and of those between
+// widgets that can show what has come: a change as small as somebody speaking must not cost a
+// thousand widgets, nor the click that is just being made.
+void show_rows(GtkListBox* list, const std::vector<HubListRow>& shown,
+               const std::vector<HubListRow>& rows) {
+    const auto change = std::ranges::mismatch(shown, rows);
+    const auto same_end = std::mismatch(shown.rbegin(), std::make_reverse_iterator(change.in1),
+                                        rows.rbegin(), std::make_reverse_iterator(change.in2));
+    auto old_row = change.in1;
+    auto row = change.in2;
+    const auto position_of = [&rows](auto place) { return static_cast<int>(place - rows.begin()); };
+    const auto remove_at = [list](int position) {
+        gtk_list_box_remove(list, GTK_WIDGET(gtk_list_box_get_row_at_index(list, position)));
+    };
+    for (; old_row != same_end.first.base() && row != same_end.second.base(); ++old_row, ++row) {
+        const int position = position_of(row);
+        if (row->has_same_widgets(*old_row)) {
+            update_hub_list_row(GTK_WIDGET(gtk_list_box_get_row_at_index(list, position)), *row);
+        } else {
+            remove_at(position);
+            gtk_list_box_insert(list, create_hub_list_row(*row), position);
+        }
+    }
+    for (; old_row != same_end.first.base(); ++old_row) {
+        remove_at(position_of(row));
+    }
+    for (; row != same_end.second.base(); ++row) {
+        gtk_list_box_insert(list, create_hub_list_row(*row), position_of(row));
+    }
+}
+
+GtkListBoxRow* row_of_selected_space(GtkListBox* list, const std::vector<HubListRow>& shown) {
+    const auto selected = std::ranges::find_if(shown, [](const HubListRow& row) {
+        return row.kind == HubListRow::Kind::space && row.space_index == g_selected_server_index;
+    });
+    return selected != shown.end()
+               ? gtk_list_box_get_row_at_index(list, static_cast<int>(selected - shown.begin()))
+               : nullptr;
 }
 
 } // namespace
+
+bool g_refreshing_hub_list = false;
 
 void refresh_hub_server_list() {
     if (g_servers_list == nullptr) {
         return;
     }
+    const bool was_refreshing = std::exchange(g_refreshing_hub_list, true);
     GtkListBox* const list = GTK_LIST_BOX(g_servers_list);
-    remove_all_rows(list);
-    GtkListBoxRow* selected = nullptr;
-    for (std::int32_t i = 0; i < g_hub_server_count; ++i) {
-        GtkListBoxRow* const row = append_space_row(i);
-        if (i == g_selected_server_index) {
-            selected = row;
-        }
-    }
-    gtk_list_box_select_row(list, selected); // null clears the selection
+    std::vector<HubListRow>& shown = rows_of(G_OBJECT(list));
+    const ReadersPlace place(shown);
+
+    std::vector<HubListRow> rows = hub_list_rows();
+    show_rows(list, shown, rows);
+    shown = std::move(rows);
+    gtk_list_box_select_row(list, row_of_selected_space(list, shown)); // null: none
+    place.restore(shown);
+
+    g_refreshing_hub_list = was_refreshing;
+    update_hub_space_actions();
     update_hub_empty_state();
 }
 

@@ -1,9 +1,6 @@
-// The widgets of the room view and the settings tab. See ui/room/room_internal.h.
+// The widgets of the settings tab, and what the files of this folder share. See
+// ui/room/room_internal.h.
 #include "ui/room/room_internal.h"
-
-GtkWidget* g_peers_header_label = nullptr;
-GtkWidget* g_chat_entry = nullptr;
-GtkWidget* g_back_to_hub_btn = nullptr;
 
 GtkWidget* g_settings_devices_title_label = nullptr;
 GtkWidget* g_settings_input_device_label = nullptr;
@@ -24,3 +21,9 @@ GtkWidget* g_settings_account_title_label = nullptr;
 GtkWidget* g_settings_account_desc_label = nullptr;
 GtkWidget* g_logout_btn = nullptr;
 bool g_is_testing_audio = false;
+
+void name_icon_button(GtkWidget* button, const char* name) {
+    set_tooltip_and_name(button, name);
+    // The icon, which GTK gives as its label, has no name.
+    gtk_accessible_reset_relation(GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_RELATION_LABELLED_BY);
+}

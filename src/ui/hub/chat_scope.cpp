@@ -1,0 +1,82 @@
+// Which chat the hub shows: opening that of a space or of a room. Called by the spaces list. See
+// ui/hub/hub_chat_internal.h.
+#include "ui/hub/hub_chat_internal.h"
+
+#include "backend/hub_tables.h"
+#include "base/text.h"
+#include "chat/chat_connection.h"
+#include "chat/chat_messages.h"
+#include "chat/scope_chat.h"
+#include "ui/hub/hub_internal.h"
+
+namespace {
+
+constexpr std::int32_t k_page_size = 100;
+constexpr const char* k_general_name = "General";
+
+/// From here on the column is that chat's: nothing of another one stands under its title.
+void show_scope(const char* type, const char* id, const char* title) {
+    copy_text(g_hub_chat_scope_type, type);
+    copy_text(g_hub_chat_scope_id, id);
+    g_hub_chat_pending_history_prepend = false;
+    clear_hub_chat_pagination_state();
+    set_hub_chat_title(title);
+    clear_hub_chat_list();
+    show_hub_room_chat_view();
+    set_hub_chat_loading_indicator(true);
+}
+
+void need_chat_channel() {
+    if (!chat_ws_connection_is_usable() && !is_empty(g_selected_space_id)) {
+        chat_ws_restart_for_selected_space();
+    }
+}
+
+} // namespace
+
+bool load_space_chat_by_index(std::int32_t space_index) {
+    const HubSpace* const space = hub_space_at(space_index);
+    if (space == nullptr) {
+        return false;
+    }
+    show_scope("space", space->id, space->name);
+    need_chat_channel();
+    const bool is_requested =
+        chat_ws_request_space_history(g_hub_chat_scope_id, k_page_size, nullptr);
+    if (!is_requested) {
+        set_hub_chat_loading_indicator(false);
+    }
+    return is_requested;
+}
+
+bool load_room_chat_by_indices(std::int32_t space_index, std::int32_t room_index) {
+    const HubSpace* const space = hub_space_at(space_index);
+    if (space == nullptr || !space->roomsCached || room_index < 0 ||
+        room_index >= space->cachedRoomCount) {
+        return false;
+    }
+    const HubRoom& room = space->cachedRooms[room_index];
+    show_scope("room", room.id, room.name);
+    need_chat_channel();
+    chat_ws_follow_room(room.id);
+    if (chat_ws_request_room_history(room.id, k_page_size, nullptr)) {
+        return true;
+    }
+    char error[256] = "";
+    const bool is_loaded = backend_load_scope_chat("room", room.id, room.name, error);
+    set_hub_chat_loading_indicator(false);
+    return is_loaded;
+}
+
+const char* resolve_space_chat_room_id(std::int32_t space_index) {
+    const HubSpace* const space = hub_space_at(space_index);
+    if (space == nullptr || !space->roomsCacheValid || space->cachedRoomCount <= 0) {
+        return "";
+    }
+    for (std::int32_t i = 0; i < space->cachedRoomCount; ++i) {
+        if (g_ascii_strcasecmp(space->cachedRooms[i].name, k_general_name) == 0) {
+            return space->cachedRooms[i].id;
+        }
+    }
+    return space->cachedRooms[0].id;
+}

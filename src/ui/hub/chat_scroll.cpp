@@ -1,0 +1,204 @@
+// Where the reader of the hub's chat is: at its newest row, which it then keeps in sight, or at a
+// place of its own, which older rows on top do not move. Called by the chat's rows and GTK. See
+// ui/hub/hub_chat_internal.h.
+#include "ui/hub/hub_chat_internal.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr double k_bottom_tolerance = 1.0;
+
+struct Bounds {
+    double upper;
+    double page;
+
+    bool operator==(const Bounds&) const = default;
+};
+
+Bounds g_known_bounds{0.0, 0.0};
+bool g_follows_newest = true;
+bool g_has_new_rows = false;
+bool g_is_placing = false;
+guint g_place_tick = 0;
+
+/// The row that was the first before others were put on top of it; null: none were.
+GtkWidget* g_held_row = nullptr;
+
+GtkAdjustment* vertical() {
+    return gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(g_hub_chat_scroll));
+}
+
+Bounds bounds_of(GtkAdjustment* adjustment) {
+    return {gtk_adjustment_get_upper(adjustment), gtk_adjustment_get_page_size(adjustment)};
+}
+
+bool is_at_bottom(GtkAdjustment* adjustment) {
+    const Bounds bounds = bounds_of(adjustment);
+    return gtk_adjustment_get_value(adjustment) >= bounds.upper - bounds.page - k_bottom_tolerance;
+}
+
+int height_for(GtkWidget* widget, int width) {
+    int height = 0;
+    gtk_widget_measure(widget, GTK_ORIENTATION_VERTICAL, width, &height, nullptr, nullptr, nullptr);
+    return height;
+}
+
+/// The list's width, and what of it its rows have.
+struct Widths {
+    int list;
+    int rows;
+};
+
+Widths widths() {
+    GtkAdjustment* const horizontal =
+        gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(g_hub_chat_scroll));
+    const int list = static_cast<int>(gtk_adjustment_get_page_size(horizontal));
+    const int frame =
+        gtk_widget_get_allocated_width(g_hub_chat_list) - gtk_widget_get_width(g_hub_chat_list);
+    return {list, list - frame};
+}
+
+int height_above_held_row() {
+    const int width = widths().rows;
+    int height = 0;
+    for (GtkWidget* row = gtk_widget_get_first_child(g_hub_chat_list);
+         row != nullptr && row != g_held_row; row = gtk_widget_get_next_sibling(row)) {
+        height += height_for(row, width);
+    }
+    return height;
+}
+
+/// Brings the reader to where it belongs among the rows that are about to be laid out.
+void place_reader(GtkAdjustment* adjustment) {
+    Bounds bounds = bounds_of(adjustment);
+    double value = gtk_adjustment_get_value(adjustment);
+    if (g_has_new_rows) {
+        bounds.upper = std::max<double>(bounds.page, height_for(g_hub_chat_list, widths().list));
+    }
+    if (g_follows_newest) {
+        value = bounds.upper - bounds.page;
+    } else if (g_held_row != nullptr) {
+        value += height_above_held_row();
+    }
+    g_is_placing = true;
+    gtk_adjustment_configure(adjustment, value, 0.0, bounds.upper,
+                             gtk_adjustment_get_step_increment(adjustment),
+                             gtk_adjustment_get_page_increment(adjustment), bounds.page);
+    g_is_placing = false;
+    g_follows_newest = is_at_bottom(adjustment);
+}
+
+gboolean on_place_tick(GtkWidget*, GdkFrameClock*, gpointer) {
+    g_place_tick = 0;
+    // A list that was never on the screen has no reader; its first layout comes back here.
+    if (gtk_adjustment_get_page_size(vertical()) > 0.0) {
+        place_reader(vertical());
+    }
+    g_has_new_rows = false;
+    forget(g_held_row);
+    return G_SOURCE_REMOVE;
+}
+
+/// Before the next layout: what is set during one is not laid out any more.
+void place_reader_soon() {
+    if (g_place_tick == 0) {
+        g_place_tick =
+            gtk_widget_add_tick_callback(g_hub_chat_scroll, on_place_tick, nullptr, nullptr);
+    }
+}
+
+/// The rows or the window were laid out with another height.
+void on_bounds_changed(GtkAdjustment* adjustment, gpointer) {
+    g_known_bounds = bounds_of(adjustment);
+    if (g_is_placing) {
+        return;
+    }
+    g_follows_newest = g_follows_newest || is_at_bottom(adjustment);
+    if (g_follows_newest) {
+        place_reader_soon();
+    }
+}
+
+void on_value_changed(GtkAdjustment* adjustment, gpointer) {
+    // What a layout moves is no scrolling: a list that was emptied stands at its top, too.
+    if (!g_is_placing && bounds_of(adjustment) == g_known_bounds) {
+        g_follows_newest = is_at_bottom(adjustment);
+        page_hub_chat_at_top();
+    }
+}
+
+gboolean on_wheel(GtkEventControllerScroll*, double, double dy, gpointer) {
+    if (dy < 0.0) {
+        retry_hub_chat_page_at_top();
+    }
+    return FALSE;
+}
+
+gboolean on_key_up_the_list(GtkEventControllerKey*, guint key, guint, GdkModifierType, gpointer) {
+    switch (key) {
+    case GDK_KEY_Up:
+    case GDK_KEY_KP_Up:
+    case GDK_KEY_Page_Up:
+    case GDK_KEY_KP_Page_Up:
+    case GDK_KEY_Home:
+    case GDK_KEY_KP_Home:
+        retry_hub_chat_page_at_top();
+        break;
+    default:
+        break;
+    }
+    return FALSE;
+}
+
+void on_edge_overshot(GtkScrolledWindow*, GtkPositionType edge, gpointer) {
+    if (edge == GTK_POS_TOP) {
+        retry_hub_chat_page_at_top();
+    }
+}
+
+} // namespace
+
+void watch_hub_chat_scroll() {
+    g_known_bounds = bounds_of(vertical());
+    g_follows_newest = true;
+    g_has_new_rows = false;
+    g_place_tick = 0;
+    g_signal_connect(vertical(), "changed", G_CALLBACK(on_bounds_changed), nullptr);
+    g_signal_connect(vertical(), "value-changed", G_CALLBACK(on_value_changed), nullptr);
+
+    // Who is at the top cannot scroll further: the value stays, so nothing says that it changed.
+    GtkEventController* const wheel =
+        gtk_event_controller_scroll_new(GTK_EVENT_CONTROLLER_SCROLL_VERTICAL);
+    gtk_event_controller_set_propagation_phase(wheel, GTK_PHASE_CAPTURE);
+    g_signal_connect(wheel, "scroll", G_CALLBACK(on_wheel), nullptr);
+    gtk_widget_add_controller(g_hub_chat_scroll, wheel);
+    GtkEventController* const keys = gtk_event_controller_key_new();
+    gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
+    g_signal_connect(keys, "key-pressed", G_CALLBACK(on_key_up_the_list), nullptr);
+    gtk_widget_add_controller(g_hub_chat_scroll, keys);
+    g_signal_connect(g_hub_chat_scroll, "edge-overshot", G_CALLBACK(on_edge_overshot), nullptr);
+}
+
+void follow_newest_hub_chat_row() {
+    forget(g_held_row);
+    g_follows_newest = true;
+}
+
+void note_hub_chat_row_added() {
+    if (g_hub_chat_scroll != nullptr && (g_follows_newest || g_held_row != nullptr)) {
+        g_has_new_rows = true;
+        place_reader_soon();
+    }
+}
+
+void hold_hub_chat_place() {
+    if (g_hub_chat_scroll == nullptr || g_held_row != nullptr) {
+        return;
+    }
+    keep(g_held_row, gtk_widget_get_first_child(g_hub_chat_list));
+    // A fling or a drag under way goes by absolute places, which are about to be others.
+    GtkScrolledWindow* const scroll = GTK_SCROLLED_WINDOW(g_hub_chat_scroll);
+    gtk_scrolled_window_set_kinetic_scrolling(scroll, FALSE);
+    gtk_scrolled_window_set_kinetic_scrolling(scroll, TRUE);
+}

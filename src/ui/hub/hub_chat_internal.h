@@ -1,0 +1,120 @@
+// What the hub's chat and its streams share: the chat column, its pages, the scope that it shows.
+// The scope's type and id are in backend/hub_tables.h. Main thread.
+#pragma once
+
+#include "ui/ui_internal.h"
+
+#include <cstdint>
+
+// The column, top to bottom (chat_view.cpp).
+extern GtkWidget* g_hub_chat_title_label;
+extern GtkWidget* g_hub_chat_loading_label;
+extern GtkWidget* g_hub_content_stack; ///< "hub-room-chat" and "hub-stream-view"
+extern GtkWidget* g_hub_chat_scroll;
+extern GtkWidget* g_hub_chat_list;
+extern GtkWidget* g_hub_chat_input_box;
+extern GtkWidget* g_hub_chat_input_view; ///< a text view of several lines
+extern GtkWidget* g_hub_chat_send_btn;
+extern GtkWidget* g_hub_chat_empty_label; ///< the notice that there are no messages, in the list
+
+/// Builds the column with its two pages and registers for what the chat channel tells.
+GtkWidget* create_hub_chat_column();
+
+/// Heading of the chat, cut at 127 bytes; null or empty for that of no chat.
+void set_hub_chat_title(const char* title);
+
+/// No chat at all: paging and heading as at the start, the notice that there are no messages.
+void show_no_hub_chat();
+
+/// Keeps the input box in step with the window's height, in pixels.
+void update_hub_chat_input_height(std::int32_t window_height);
+
+// Rows (chat_rows.cpp).
+
+/// One message below or above the others; null or empty for a message without a time. A time that
+/// is none shows the current one.
+void append_hub_chat_row(const char* sender, const char* text, const char* created_at);
+void prepend_hub_chat_row(const char* sender, const char* text, const char* created_at);
+void clear_hub_chat_list();
+
+/// Empties the list down to one row by "-".
+void show_hub_chat_notice(const char* text);
+
+/// The same for a chat without messages; its first message takes the notice's place.
+void show_hub_chat_empty();
+
+// Where the reader is (chat_scroll.cpp).
+
+/// Watches the list's scrolling, which calls the paging below.
+void watch_hub_chat_scroll();
+
+/// From here on the newest row is in sight, until the reader scrolls away.
+void follow_newest_hub_chat_row();
+
+/// Called for each row after it was added.
+void note_hub_chat_row_added();
+
+/// Before rows are put on top: what the reader sees stays where it is.
+void hold_hub_chat_place();
+
+// Pages of history (chat_history.cpp, chat_paging.cpp).
+extern bool g_hub_chat_has_more_history;
+extern bool g_hub_chat_loading_history;
+extern char g_hub_chat_next_before[64]; ///< cursor of the next older page; empty: none
+extern bool g_hub_chat_pending_history_prepend;
+
+/// Shows a page of history, on top of what is shown or in its place. `title` null with `set_title`
+/// stands for that of no chat. Always true.
+bool apply_chat_history_payload(const char* payload, bool prepend, bool set_title,
+                                const char* title);
+void set_hub_chat_loading_indicator(bool on);
+void clear_hub_chat_pagination_state();
+
+/// Asks for the page before the oldest message shown; false with a sentence in `error`.
+bool load_older_hub_chat_messages(char* error, std::size_t error_size);
+
+/// The list was scrolled: asks for the older page when there is one and the reader is at the top.
+void page_hub_chat_at_top();
+
+/// The same for who is at the top and would scroll further; not soon after it failed.
+void retry_hub_chat_page_at_top();
+
+// Which chat (chat_scope.cpp). Both block until the request is sent.
+
+/// Opens the chat of a space and asks for its newest messages; false when they cannot be asked for,
+/// or the index is out of range.
+bool load_space_chat_by_index(std::int32_t space_index);
+
+/// The same for a room of a space's cached rooms.
+bool load_room_chat_by_indices(std::int32_t space_index, std::int32_t room_index);
+
+/// The room that stands for the space's chat: "General", else the first that is cached; empty for
+/// none.
+const char* resolve_space_chat_room_id(std::int32_t space_index);
+
+// Sending (chat_send.cpp).
+void watch_hub_chat_input();
+void on_hub_chat_send_clicked(GtkWidget* sender, gpointer data);
+gboolean on_hub_chat_key_pressed(GtkEventControllerKey* controller, guint key, guint code,
+                                 GdkModifierType state, gpointer data);
+
+// What the channel tells (chat_channel_events.cpp).
+void register_hub_chat_events();
+
+// Streams (streams.cpp).
+constexpr const char* STREAM_SELF_TARGET_ID = "__self__";
+
+extern bool g_hub_local_streaming;
+extern char g_hub_streaming_user_id[64]; ///< who streams in the selected space; empty: nobody
+extern char g_hub_viewing_stream_user_id[64];
+extern GtkWidget* g_hub_stream_page;
+extern GtkWidget* g_hub_stream_status_label;
+extern GtkWidget* g_hub_stream_back_btn;
+
+GtkWidget* create_hub_stream_page();
+void show_hub_room_chat_view();
+void show_hub_stream_view_for_user(const char* user_id);
+void update_hub_stream_status_label();
+void clear_hub_stream_state_for_space_change();
+void on_hub_space_user_stream_action_clicked(GtkWidget* button, gpointer data);
+void on_hub_stream_back_to_chat_clicked(GtkWidget* button, gpointer data);

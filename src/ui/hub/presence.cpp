@@ -1,0 +1,105 @@
+// Who is in the voice room, as the hub shows it. Called by the room view after every change of the
+// participants, by the voice join and by the facade.
+#include "backend/hub_tables.h"
+#include "backend/identity.h"
+#include "backend/spaces_api.h"
+#include "base/clock.h"
+#include "base/text.h"
+#include "chat/hub_click_log.h"
+#include "core/peer.h"
+#include "ui/hub/hub_internal.h"
+#include "ui/hub/hub_rooms_internal.h"
+#include "ui/room/room_internal.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace {
+
+constexpr std::uint32_t k_members_fresh_ms = 20000;
+
+std::vector<Peer> g_last_peers;
+std::optional<std::uint32_t> g_members_loaded_ms; // those of g_hub_space_users_space_id
+
+void add_person(const char* username, bool speaking) {
+    if (is_empty(username) || g_hub_room_presence_count >= k_hub_presence_max) {
+        return;
+    }
+    HubPresence& person = g_hub_room_presence[g_hub_room_presence_count];
+    copy_text(person.username, username);
+    person.speaking = speaking;
+    ++g_hub_room_presence_count;
+}
+
+void show_presence() {
+    refresh_hub_server_list();
+    if (g_rooms_list != nullptr && gtk_widget_get_mapped(g_rooms_list) != FALSE) {
+        refresh_room_list();
+    }
+}
+
+bool has_fresh_members() {
+    return g_members_loaded_ms.has_value() &&
+           std::strcmp(g_hub_space_users_space_id, g_selected_space_id) == 0 &&
+           clock_ticks_ms() - *g_members_loaded_ms <= k_members_fresh_ms;
+}
+
+} // namespace
+
+bool g_is_connected = false;
+char g_hub_presence_room_id[64] = "";
+HubPresence g_hub_room_presence[k_hub_presence_max];
+std::int32_t g_hub_room_presence_count = 0;
+
+void sync_hub_room_presence_from_peers(const Peer* peers, std::int32_t count) {
+    g_hub_room_presence_count = 0;
+    if (is_empty(g_hub_presence_room_id)) {
+        g_last_peers.clear();
+        return;
+    }
+    const std::span<const Peer> all(peers, static_cast<std::size_t>(std::max(count, 0)));
+    g_last_peers = std::vector<Peer>(all.begin(), all.end());
+    add_person(first_filled(g_display_name, g_username), g_is_speaking);
+    for (const Peer& peer : g_last_peers) {
+        add_person(peer.username, peer.speaking != 0);
+    }
+    if (!g_joining_room_transition) {
+        show_presence();
+    }
+    sync_hub_space_users_from_room_presence();
+}
+
+void resync_hub_room_presence() {
+    const std::vector<Peer> peers = g_last_peers;
+    sync_hub_room_presence_from_peers(peers.data(), static_cast<std::int32_t>(peers.size()));
+}
+
+void sync_hub_space_users_from_room_presence() {
+    // With the window gone nobody is left to see them.
+    if (is_empty(g_selected_space_id) || g_window == nullptr || has_fresh_members()) {
+        return;
+    }
+    char error[256] = "";
+    if (!backend_load_space_members(g_selected_space_id, error)) {
+        append_hub_click_log("[HUB][SPACE][USERS] members-load-fail spaceId=%s error=%s",
+                             g_selected_space_id, first_filled(error, "unknown"));
+        return;
+    }
+    g_members_loaded_ms = clock_ticks_ms();
+}
+
+void clear_hub_room_presence() {
+    copy_text(g_hub_presence_room_id, "");
+    g_hub_room_presence_count = 0;
+    g_last_peers.clear();
+    sync_hub_space_users_from_room_presence();
+    show_presence();
+}
+
+void leave_lost_voice_room() {
+    g_is_connected = false;
+    clear_hub_room_presence();
+}

@@ -1,0 +1,203 @@
+// See ui/hub/space_rows_internal.h.
+#include "ui/hub/space_rows_internal.h"
+
+#include "backend/hub_tables.h"
+#include "base/text.h"
+#include "ui/display_text.h"
+#include "ui/hub/hub_internal.h"
+#include "ui/hub/hub_rooms_internal.h"
+
+#include <initializer_list>
+
+namespace {
+
+constexpr int k_row_spacing = 10;
+constexpr int k_row_side_margin = 8;
+constexpr int k_text_spacing = 4;
+constexpr std::int32_t k_thumbnail_size = 36;
+constexpr int k_room_spacing = 8;
+constexpr int k_room_indent = 28;
+constexpr int k_presence_indent = 48;
+constexpr int k_row_gap = 2;
+constexpr int k_presence_gap = 1;
+
+// Shorter ones fit the column, and a tooltip that repeats them would only be in the way.
+constexpr std::size_t k_long_name = 24;
+
+GtkWidget* append_text(GtkWidget* box, const std::string& text,
+                       std::initializer_list<const char*> classes) {
+    GtkWidget* const label = gtk_label_new(text.c_str());
+    gtk_widget_set_halign(label, GTK_ALIGN_START);
+    for (const char* css_class : classes) {
+        gtk_widget_add_css_class(label, css_class);
+    }
+    gtk_box_append(GTK_BOX(box), label);
+    return label;
+}
+
+void show_name(GtkWidget* label, const std::string& name) {
+    const std::string shown = display_text(name.c_str());
+    gtk_label_set_text(GTK_LABEL(label), shown.c_str());
+    if (shown.size() > k_long_name) {
+        gtk_widget_set_tooltip_text(label, shown.c_str());
+    } else if (gtk_widget_get_has_tooltip(label) != FALSE) {
+        gtk_widget_set_tooltip_text(label, nullptr);
+    }
+}
+
+GtkWidget* append_name(GtkWidget* box, const std::string& name,
+                       std::initializer_list<const char*> classes) {
+    GtkWidget* const label = append_text(box, "", classes);
+    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
+    show_name(label, name);
+    return label;
+}
+
+// Behind the picture, the bullet or the dot.
+GtkWidget* name_label_of(GtkListBoxRow* row) {
+    GtkWidget* const last = gtk_widget_get_last_child(gtk_list_box_row_get_child(row));
+    return GTK_IS_LABEL(last) ? last : gtk_widget_get_first_child(last);
+}
+
+void show_speaking(GtkWidget* dot, bool speaking) {
+    gtk_widget_remove_css_class(dot, speaking ? "silent" : "speaking");
+    gtk_widget_add_css_class(dot, speaking ? "speaking" : "silent");
+}
+
+GtkWidget* create_row_box(int spacing, int start_margin, int gap) {
+    GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, spacing);
+    gtk_widget_set_margin_start(box, start_margin);
+    gtk_widget_set_margin_end(box, k_row_side_margin);
+    gtk_widget_set_margin_top(box, gap);
+    gtk_widget_set_margin_bottom(box, gap);
+    return box;
+}
+
+GtkWidget* create_space_contents(const HubListRow& row) {
+    GtkWidget* const thumbnail = create_space_thumbnail_image(k_thumbnail_size);
+    gtk_widget_set_size_request(thumbnail, k_thumbnail_size, k_thumbnail_size);
+    gtk_widget_set_valign(thumbnail, GTK_ALIGN_START);
+
+    GtkWidget* const texts = gtk_box_new(GTK_ORIENTATION_VERTICAL, k_text_spacing);
+    gtk_widget_set_hexpand(texts, TRUE);
+    gtk_widget_set_valign(texts, GTK_ALIGN_CENTER);
+    append_name(texts, row.name, {"settings-option-title", "hub-space-title"});
+    if (row.mark) {
+        // Spanish in both languages.
+        append_text(texts, "Invitación pendiente", {"settings-option-desc"});
+    }
+
+    GtkWidget* const box = create_row_box(k_row_spacing, k_row_side_margin, k_row_gap);
+    gtk_widget_add_css_class(box, "peer-item");
+    gtk_widget_add_css_class(box, "hub-space-row");
+    gtk_box_append(GTK_BOX(box), thumbnail);
+    gtk_box_append(GTK_BOX(box), texts);
+    return box;
+}
+
+GtkWidget* create_room_contents(const HubListRow& row) {
+    GtkWidget* const box = create_row_box(k_room_spacing, k_room_indent, k_row_gap);
+    gtk_widget_add_css_class(box, "hub-room-row");
+    append_text(box, "•", {"hub-room-bullet"});
+    GtkWidget* const name = append_name(box, row.name, {"hub-room-title"});
+    gtk_widget_set_hexpand(name, TRUE);
+    return box;
+}
+
+GtkWidget* create_presence_contents(const HubListRow& row) {
+    GtkWidget* const box = create_row_box(k_room_spacing, k_presence_indent, k_presence_gap);
+    gtk_widget_add_css_class(box, "hub-room-row");
+    show_speaking(append_text(box, "●", {"speaking-indicator"}), row.mark);
+    GtkWidget* const name = append_name(box, row.name, {"settings-option-desc"});
+    gtk_widget_set_hexpand(name, TRUE);
+    return box;
+}
+
+// Indices are stored plus one: data that is not there reads as 0.
+void set_index(GObject* row, const char* key, std::int32_t index) {
+    g_object_set_data(row, key, GINT_TO_POINTER(index + 1));
+}
+
+void set_text(GObject* row, const char* key, const std::string& text) {
+    g_object_set_data_full(row, key, g_strdup(text.c_str()), g_free);
+}
+
+void set_row_data(GObject* widget, const HubListRow& row) {
+    set_index(widget, "space-index", row.space_index);
+    if (row.kind != HubListRow::Kind::presence) {
+        const bool is_space = row.kind == HubListRow::Kind::space;
+        set_index(widget, "room-index", row.room_index);
+        set_text(widget, "chat-scope-type", is_space ? "space" : "room");
+        set_text(widget, "chat-scope-id", is_space ? row.space_id : row.room_id);
+        set_text(widget, "chat-title", row.name);
+    }
+}
+
+void append_presence(const HubListRow& room, std::vector<HubListRow>& rows) {
+    for (std::int32_t i = 0; i < g_hub_room_presence_count; ++i) {
+        const HubPresence& person = g_hub_room_presence[i];
+        rows.push_back({HubListRow::Kind::presence, room.space_index, -1, room.space_id,
+                        room.room_id, person.username, person.speaking});
+    }
+}
+
+} // namespace
+
+bool HubListRow::stands_for_same(const HubListRow& other) const {
+    return kind == other.kind && space_id == other.space_id && room_id == other.room_id &&
+           (kind != Kind::presence || name == other.name);
+}
+
+std::vector<HubListRow> hub_list_rows() {
+    std::vector<HubListRow> rows;
+    for (std::int32_t i = 0; i < g_hub_server_count; ++i) {
+        const HubSpace& space = g_hub_servers[i];
+        rows.push_back({HubListRow::Kind::space, i, -1, space.id, "", space.name,
+                        is_pending_invitation(space)});
+        if (!space.roomsCached) {
+            continue;
+        }
+        for (std::int32_t j = 0; j < space.cachedRoomCount; ++j) {
+            const HubRoom& room = space.cachedRooms[j];
+            const HubListRow row{HubListRow::Kind::room, i, j, space.id, room.id, room.name, false};
+            rows.push_back(row);
+            if (!is_empty(g_hub_presence_room_id) && row.room_id == g_hub_presence_room_id) {
+                append_presence(row, rows);
+            }
+        }
+    }
+    return rows;
+}
+
+bool HubListRow::has_same_widgets(const HubListRow& other) const {
+    return kind == other.kind && (kind != Kind::space || mark == other.mark);
+}
+
+GtkWidget* create_hub_list_row(const HubListRow& row) {
+    GtkWidget* const widget = gtk_list_box_row_new();
+    GtkListBoxRow* const list_row = GTK_LIST_BOX_ROW(widget);
+    switch (row.kind) {
+    case HubListRow::Kind::space:
+        gtk_list_box_row_set_child(list_row, create_space_contents(row));
+        break;
+    case HubListRow::Kind::room:
+        gtk_list_box_row_set_child(list_row, create_room_contents(row));
+        break;
+    case HubListRow::Kind::presence:
+        gtk_list_box_row_set_child(list_row, create_presence_contents(row));
+        gtk_list_box_row_set_selectable(list_row, FALSE);
+        gtk_list_box_row_set_activatable(list_row, FALSE);
+        break;
+    }
+    set_row_data(G_OBJECT(widget), row);
+    return widget;
+}
+
+void update_hub_list_row(GtkWidget* widget, const HubListRow& row) {
+    GtkListBoxRow* const list_row = GTK_LIST_BOX_ROW(widget);
+    show_name(name_label_of(list_row), row.name);
+    if (row.kind == HubListRow::Kind::presence) {
+        show_speaking(gtk_widget_get_first_child(gtk_list_box_row_get_child(list_row)), row.mark);
+    }
+    set_row_data(G_OBJECT(widget), row);
+}

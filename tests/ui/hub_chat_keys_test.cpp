@@ -1,0 +1,89 @@
+// The hub's chat under a real keyboard and wheel. For X11, where xdotool can play them.
+#include "hub_chat_fixture.h"
+
+#include "backend/hub_tables.h"
+#include "base/text.h"
+#include "chat/chat_connection.h"
+#include "ui/hub/hub_chat_internal.h"
+
+#include <initializer_list>
+
+namespace {
+
+class HubChatKeys : public HubChatTest {
+  protected:
+    void SetUp() override {
+        show_column();
+        copy_text(g_hub_chat_scope_type, "space");
+        copy_text(g_hub_chat_scope_id, "s1");
+        chat_ws_start_for_selected_space();
+        ASSERT_TRUE(chat_ws_join_space_chat("s1"));
+        ASSERT_TRUE(wait_until([] { return gtk_window_is_active(GTK_WINDOW(g_window)) != FALSE; }));
+    }
+
+    static void press(std::initializer_list<const char*> keys) {
+        std::vector<const char*> command{"key", "--clearmodifiers"};
+        command.insert(command.end(), keys);
+        play(command);
+    }
+
+    static void play(std::vector<const char*> command) {
+        command.insert(command.begin(), "xdotool");
+        command.push_back(nullptr);
+        GErrorSlot error;
+        EXPECT_TRUE(g_spawn_sync(nullptr, const_cast<char**>(command.data()), nullptr,
+                                 G_SPAWN_SEARCH_PATH, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                 error.address()));
+    }
+
+    static GtkWidget* keyboard() { return gtk_window_get_focus(GTK_WINDOW(g_window)); }
+};
+
+TEST_F(HubChatKeys, ShiftReturnBreaksTheLineAndReturnSends) {
+    gtk_widget_grab_focus(g_hub_chat_input_view);
+    press({"a", "shift+Return", "b", "shift+KP_Enter", "c"});
+    wait_until([] { return input() == "a\nb\nc"; });
+    EXPECT_EQ(sent_requests(), Texts{});
+    press({"Return"});
+    wait_until([] { return input().empty(); });
+    press({"d", "KP_Enter"});
+    wait_until([this] { return sent_requests().size() == 2; });
+    EXPECT_EQ(fake_frame_value(sent_requests().at(0), "text"), "a b c");
+    EXPECT_EQ(fake_frame_value(sent_requests().at(1), "text"), "d");
+    EXPECT_EQ(input(), "");
+    EXPECT_EQ(keyboard(), g_hub_chat_input_view);
+}
+
+TEST_F(HubChatKeys, TabGoesFromTheListToTheInputToTheButton) {
+    append_hub_chat_row("Ana", "hola", nullptr);
+    append_hub_chat_row("Ana", "adiós", nullptr);
+    gtk_widget_grab_focus(row_widgets().at(0));
+    press({"Down"});
+    wait_until([] { return keyboard() == row_widgets().at(1); });
+    gtk_widget_grab_focus(g_hub_chat_input_view);
+    press({"Tab"});
+    wait_until([] { return keyboard() == g_hub_chat_send_btn; });
+    press({"shift+Tab", "shift+Tab"});
+    wait_until([] { return gtk_widget_is_ancestor(keyboard(), g_hub_chat_list) != FALSE; });
+}
+
+TEST_F(HubChatKeys, PageUpAtTheTopOfAShortPageAsksForTheOlderOne) {
+    hold_history(4, 2);
+    ASSERT_TRUE(load_space_chat_by_index(0));
+    ASSERT_TRUE(wait_until([] { return row_widgets().size() == 2; }));
+    gtk_widget_grab_focus(row_widgets().at(0));
+    press({"Prior"});
+    ASSERT_TRUE(wait_until([] { return row_widgets().size() == 4; }));
+    EXPECT_EQ(rows(), held_messages(1, 4));
+}
+
+TEST_F(HubChatKeys, TheWheelAtTheTopOfAShortPageAsksForTheOlderOne) {
+    hold_history(4, 2);
+    ASSERT_TRUE(load_space_chat_by_index(0));
+    ASSERT_TRUE(wait_until([] { return row_widgets().size() == 2; }));
+    play({"getactivewindow", "mousemove", "--window", "%1", "200", "200", "click", "4"});
+    ASSERT_TRUE(wait_until([] { return row_widgets().size() == 4; }));
+    EXPECT_EQ(rows(), held_messages(1, 4));
+}
+
+} // namespace

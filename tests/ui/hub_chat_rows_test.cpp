@@ -1,0 +1,327 @@
+// The hub's chat column, its rows, and pages of history shown in them.
+#include "hub_chat_fixture.h"
+
+#include "base/text.h"
+#include "ui/hub/hub_chat_internal.h"
+#include "ui/localisation.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr const char* k_time = "[2024-05-01-10:20:30]";
+
+class HubChatRows : public HubChatTest {
+  protected:
+    static bool apply(const std::string& messages, bool prepend = false,
+                      const std::string& more = "") {
+        return apply_chat_history_payload(history_frame(messages, more).c_str(), prepend, false,
+                                          nullptr);
+    }
+
+    static ChatRow row(const std::string& sender, const std::string& text) {
+        return {sender + " " + k_time, text};
+    }
+};
+
+TEST_F(HubChatRows, TheColumnHasTitleListAndInput) {
+    show_column();
+    GtkWidget* const column = gtk_window_get_child(GTK_WINDOW(g_window));
+    EXPECT_TRUE(gtk_widget_has_css_class(column, "settings-section"));
+    EXPECT_TRUE(gtk_widget_get_hexpand(column));
+    int width = 0;
+    gtk_widget_get_size_request(column, &width, nullptr);
+    EXPECT_EQ(width, 440);
+    const std::vector<GtkWidget*> parts = children_of(column);
+    EXPECT_EQ(parts, (std::vector<GtkWidget*>{g_hub_chat_title_label, g_hub_content_stack,
+                                              g_hub_chat_input_box}));
+    EXPECT_EQ(title(), "Selecciona un espacio o sala");
+    EXPECT_TRUE(gtk_widget_has_css_class(g_hub_chat_title_label, "settings-option-title"));
+    EXPECT_EQ(shown_page(), "hub-room-chat");
+    GtkStack* const stack = GTK_STACK(g_hub_content_stack);
+    GtkWidget* const chat = gtk_stack_get_child_by_name(stack, "hub-room-chat");
+    EXPECT_TRUE(gtk_widget_is_ancestor(g_hub_chat_scroll, chat));
+    EXPECT_TRUE(gtk_widget_is_ancestor(g_hub_chat_loading_label, chat));
+    EXPECT_TRUE(gtk_widget_is_ancestor(g_hub_chat_list, g_hub_chat_scroll));
+    EXPECT_EQ(gtk_stack_get_child_by_name(stack, "hub-stream-view"), g_hub_stream_page);
+    EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(g_hub_chat_send_btn)), "Enviar");
+    EXPECT_FALSE(is_loading_shown());
+}
+
+TEST_F(HubChatRows, TheInputIsNamedByItsTooltipInTheLanguageThatItHas) {
+    show_column();
+    EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_chat_input_view), "Escribe un mensaje...");
+    const auto name = [] {
+        const GCharPtr wrong(gtk_test_accessible_check_property(
+            GTK_ACCESSIBLE(g_hub_chat_input_view), GTK_ACCESSIBLE_PROPERTY_LABEL, ""));
+        return std::string(or_empty(wrong.get()));
+    };
+    EXPECT_NE(name().find("Escribe un mensaje..."), std::string::npos) << name();
+    gtk_widget_set_tooltip_text(g_hub_chat_input_view, "Write a message...");
+    EXPECT_NE(name().find("Write a message..."), std::string::npos) << name();
+}
+
+TEST_F(HubChatRows, ARowShowsSenderTimeAndText) {
+    show_column();
+    append_hub_chat_row("Ana", "hola", "2024-05-01T10:20:30.000Z");
+    EXPECT_EQ(rows(), (ChatRows{{"Ana [2024-05-01-10:20:30]", "hola"}}));
+    GtkWidget* const widget = row_widgets().at(0);
+    EXPECT_FALSE(gtk_list_box_row_get_activatable(GTK_LIST_BOX_ROW(widget)));
+    EXPECT_FALSE(gtk_list_box_row_get_selectable(GTK_LIST_BOX_ROW(widget)));
+    for (GtkWidget* const label : children_of(gtk_widget_get_first_child(widget))) {
+        EXPECT_TRUE(gtk_label_get_wrap(GTK_LABEL(label)));
+        EXPECT_EQ(gtk_label_get_xalign(GTK_LABEL(label)), 0.0F);
+    }
+}
+
+TEST_F(HubChatRows, WithoutATimeTheSenderStandsAlone) {
+    show_column();
+    append_hub_chat_row("Ana", "hola", "");
+    append_hub_chat_row("Luis", "adiós", nullptr);
+    EXPECT_EQ(rows(), (ChatRows{{"Ana", "hola"}, {"Luis", "adiós"}}));
+}
+
+TEST_F(HubChatRows, ATimeThatIsNoneShowsTheCurrentOne) {
+    show_column();
+    append_hub_chat_row("Ana", "hola", "yesterday");
+    std::string header = rows().at(0).header;
+    std::ranges::replace_if(
+        header, [](char c) { return c >= '0' && c <= '9'; }, '#');
+    EXPECT_EQ(header, "Ana [####-##-##-##:##:##]");
+}
+
+TEST_F(HubChatRows, AMessageWithoutASenderIsADashs) {
+    show_column();
+    append_hub_chat_row("", "hola", nullptr);
+    append_hub_chat_row(nullptr, "hola", nullptr);
+    EXPECT_EQ(rows(), (ChatRows{{"-", "hola"}, {"-", "hola"}}));
+}
+
+TEST_F(HubChatRows, MarkupAndOddBytesAreText) {
+    show_column();
+    append_hub_chat_row("<b>A&B</b>", "<i>&amp;</i>\xC3(\nsegunda", "2024-05-01T10:20:30");
+    EXPECT_EQ(rows(), (ChatRows{row("<b>A&B</b>", "<i>&amp;</i>\uFFFD(\nsegunda")}));
+}
+
+TEST_F(HubChatRows, ACharacterCutAtTheEndOfANameOrATextIsLeftOut) {
+    show_column();
+    append_hub_chat_row("Jos\xC3", "ma\xC3", "2024-05-01T10:20:30");
+    EXPECT_EQ(rows(), (ChatRows{row("Jos", "ma")}));
+}
+
+TEST_F(HubChatRows, AHeaderIsCutAtItsBuffer) {
+    show_column();
+    append_hub_chat_row(std::string(300, 'n').c_str(), "hola", "2024-05-01T10:20:30");
+    EXPECT_EQ(rows().at(0).header, std::string(195, 'n'));
+}
+
+TEST_F(HubChatRows, LongWordsLeaveTheColumnItsWidth) {
+    show_column(440, 500);
+    append_hub_chat_row(std::string(95, 'W').c_str(), std::string(511, 'W').c_str(),
+                        "2024-05-01T10:20:30");
+    wait_until([] { return gtk_widget_get_height(row_widgets().at(0)) > 0; });
+    int minimum = 0;
+    gtk_widget_measure(gtk_window_get_child(GTK_WINDOW(g_window)), GTK_ORIENTATION_HORIZONTAL, -1,
+                       &minimum, nullptr, nullptr, nullptr);
+    EXPECT_EQ(minimum, 440);
+    set_hub_chat_title(std::string(127, 'W').c_str());
+    gtk_widget_measure(gtk_window_get_child(GTK_WINDOW(g_window)), GTK_ORIENTATION_HORIZONTAL, -1,
+                       &minimum, nullptr, nullptr, nullptr);
+    EXPECT_EQ(minimum, 440);
+}
+
+TEST_F(HubChatRows, ATextCanBeSelectedToCopyIt) {
+    show_column();
+    append_hub_chat_row("Ana", "hola", nullptr);
+    const std::vector<GtkWidget*> labels =
+        children_of(gtk_widget_get_first_child(row_widgets().at(0)));
+    EXPECT_TRUE(gtk_label_get_selectable(GTK_LABEL(labels.at(1))));
+}
+
+TEST_F(HubChatRows, TheLoadingLabelMovesNothing) {
+    show_column();
+    for (int i = 0; i < 40; ++i) {
+        append_hub_chat_row("Ana", "hola", nullptr);
+    }
+    wait_until([] { return gtk_widget_get_height(row_widgets().back()) > 0 && is_at_bottom(); });
+    GtkWidget* const last = row_widgets().back();
+    run_main_loop_for_ms(50);
+    const double place = place_of(last);
+    set_hub_chat_loading_indicator(true);
+    wait_until([] { return gtk_widget_get_height(g_hub_chat_loading_label) > 0; });
+    run_main_loop_for_ms(50);
+    EXPECT_EQ(place_of(last), place);
+    EXPECT_EQ(gtk_label_get_text(GTK_LABEL(g_hub_chat_loading_label)),
+              std::string("Cargando historial..."));
+}
+
+TEST_F(HubChatRows, TheTitleIsCutAtItsBufferAndStandsWholeInTheTooltip) {
+    show_column();
+    set_hub_chat_title((std::string(126, 'a') + "ñ").c_str());
+    EXPECT_EQ(title(), std::string(126, 'a'));
+    EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_chat_title_label), title().c_str());
+}
+
+// ---- pages of history
+
+TEST_F(HubChatRows, APageTakesThePlaceOfWhatWasShownInItsOrder) {
+    show_column();
+    append_hub_chat_row("viejo", "viejo", nullptr);
+    EXPECT_TRUE(apply(history_message("Ana", "uno") + "," + history_message("Luis", "dos")));
+    EXPECT_EQ(rows(), (ChatRows{row("Ana", "uno"), row("Luis", "dos")}));
+}
+
+TEST_F(HubChatRows, AnOlderPageGoesOnTopInItsOwnOrder) {
+    show_column();
+    apply(history_message("Ana", "tres") + "," + history_message("Ana", "cuatro"));
+    EXPECT_TRUE(apply(history_message("Ana", "uno") + "," + history_message("Ana", "dos"), true));
+    EXPECT_EQ(rows(), (ChatRows{row("Ana", "uno"), row("Ana", "dos"), row("Ana", "tres"),
+                                row("Ana", "cuatro")}));
+}
+
+TEST_F(HubChatRows, HasMoreAndTheCursorAreThoseOfThePage) {
+    show_column();
+    apply(history_message("Ana", "uno"), false, R"("hasMore":true,"nextBefore":"c-1",)");
+    EXPECT_TRUE(g_hub_chat_has_more_history);
+    EXPECT_STREQ(g_hub_chat_next_before, "c-1");
+    apply(history_message("Ana", "cero"), true);
+    EXPECT_FALSE(g_hub_chat_has_more_history);
+    EXPECT_STREQ(g_hub_chat_next_before, "");
+    apply("", false, R"("hasMore":true,"nextBefore":")" + std::string(80, 'c') + "\",");
+    EXPECT_EQ(g_hub_chat_next_before, std::string(63, 'c'));
+}
+
+TEST_F(HubChatRows, BlanksBetweenTheKeysDoNotMatter) {
+    show_column();
+    EXPECT_TRUE(apply_chat_history_payload(
+        R"({ "hasMore" : true , "messages" : [ { "senderDisplayName" : "Ana" ,)"
+        "\n"
+        R"( "text" : "uno  dos" } ] })",
+        false, false, nullptr));
+    EXPECT_TRUE(g_hub_chat_has_more_history);
+    EXPECT_EQ(rows(), (ChatRows{{"Ana", "uno  dos"}}));
+}
+
+TEST_F(HubChatRows, ATextIsCutAtAnEscapedQuote) {
+    show_column();
+    apply(history_message("Ana", R"(di \"hola\" ya)") + "," + history_message("Luis", "dos"));
+    EXPECT_EQ(rows(), (ChatRows{row("Ana", R"(di \)"), row("Luis", "dos")}));
+}
+
+TEST_F(HubChatRows, ValuesAreCutAtTheirBuffers) {
+    show_column();
+    apply(history_message(std::string(200, 's'), std::string(900, 't')));
+    EXPECT_EQ(rows(), (ChatRows{row(std::string(95, 's'), std::string(511, 't'))}));
+}
+
+TEST_F(HubChatRows, AMessageWithoutATimeHasNone) {
+    show_column();
+    apply(R"({"senderDisplayName":"Ana","text":"uno"})");
+    EXPECT_EQ(rows(), (ChatRows{{"Ana", "uno"}}));
+}
+
+TEST_F(HubChatRows, AtMost256MessagesOfAPageAreShown) {
+    show_column();
+    std::string messages;
+    for (int i = 0; i < 300; ++i) {
+        messages += (i > 0 ? "," : "") + history_message("A", std::to_string(i));
+    }
+    apply(messages);
+    ASSERT_EQ(rows().size(), 256U);
+    EXPECT_EQ(rows().front(), row("A", "0"));
+    EXPECT_EQ(rows().back(), row("A", "255"));
+}
+
+TEST_F(HubChatRows, AMessageWithoutASenderOrATextEndsThePage) {
+    show_column();
+    apply(history_message("Ana", "uno") + R"(,{"senderDisplayName":"Luis"})");
+    EXPECT_EQ(rows(), (ChatRows{row("Ana", "uno")}));
+}
+
+TEST_F(HubChatRows, APageWithoutMessagesSaysSo) {
+    show_column();
+    apply(history_message("Ana", "uno"));
+    for (const char* const payload : {R"({"messages":[]})", "{}", "", "{\"messages\":"}) {
+        EXPECT_TRUE(apply_chat_history_payload(payload, false, false, nullptr));
+        EXPECT_EQ(rows(), (ChatRows{{"-", "Aún no hay mensajes."}})) << payload;
+    }
+    EXPECT_TRUE(apply_chat_history_payload(nullptr, false, false, nullptr));
+    EXPECT_EQ(rows().size(), 1U);
+}
+
+TEST_F(HubChatRows, AnOlderPageWithoutMessagesChangesNothing) {
+    show_column();
+    apply(history_message("Ana", "uno"));
+    EXPECT_TRUE(apply("", true));
+    EXPECT_EQ(rows(), (ChatRows{row("Ana", "uno")}));
+}
+
+TEST_F(HubChatRows, TheFirstMessageTakesThePlaceOfTheEmptyNotice) {
+    g_language = k_language_english;
+    show_column();
+    apply("");
+    EXPECT_EQ(rows(), (ChatRows{{"-", "No messages yet."}}));
+    append_hub_chat_row("Ana", "hola", nullptr);
+    EXPECT_EQ(rows(), (ChatRows{{"Ana", "hola"}}));
+    apply("");
+    prepend_hub_chat_row("Luis", "adiós", nullptr);
+    EXPECT_EQ(rows(), (ChatRows{{"Luis", "adiós"}}));
+}
+
+TEST_F(HubChatRows, AnotherNoticeStays) {
+    show_column();
+    show_hub_chat_notice("No se pudo cargar el chat del espacio");
+    append_hub_chat_row("Ana", "hola", nullptr);
+    EXPECT_EQ(rows(), (ChatRows{{"-", "No se pudo cargar el chat del espacio"}, {"Ana", "hola"}}));
+}
+
+TEST_F(HubChatRows, ThePagesTitleIsSetOnlyWhereAskedFor) {
+    show_column();
+    apply_chat_history_payload("{}", false, true, "Sala 1");
+    EXPECT_EQ(title(), "Sala 1");
+    apply_chat_history_payload("{}", false, false, "Sala 2");
+    EXPECT_EQ(title(), "Sala 1");
+    apply_chat_history_payload("{}", false, true, nullptr);
+    EXPECT_EQ(title(), "Selecciona un espacio o sala");
+}
+
+TEST_F(HubChatRows, NoChatIsAsAtTheStart) {
+    show_column();
+    apply(history_message("Ana", "uno"), false, R"("hasMore":true,"nextBefore":"c",)");
+    set_hub_chat_title("Sala");
+    set_hub_chat_loading_indicator(true);
+    show_no_hub_chat();
+    EXPECT_EQ(rows(), (ChatRows{{"-", "Aún no hay mensajes."}}));
+    EXPECT_EQ(title(), "Selecciona un espacio o sala");
+    EXPECT_FALSE(g_hub_chat_has_more_history);
+    EXPECT_STREQ(g_hub_chat_next_before, "");
+    EXPECT_FALSE(is_loading_shown());
+}
+
+TEST_F(HubChatRows, TheKeyboardGoesToTheInputWhenItsRowGoes) {
+    show_column();
+    append_hub_chat_row("Ana", "hola", nullptr);
+    gtk_widget_grab_focus(row_widgets().at(0));
+    ASSERT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), row_widgets().at(0));
+    clear_hub_chat_list();
+    EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), g_hub_chat_input_view);
+}
+
+TEST_F(HubChatRows, WithoutAColumnNothingHappens) {
+    ASSERT_EQ(g_hub_chat_list, nullptr);
+    append_hub_chat_row("Ana", "hola", nullptr);
+    prepend_hub_chat_row("Ana", "hola", nullptr);
+    show_hub_chat_notice("x");
+    show_no_hub_chat();
+    set_hub_chat_loading_indicator(true);
+    update_hub_chat_input_height(600);
+    show_hub_room_chat_view();
+    update_hub_stream_status_label();
+    EXPECT_TRUE(apply(history_message("Ana", "uno"), true));
+    EXPECT_TRUE(apply(history_message("Ana", "uno")));
+    on_hub_chat_send_clicked(nullptr, nullptr);
+    retry_hub_chat_page_at_top();
+    EXPECT_EQ(g_hub_chat_list, nullptr);
+}
+
+} // namespace

@@ -1,0 +1,191 @@
+// Sending in the hub's chat: the button, the keys, and the height of the input.
+#include "hub_chat_fixture.h"
+
+#include "backend/hub_tables.h"
+#include "base/text.h"
+#include "chat/chat_connection.h"
+#include "support/fake_clock.h"
+#include "ui/hub/hub_chat_internal.h"
+
+#include <algorithm>
+
+namespace {
+
+class HubChatSend : public HubChatTest {
+  protected:
+    void SetUp() override {
+        show_column();
+        copy_text(g_hub_chat_scope_type, "space");
+        copy_text(g_hub_chat_scope_id, "s1");
+    }
+
+    void open_channel() {
+        chat_ws_start_for_selected_space();
+        ASSERT_TRUE(chat_ws_join_space_chat("s1"));
+    }
+
+    static void click_send() { g_signal_emit_by_name(g_hub_chat_send_btn, "clicked"); }
+
+    static std::string frame(const std::string& text) {
+        return R"({"type":"message:send","spaceId":"s1","sessionToken":"tok","text":")" + text +
+               "\"}";
+    }
+
+    /// What the message on the screen says; closes it.
+    static Texts take_message() {
+        GtkWindow* const dialog = wait_for_dialog();
+        if (dialog == nullptr) {
+            return {};
+        }
+        Texts texts = label_texts(GTK_WIDGET(dialog));
+        close_dialog(dialog);
+        return texts;
+    }
+
+    static void expect_message(const std::string& detail) {
+        const Texts texts = take_message();
+        EXPECT_NE(std::find(texts.begin(), texts.end(), "Sala"), texts.end());
+        EXPECT_NE(std::find(texts.begin(), texts.end(), detail), texts.end())
+            << testing::PrintToString(texts);
+    }
+
+    /// As the keyboard does it: the first of the view's controllers in the capture phase.
+    static bool press(guint key, GdkModifierType state = GdkModifierType{}) {
+        GListModel* const controllers = gtk_widget_observe_controllers(g_hub_chat_input_view);
+        gboolean handled = FALSE;
+        for (guint i = 0; i < g_list_model_get_n_items(controllers); ++i) {
+            const GObjectPtr<GtkEventController> controller(
+                GTK_EVENT_CONTROLLER(g_list_model_get_item(controllers, i)));
+            if (GTK_IS_EVENT_CONTROLLER_KEY(controller.get()) &&
+                gtk_event_controller_get_propagation_phase(controller.get()) == GTK_PHASE_CAPTURE) {
+                g_signal_emit_by_name(controller.get(), "key-pressed", key, 0U, state, &handled);
+            }
+        }
+        g_object_unref(controllers);
+        return handled != FALSE;
+    }
+};
+
+TEST_F(HubChatSend, AMessageGoesOutAndTheInputIsEmptyThen) {
+    open_channel();
+    write_input("hola");
+    click_send();
+    EXPECT_EQ(sent_requests(), Texts{frame("hola")});
+    EXPECT_EQ(input(), "");
+    EXPECT_TRUE(row_widgets().empty()); // it comes with the history
+    EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), g_hub_chat_input_view);
+}
+
+TEST_F(HubChatSend, LinesBecomeOneAndBlanksAreTrimmed) {
+    open_channel();
+    write_input("  uno\n\n dos\t tres  ");
+    click_send();
+    EXPECT_EQ(sent_requests(), Texts{frame("uno dos tres")});
+}
+
+TEST_F(HubChatSend, WithoutAChatOneIsAskedForAndTheTextStays) {
+    g_hub_chat_scope_id[0] = '\0';
+    write_input("hola");
+    click_send();
+    expect_message("Selecciona primero una sala.");
+    EXPECT_EQ(input(), "hola");
+    g_hub_chat_scope_type[0] = '\0';
+    copy_text(g_hub_chat_scope_id, "s1");
+    write_input("");
+    click_send();
+    expect_message("Selecciona primero una sala.");
+}
+
+TEST_F(HubChatSend, WithoutATextOneIsAskedFor) {
+    for (const char* const text : {"", " \n\t "}) {
+        write_input(text);
+        click_send();
+        expect_message("Escribe un mensaje para enviar.");
+        EXPECT_EQ(input(), text);
+    }
+    EXPECT_TRUE(server.openings().empty());
+}
+
+TEST_F(HubChatSend, AMessageThatCannotBeSentStays) {
+    const FakeClock clock;
+    server.refuse_openings("connect-host", 1);
+    write_input("hola");
+    click_send();
+    expect_message("No se pudo enviar mensaje por socket de chat");
+    EXPECT_EQ(input(), "hola");
+    EXPECT_TRUE(web.calls().empty());
+}
+
+TEST_F(HubChatSend, ARoomsMessageGoesOverTheBackendWithoutAChannel) {
+    const FakeClock clock;
+    server.refuse_openings("connect-host", 1);
+    copy_text(g_hub_chat_scope_type, "room");
+    copy_text(g_hub_chat_scope_id, "r1");
+    web.answer(201, "{}");
+    write_input("hola");
+    click_send();
+    EXPECT_EQ(web.last_call().url, "http://b/api/chats/room/r1/messages");
+    EXPECT_EQ(web.last_call().body, R"({"sessionToken":"tok","text":"hola"})");
+    EXPECT_EQ(input(), "");
+}
+
+TEST_F(HubChatSend, ReturnAndKeypadEnterSend) {
+    open_channel();
+    write_input("uno");
+    EXPECT_TRUE(press(GDK_KEY_Return));
+    EXPECT_EQ(input(), "");
+    write_input("dos");
+    EXPECT_TRUE(press(GDK_KEY_KP_Enter, GDK_CONTROL_MASK));
+    EXPECT_EQ(sent_requests(), (Texts{frame("uno"), frame("dos")}));
+}
+
+TEST_F(HubChatSend, WithShiftAndOtherKeysTheTextViewGoesOn) {
+    open_channel();
+    write_input("uno");
+    EXPECT_FALSE(press(GDK_KEY_Return, GDK_SHIFT_MASK));
+    EXPECT_FALSE(press(GDK_KEY_KP_Enter, GDK_SHIFT_MASK));
+    EXPECT_FALSE(press(GDK_KEY_a));
+    EXPECT_FALSE(press(GDK_KEY_space));
+    EXPECT_EQ(sent_requests(), Texts{});
+    EXPECT_EQ(input(), "uno");
+}
+
+TEST_F(HubChatSend, ReturnEndsWhatAnInputMethodComposesBeforeItSends) {
+    open_channel();
+    write_input("uno");
+    g_signal_emit_by_name(g_hub_chat_input_view, "preedit-changed", "´");
+    EXPECT_FALSE(press(GDK_KEY_Return));
+    g_signal_emit_by_name(g_hub_chat_input_view, "preedit-changed", "");
+    EXPECT_TRUE(press(GDK_KEY_Return));
+    EXPECT_EQ(sent_requests(), Texts{frame("uno")});
+}
+
+TEST_F(HubChatSend, ASendThatFailsWithoutAReasonHasTheOwnWords) {
+    copy_text(g_hub_chat_scope_type, "nothing");
+    write_input("hola");
+    click_send();
+    expect_message("scope inválido para chat");
+}
+
+TEST_F(HubChatSend, TabLeavesTheInput) {
+    EXPECT_FALSE(gtk_text_view_get_accepts_tab(GTK_TEXT_VIEW(g_hub_chat_input_view)));
+}
+
+TEST_F(HubChatSend, TheInputsHeightFollowsTheWindows) {
+    struct Case {
+        std::int32_t window;
+        int input;
+    };
+    for (const Case& c : {Case{400, 84}, Case{2000, 220}, Case{566, 84}, Case{567, 85},
+                          Case{1000, 150}, Case{999, 149}, Case{1466, 219}, Case{1467, 220},
+                          Case{0, 84}, Case{-5, 84}, Case{2147483647, 220}}) {
+        update_hub_chat_input_height(c.window);
+        int width = 0;
+        int height = 0;
+        gtk_widget_get_size_request(g_hub_chat_input_box, &width, &height);
+        EXPECT_EQ(height, c.input) << c.window;
+        EXPECT_EQ(width, -1);
+    }
+}
+
+} // namespace

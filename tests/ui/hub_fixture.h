@@ -1,0 +1,110 @@
+// What the tests of the hub share: the whole interface over a scripted backend, chat server and
+// voice server, with a signed-in user. The chat server is friendly unless told otherwise.
+#pragma once
+
+#include "ui_harness.h"
+
+#include "backend/hub_tables.h"
+#include "support/fake_udp_socket.h"
+#include "support/fake_web_exchange.h"
+#include "support/fake_web_socket.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+struct Peer;
+
+using Texts = std::vector<std::string>;
+
+/// What an alert says, and the kind that its caller gave it, which is not to be seen: the handlers
+/// are built once more into the test program, with a recorder in their way.
+struct Alert {
+    int kind;
+    std::string title;
+    std::string detail;
+
+    bool operator==(const Alert&) const = default;
+};
+void PrintTo(const Alert& alert, std::ostream* out);
+
+Alert information(const std::string& title, const std::string& detail);
+Alert warning(const std::string& title, const std::string& detail);
+Alert failure(const std::string& title, const std::string& detail);
+
+class HubTest : public testing::Test {
+  protected:
+    HubTest();
+    ~HubTest() override;
+
+    /// The answer to "METHOD /path", from now on. What has none gets 404 and {}.
+    void answer(const std::string& request, std::uint32_t status, const std::string& body);
+    /// The rooms of a space, "id:name" each.
+    void answer_rooms(const std::string& space_id, const Texts& rooms);
+    /// "METHOD /path" of every request so far, without its query.
+    Texts requests() const;
+    std::string body_of_last_request() const { return m_web.last_call().body; }
+    void forget_requests() { m_web.forget_calls(); }
+    void at_each_request(std::function<void()> callback) { m_at_request = std::move(callback); }
+
+    /// The hub in its window, laid out.
+    static void show_hub();
+
+    /// Appends a space to the table; with rooms, "id:name" each, they are cached.
+    static HubSpace& add_space(const std::string& id, const std::string& name,
+                               const Texts& rooms = {});
+    static void make_invitation(HubSpace& space, const std::string& invitation_id);
+    /// Appends rooms to the table of the selected space's rooms.
+    static void add_rooms(const Texts& rooms);
+
+    // The hub's list.
+    static std::vector<GtkWidget*> rows();
+    static GtkListBoxRow* row(std::size_t index);
+    /// A line for each row: "Name", "  Room", "    Person", with "*" behind who speaks.
+    static Texts list_lines();
+    static GtkWidget* selected_row();
+    static void select(std::size_t index);
+    static void activate(std::size_t index);
+    static GtkWidget* keyboard();
+
+    /// Waits for the alert over the window, reads and closes it.
+    static Alert take_alert();
+    static bool no_window_over_the_hub() { return find_dialog() == nullptr; }
+
+    /// The voice server lets everybody in.
+    void answer_voice();
+    /// The messages of join (0) and leave (1) that the voice server got, in order, and "connect".
+    Texts voice_journal() const;
+
+    /// Registers what the core does: connects, joins, leaves, and says so to the interface.
+    static void play_core();
+
+    /// The lines of the hub's log since the test began, without their times.
+    static Texts log_lines();
+
+    FakeWebSocketServer chat;
+
+  private:
+    void answer_request();
+
+    FakeWeb m_web;
+    std::map<std::string, FakeWebAnswer> m_answers;
+    std::function<void()> m_at_request;
+    FakeClock m_clock;
+
+  protected:
+    FakeUdp voice{m_clock};
+};
+
+Peer make_peer(const std::string& username, bool speaking = false);
+
+std::string label(GtkWidget* widget);
+std::string tooltip(GtkWidget* widget);
+std::string text_data(GtkWidget* row, const char* key);
+int index_data(GtkWidget* row, const char* key);
+void click(GtkWidget* button);
+void type(GtkWidget* entry, const std::string& text);
+std::string typed(GtkWidget* entry);

@@ -1,0 +1,258 @@
+// The rooms page: the list, a new room, entering one, and the way to it.
+#include "hub_fixture.h"
+
+#include "backend/endpoints.h"
+#include "backend/identity.h"
+#include "base/text.h"
+#include "core/peer.h"
+#include "ui/hub/hub_internal.h"
+#include "ui/hub/hub_rooms_internal.h"
+#include "ui/localisation.h"
+
+#include <utility>
+
+namespace {
+
+constexpr const char* k_rooms = "GET /api/spaces/s1/rooms";
+constexpr const char* k_create = "POST /api/spaces/s1/rooms";
+
+class HubRooms : public HubTest {
+  protected:
+    static void enter_space(const char* role = "owner") {
+        copy_text(add_space("s1", "Uno").role, role);
+        g_selected_server_index = 0;
+        copy_text(g_selected_space_id, "s1");
+    }
+
+    static std::vector<GtkWidget*> room_rows() { return children_of(g_rooms_list); }
+
+    static GtkListBoxRow* room_row(std::size_t index) {
+        return GTK_LIST_BOX_ROW(room_rows().at(index));
+    }
+
+    static void select_room(std::size_t index) {
+        gtk_list_box_select_row(GTK_LIST_BOX(g_rooms_list), room_row(index));
+    }
+
+    static bool can_enter() { return gtk_widget_get_sensitive(g_enter_room_btn) != FALSE; }
+};
+
+TEST_F(HubRooms, PageHoldsTitleListFieldAndButtons) {
+    run_interface([] {
+        EXPECT_TRUE(gtk_widget_has_css_class(g_rooms_title_label, "settings-title"));
+        EXPECT_TRUE(gtk_widget_has_css_class(g_rooms_subtitle_label, "settings-description"));
+        EXPECT_EQ(label(g_rooms_title_label), tr("rooms_title"));
+        EXPECT_EQ(label(g_rooms_subtitle_label), tr("rooms_subtitle"));
+        EXPECT_TRUE(gtk_widget_has_css_class(g_rooms_list, "peer-list"));
+        EXPECT_STREQ(gtk_entry_get_placeholder_text(GTK_ENTRY(g_room_name_entry)),
+                     tr("rooms_new_placeholder"));
+        for (const auto& [button, key, css_class] :
+             {std::tuple{g_create_room_btn, "rooms_create_btn", "btn-primary"},
+              {g_back_to_servers_btn, "rooms_back_spaces_btn", "btn-primary"},
+              {g_enter_room_btn, "rooms_enter_btn", "suggested-action"}}) {
+            EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(button)), tr(key));
+            EXPECT_TRUE(gtk_widget_has_css_class(button, css_class)) << key;
+        }
+        EXPECT_FALSE(can_enter());
+    });
+}
+
+TEST_F(HubRooms, ListsRoomsAndWhoIsInTheVoiceRoom) {
+    run_interface([] {
+        add_rooms({"r1:General", "r2:Cine"});
+        g_hub_rooms[1].userCount = 3;
+        copy_text(g_hub_presence_room_id, "r1");
+        const Peer leo = make_peer("leo", true);
+        sync_hub_room_presence_from_peers(&leo, 1);
+        refresh_room_list();
+        EXPECT_EQ(label_texts(g_rooms_list),
+                  (Texts{"General", "Usuarios: 0 · Sala de voz", "●", "ana", "●", "leo", "Cine",
+                         "Usuarios: 3 · Sala de voz"}));
+        ASSERT_EQ(room_rows().size(), 4U);
+        const int expected[] = {1, 0, 0, 2};
+        for (std::size_t i = 0; i < 4; ++i) {
+            EXPECT_EQ(index_data(room_rows()[i], "room-index"), expected[i]);
+            EXPECT_EQ(gtk_widget_has_css_class(room_rows()[i], "hub-room-row") != FALSE,
+                      expected[i] != 0);
+            EXPECT_EQ(gtk_list_box_row_get_selectable(room_row(i)) != FALSE, expected[i] != 0);
+        }
+        for (const std::size_t i : {1U, 2U}) {
+            GtkWidget* const dot =
+                gtk_widget_get_first_child(gtk_list_box_row_get_child(room_row(i)));
+            EXPECT_TRUE(gtk_widget_has_css_class(dot, "speaking-indicator"));
+            EXPECT_EQ(gtk_widget_has_css_class(dot, "speaking") != FALSE, i == 2);
+            EXPECT_EQ(gtk_widget_has_css_class(dot, "silent") != FALSE, i == 1);
+        }
+    });
+}
+
+TEST_F(HubRooms, OnlyAChosenRoomCanBeEntered) {
+    run_interface([] {
+        add_rooms({"r1:General", "r2:Cine"});
+        refresh_room_list();
+        EXPECT_FALSE(can_enter());
+        select_room(1);
+        EXPECT_EQ(g_selected_room_index, 1);
+        EXPECT_TRUE(can_enter());
+        refresh_room_list();
+        EXPECT_EQ(gtk_list_box_get_selected_row(GTK_LIST_BOX(g_rooms_list)), room_row(1));
+        EXPECT_TRUE(can_enter());
+        gtk_list_box_unselect_all(GTK_LIST_BOX(g_rooms_list));
+        EXPECT_EQ(g_selected_room_index, -1);
+        EXPECT_FALSE(can_enter());
+    });
+}
+
+TEST_F(HubRooms, LoadedRoomsAreListedWithoutAChoice) {
+    answer_rooms("s1", {"r1:General"});
+    run_interface([this] {
+        enter_space();
+        add_rooms({"r8:Otra"});
+        refresh_room_list();
+        select_room(0);
+        load_rooms_for_selected_server();
+        EXPECT_EQ(requests(), Texts{k_rooms});
+        EXPECT_EQ(label_texts(g_rooms_list), (Texts{"General", "Usuarios: 0 · Sala de voz"}));
+        EXPECT_FALSE(can_enter());
+        EXPECT_TRUE(g_hub_servers[0].roomsCached);
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General"}));
+    });
+}
+
+TEST_F(HubRooms, RoomsThatCannotBeLoadedAreToldAndNoOthersAreShown) {
+    run_interface([this] {
+        enter_space();
+        add_rooms({"r8:De otro espacio"});
+        answer(k_rooms, 403, R"({"error":"Solo para miembros"})");
+        load_rooms_for_selected_server();
+        EXPECT_EQ(take_alert(), failure("Sala", "Solo para miembros"));
+        EXPECT_TRUE(room_rows().empty());
+    });
+}
+
+TEST_F(HubRooms, TheChosenRoomIsEnteredFromHereOnThisPage) {
+    answer_voice();
+    run_interface([this] {
+        play_core();
+        enter_space();
+        add_rooms({"r1:General", "r2:Cine"});
+        switch_to_rooms_page();
+        refresh_room_list();
+        click(g_enter_room_btn);
+        EXPECT_EQ(take_alert(), warning("Sala", tr("msg_select_room")));
+        select_room(1);
+        click(g_enter_room_btn);
+        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r2"}));
+        EXPECT_EQ(visible_page(), "rooms");
+        EXPECT_EQ(label_texts(g_rooms_list).back(), "ana");
+    });
+}
+
+TEST_F(HubRooms, TheListKeepsTheKeyboard) {
+    run_interface([] {
+        add_rooms({"r1:General", "r2:Cine"});
+        switch_to_rooms_page();
+        refresh_room_list();
+        select_room(1);
+        gtk_widget_grab_focus(GTK_WIDGET(room_row(1)));
+        refresh_room_list();
+        EXPECT_EQ(keyboard(), GTK_WIDGET(room_row(1)));
+    });
+}
+
+// --- A new room ---
+
+TEST_F(HubRooms, ANewRoomNeedsASpaceItsAdministratorAndAName) {
+    run_interface([this] {
+        type(g_room_name_entry, "Cine");
+        click(g_create_room_btn);
+        EXPECT_EQ(take_alert(), warning("Sala", tr("msg_select_space_first")));
+        enter_space("member");
+        click(g_create_room_btn);
+        EXPECT_EQ(take_alert(), warning("Sala", tr("msg_only_admin_action")));
+        copy_text(g_hub_servers[0].role, "owner");
+        for (const auto& [text, key] :
+             {std::pair{" ¡! ", "msg_enter_room_name"}, {" a ", "msg_space_name_invalid"}}) {
+            type(g_room_name_entry, text);
+            click(g_create_room_btn);
+            EXPECT_EQ(take_alert(), warning("Sala", tr(key)));
+            EXPECT_EQ(typed(g_room_name_entry), text);
+        }
+        EXPECT_EQ(requests(), Texts{});
+    });
+}
+
+TEST_F(HubRooms, ANewRoomIsListedOnThePageAndInTheHub) {
+    answer(k_create, 201, "{}");
+    answer_rooms("s1", {"r1:General", "r2:Cine mudo"});
+    run_interface([this] {
+        enter_space();
+        type(g_room_name_entry, "  Cine   mudo ");
+        g_signal_emit_by_name(g_room_name_entry, "activate");
+        EXPECT_EQ(requests(), (Texts{k_create, k_rooms}));
+        EXPECT_EQ(take_alert(), information("Sala", tr("msg_create_room_success")));
+        EXPECT_EQ(room_rows().size(), 2U);
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine mudo"}));
+        EXPECT_EQ(typed(g_room_name_entry), "");
+    });
+}
+
+TEST_F(HubRooms, TheNameOfANewRoomIsSentClean) {
+    answer(k_create, 409, R"({"error":"Ya existe"})");
+    run_interface([this] {
+        enter_space();
+        type(g_room_name_entry, "  Cine   mudo ");
+        click(g_create_room_btn);
+        EXPECT_EQ(body_of_last_request(), R"({"sessionToken":"tok","name":"Cine mudo"})");
+        EXPECT_EQ(take_alert(), failure("Sala", "Ya existe"));
+        EXPECT_EQ(typed(g_room_name_entry), "  Cine   mudo ");
+    });
+}
+
+// --- The way to the page ---
+
+TEST_F(HubRooms, WithoutASpaceThereIsNoWayToThePage) {
+    run_interface([this] {
+        show_hub();
+        on_connect_server_clicked(nullptr, nullptr);
+        EXPECT_EQ(take_alert(), warning("Espacio", tr("msg_select_space")));
+        EXPECT_EQ(visible_page(), "hub");
+        EXPECT_EQ(requests(), Texts{});
+    });
+}
+
+TEST_F(HubRooms, EnteringASpaceShowsItsRoomsUnderTheNameOfTheField) {
+    answer_rooms("s1", {"r1:General"});
+    run_interface([this] {
+        add_space("s1", "Uno");
+        g_selected_server_index = 0;
+        show_hub();
+        keep(g_hub_display_name_entry, gtk_entry_new());
+        gtk_box_append(GTK_BOX(g_hub_page), g_hub_display_name_entry);
+        type(g_hub_display_name_entry, "Ani ta");
+        std::string popup;
+        at_each_request([&popup] {
+            popup = g_loading_popup != nullptr ? label_texts(g_loading_popup).front() : "none";
+        });
+        on_connect_server_clicked(nullptr, nullptr);
+        at_each_request({});
+        EXPECT_EQ(popup, "Cargando espacio...");
+        EXPECT_EQ(g_loading_popup, nullptr);
+        EXPECT_STREQ(g_selected_space_id, "s1");
+        EXPECT_STREQ(g_server_url, "backend.example:3602");
+        EXPECT_STREQ(g_display_name, "Anita");
+        EXPECT_EQ(visible_page(), "rooms");
+        ASSERT_EQ(room_rows().size(), 1U);
+        EXPECT_EQ(keyboard(), room_rows().at(0));
+    });
+}
+
+TEST_F(HubRooms, WithoutAListNothingHappens) {
+    ASSERT_EQ(g_rooms_list, nullptr);
+    add_rooms({"r1:General"});
+    refresh_room_list();
+    on_room_row_selected(nullptr, nullptr, nullptr);
+    EXPECT_EQ(g_selected_room_index, -1);
+}
+
+} // namespace

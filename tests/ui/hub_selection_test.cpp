@@ -1,0 +1,534 @@
+// Selecting and activating the rows of the hub's list: what is asked of whom, what is shown
+// meanwhile and afterwards.
+#include "hub_fixture.h"
+
+#include "backend/spaces_api.h"
+#include "base/clock.h"
+#include "base/text.h"
+#include "ui/hub/hub_chat_internal.h"
+#include "ui/hub/hub_internal.h"
+#include "ui/hub/hub_rooms_internal.h"
+#include "ui/localisation.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <utility>
+
+namespace {
+
+constexpr const char* k_rooms_1 = "GET /api/spaces/s1/rooms";
+constexpr const char* k_rooms_2 = "GET /api/spaces/s2/rooms";
+
+class HubSelection : public HubTest {
+  protected:
+    HubSelection() {
+        answer_rooms("s1", {"r1:General", "r2:Cine"});
+        answer_rooms("s2", {"r3:General"});
+        answer("GET /api/spaces/s1/members", 200, R"({"members":[]})");
+    }
+
+    /// What the chat server was sent of these types, as "TYPE SPACE".
+    Texts chat_requests() const {
+        Texts requests;
+        for (const std::string& text : chat.sent()) {
+            const std::string type = fake_frame_value(text, "type");
+            if (type == "chat:join" || type == "messages:history") {
+                requests.push_back(type + " " + fake_frame_value(text, "spaceId"));
+            }
+        }
+        return requests;
+    }
+
+    /// The lines of the log about clicks.
+    static Texts click_lines() {
+        Texts lines;
+        for (const std::string& line : log_lines()) {
+            if (line.starts_with("[HUB][CLICK] ")) {
+                lines.push_back(line.substr(13));
+            }
+        }
+        return lines;
+    }
+
+    static std::string popup_text() {
+        const Texts texts = g_loading_popup != nullptr ? label_texts(g_loading_popup) : Texts{};
+        return texts.empty() ? "" : texts.front();
+    }
+
+    /// What the popups said while the backend was asked, one line for each request.
+    Texts popups_at_requests;
+    void watch_popups() {
+        at_each_request([this] { popups_at_requests.push_back(popup_text()); });
+    }
+
+    static void press_on_list(const char* signal) { g_signal_emit_by_name(g_servers_list, signal); }
+
+    static void press_down() {
+        g_signal_emit_by_name(g_servers_list, "move-cursor", GTK_MOVEMENT_DISPLAY_LINES, 1, FALSE,
+                              FALSE);
+    }
+};
+
+TEST_F(HubSelection, SelectingASpaceOpensItsChatAndLoadsItsRooms) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        add_space("s2", "Dos");
+        show_hub();
+        watch_popups();
+        select(1);
+        EXPECT_EQ(g_selected_server_index, 1);
+        EXPECT_STREQ(g_selected_space_id, "s2");
+        EXPECT_EQ(requests(), Texts{k_rooms_2});
+        EXPECT_EQ(chat_requests(), (Texts{"chat:join s2", "messages:history s2"}));
+        EXPECT_EQ(popups_at_requests, Texts{"Cambiando espacio..."});
+        EXPECT_EQ(g_loading_popup, nullptr);
+        EXPECT_TRUE(no_window_over_the_hub());
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "Dos", "  General"}));
+        EXPECT_EQ(selected_row(), rows().at(1));
+        EXPECT_STREQ(g_hub_chat_scope_type, "space");
+        EXPECT_STREQ(g_hub_chat_scope_id, "s2");
+        EXPECT_EQ(label(g_hub_chat_title_label), "Dos");
+        EXPECT_EQ(g_selected_room_index, -1);
+        EXPECT_STREQ(g_hub_rooms[0].id, "r3");
+        EXPECT_EQ(click_lines(), Texts{"row-selected space=1 room=-1"});
+    });
+}
+
+TEST_F(HubSelection, TheArrowKeysSelectAndStayWhereTheyAre) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        add_space("s2", "Dos");
+        show_hub();
+        gtk_widget_grab_focus(rows().at(0));
+        press_down();
+        EXPECT_STREQ(g_selected_space_id, "s2");
+        EXPECT_EQ(keyboard(), rows().at(1));
+        press_down(); // to its room
+        EXPECT_EQ(g_selected_room_index, 0);
+        EXPECT_EQ(keyboard(), rows().at(2));
+        EXPECT_EQ(requests(), Texts{k_rooms_2});
+    });
+}
+
+TEST_F(HubSelection, ASpaceThatIsSelectedAndLoadedIsNotLoadedAgain) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        show_hub();
+        select(0);
+        const std::size_t sent = chat.sent().size();
+        for (const std::size_t i : {1U, 0U, 2U, 0U}) {
+            select(i);
+        }
+        EXPECT_EQ(requests(), Texts{k_rooms_1});
+        EXPECT_EQ(chat.sent().size(), sent);
+        EXPECT_EQ(chat.openings().size(), 1U);
+    });
+}
+
+TEST_F(HubSelection, ComingBackToASpaceLoadsItAgain) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        add_space("s2", "Dos");
+        show_hub();
+        select(0);
+        select(3);
+        EXPECT_STREQ(g_selected_space_id, "s2");
+        answer_rooms("s1", {"r1:General", "r2:Cine", "r9:Nueva"});
+        select(0);
+        EXPECT_EQ(requests(), (Texts{k_rooms_1, k_rooms_2, k_rooms_1}));
+        EXPECT_EQ(chat_requests(),
+                  (Texts{"chat:join s1", "messages:history s1", "chat:join s2",
+                         "messages:history s2", "chat:join s1", "messages:history s1"}));
+        EXPECT_EQ(list_lines(),
+                  (Texts{"Uno", "  General", "  Cine", "  Nueva", "Dos", "  General"}));
+    });
+}
+
+TEST_F(HubSelection, ASpaceWithoutItsRoomsIsLoadedWhenItIsSelectedAgain) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        show_hub();
+        answer(k_rooms_1, 500, "{}");
+        select(0);
+        take_alert();
+        forget_requests();
+        answer_rooms("s1", {"r1:General"});
+        watch_popups();
+        press_on_list("unselect-all");
+        select(0);
+        EXPECT_EQ(popups_at_requests, Texts{"Cargando datos del espacio..."});
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General"}));
+        // Its chat was open: only the join is asked for, on the new connection.
+        EXPECT_EQ(chat_requests(), (Texts{"chat:join s1", "messages:history s1", "chat:join s1"}));
+    });
+}
+
+TEST_F(HubSelection, AFailedLoadIsToldOnceAndLeavesNoRoomsOfAnotherSpace) {
+    run_interface([this] {
+        make_invitation(add_space("s1", "Uno"), "i1");
+        add_rooms({"r8:De otro espacio"});
+        show_hub();
+        answer(k_rooms_1, 403, R"({"error":"Solo para miembros"})");
+        select(0);
+        EXPECT_EQ(take_alert(), failure("Sala", "Solo para miembros"));
+        run_main_loop_for_ms(50);
+        EXPECT_TRUE(no_window_over_the_hub());
+        EXPECT_EQ(g_hub_room_count, 0);
+        EXPECT_EQ(list_lines(), Texts{"Uno"});
+        EXPECT_EQ(selected_row(), rows().at(0));
+    });
+}
+
+TEST_F(HubSelection, WhatIsCachedStandsInForRoomsThatCannotBeLoaded) {
+    run_interface([this] {
+        add_space("s1", "Uno", {"r1:General", "r2:Cine"});
+        show_hub();
+        answer(k_rooms_1, 500, "{}");
+        select(2);
+        EXPECT_EQ(take_alert(), failure("Sala", "Consulta de salas falló (HTTP 500)"));
+        EXPECT_EQ(g_hub_room_count, 2);
+        EXPECT_EQ(g_selected_room_index, 1);
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
+    });
+}
+
+TEST_F(HubSelection, SelectingARoomOnlySelectsIt) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        show_hub();
+        select(0);
+        select(2);
+        EXPECT_EQ(g_selected_room_index, 1);
+        EXPECT_FALSE(g_is_connected);
+        EXPECT_EQ(voice.sent().size(), 0U);
+        EXPECT_STREQ(g_hub_chat_scope_type, "space");
+        EXPECT_EQ(click_lines(),
+                  (Texts{"row-selected space=0 room=-1", "row-selected space=0 room=1",
+                         "room-selected space=0 room=1"}));
+    });
+}
+
+TEST_F(HubSelection, ARoomIsFoundAgainWhereItsSpaceListsItNow) {
+    run_interface([this] {
+        add_space("s1", "Uno", {"r1:General", "r2:Cine"});
+        add_space("s2", "Dos", {"r3:General"});
+        show_hub();
+        answer_rooms("s1", {"r0:Primera", "r1:General", "r2:Cine"});
+        select(2);
+        EXPECT_EQ(g_selected_room_index, 2);
+        answer_rooms("s2", {"r7:Otra"});
+        select(5); // the other space's only room, which is gone
+        EXPECT_STREQ(g_selected_space_id, "s2");
+        EXPECT_EQ(g_selected_room_index, -1);
+    });
+}
+
+TEST_F(HubSelection, WithoutARowTheSpaceStays) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        show_hub();
+        select(0);
+        press_on_list("unselect-all");
+        EXPECT_EQ(selected_row(), nullptr);
+        EXPECT_STREQ(g_selected_space_id, "s1");
+        EXPECT_STREQ(g_hub_chat_scope_id, "s1");
+        EXPECT_EQ(click_lines().back(),
+                  "row-selected NULL transient, preserving active space chat");
+    });
+}
+
+TEST_F(HubSelection, RowsOfSpacesThatAreGoneDoNothing) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        show_hub();
+        g_hub_server_count = 0;
+        select(0);
+        activate(0);
+        on_server_row_activated(nullptr, nullptr, nullptr);
+        EXPECT_EQ(g_selected_server_index, -1);
+        EXPECT_EQ(requests(), Texts{});
+    });
+}
+
+TEST_F(HubSelection, AnotherSpaceEndsTheStreamsOfTheLastOne) {
+    run_interface([] {
+        add_space("s1", "Uno");
+        add_space("s2", "Dos");
+        show_hub();
+        select(0);
+        copy_text(g_hub_streaming_user_id, "u2");
+        select(1); // its room
+        EXPECT_STREQ(g_hub_streaming_user_id, "u2");
+        select(3);
+        EXPECT_STREQ(g_hub_streaming_user_id, "");
+    });
+}
+
+TEST_F(HubSelection, ASpaceThatWasEnteredOtherwiseOpensItsChatWhenItIsSelected) {
+    run_interface([this] {
+        add_space("s1", "Uno", {"r1:General"});
+        g_selected_server_index = 0;
+        copy_text(g_selected_space_id, "s1");
+        show_hub();
+        press_on_list("unselect-all");
+        select(0);
+        EXPECT_EQ(chat_requests(), (Texts{"chat:join s1", "messages:history s1"}));
+        EXPECT_EQ(label(g_hub_chat_title_label), "Uno");
+    });
+}
+
+TEST_F(HubSelection, AWindowClosedMeanwhileEndsTheSwitch) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        show_hub();
+        g_idle_add_once([](gpointer) { gtk_window_destroy(GTK_WINDOW(g_window)); }, nullptr);
+        select(0);
+        EXPECT_EQ(g_window, nullptr);
+        EXPECT_EQ(requests(), Texts{});
+    });
+}
+
+TEST_F(HubSelection, LoadedSpacesAreRedrawnWithoutAChatOrAStream) {
+    answer("GET /api/spaces", 200, R"({"spaces":[{"id":"s7","name":"Siete"}]})");
+    run_interface([] {
+        add_space("s1", "Uno");
+        show_hub();
+        select(0);
+        copy_text(g_hub_streaming_user_id, "u2");
+        char error[256] = "";
+        EXPECT_TRUE(backend_load_spaces(error));
+        EXPECT_EQ(list_lines(), Texts{"Siete"});
+        EXPECT_EQ(selected_row(), nullptr);
+        EXPECT_STREQ(g_hub_streaming_user_id, "");
+        EXPECT_EQ(label(g_hub_chat_title_label), tr("hub_chat_default_title"));
+        EXPECT_EQ(label_texts(g_hub_chat_list), (Texts{"-", tr("hub_chat_empty")}));
+    });
+}
+
+/// Sleeping takes a twentieth of the time, and the clock does not notice.
+std::atomic<std::uint32_t> g_quick_ticks{1000};
+constexpr ClockSource k_quick_clock{[] { return g_quick_ticks.load(); },
+                                    [](std::uint32_t milliseconds) {
+                                        g_quick_ticks += milliseconds;
+                                        std::this_thread::sleep_for(
+                                            std::chrono::microseconds(50 * milliseconds));
+                                    }};
+
+TEST_F(HubSelection, WithoutAChatServerTheRoomsAreThereAndTheChatSaysSo) {
+    g_language = k_language_english; // the notice is Spanish all the same
+    chat.refuse_openings("send-request", 12029);
+    clock_set_source(&k_quick_clock);
+    run_interface([] {
+        add_space("s1", "Uno");
+        show_hub();
+        select(0);
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
+        EXPECT_EQ(label(g_hub_chat_title_label), "Uno");
+        EXPECT_EQ(label_texts(g_hub_chat_list),
+                  (Texts{"-", "No se pudo cargar el chat del espacio"}));
+        EXPECT_TRUE(no_window_over_the_hub());
+        // Nor is it waited for a second time.
+        for (const std::string& line : log_lines()) {
+            EXPECT_FALSE(line.starts_with("[HUB][CHAT][JOIN]")) << line;
+        }
+    });
+    clock_set_source(nullptr);
+}
+
+TEST_F(HubSelection, AnIndexOutOfRangeShowsNoChat) {
+    run_interface([] {
+        add_space("s1", "Uno");
+        g_hub_chat_has_more_history = true;
+        for (const int index : {-1, 1}) {
+            set_hub_chat_title("de antes");
+            show_hub_chat_notice("de antes");
+            show_hub_space_info_view_for_index(index);
+            EXPECT_EQ(label(g_hub_chat_title_label), tr("hub_chat_default_title"));
+            EXPECT_EQ(label_texts(g_hub_chat_list), (Texts{"-", tr("hub_chat_empty")}));
+            EXPECT_FALSE(g_hub_chat_has_more_history);
+        }
+    });
+}
+
+TEST_F(HubSelection, InANarrowWindowListAndChatAreBothToBeSeen) {
+    run_interface([] {
+        add_space("s1", "Uno");
+        show_hub();
+        GtkWindow* const window = GTK_WINDOW(g_window);
+        wait_until([window] { return gtk_window_is_maximized(window) != FALSE; });
+        gtk_window_unmaximize(window);
+        for (int i = 0; i < 5; ++i) { // it may be given its old size once more
+            gtk_window_set_default_size(window, 900, 650);
+            wait_until([] { return gtk_widget_get_width(g_window) <= 900; });
+            run_main_loop_for_ms(100);
+        }
+        const auto edges = [](GtkWidget* widget) {
+            graphene_rect_t place;
+            EXPECT_TRUE(gtk_widget_compute_bounds(widget, g_window, &place));
+            return std::pair{place.origin.x, place.origin.x + place.size.width};
+        };
+        GtkWidget* const chat_column = gtk_widget_get_parent(g_hub_content_stack);
+        GtkWidget* const spaces_column = gtk_widget_get_prev_sibling(chat_column);
+        EXPECT_GT(edges(chat_column).second, 900.0F);
+        select(0);
+        wait_until([&] { return edges(chat_column).second <= 900.0F; });
+        EXPECT_GE(edges(spaces_column).first, 0.0F);
+    });
+}
+
+// --- Activating ---
+
+TEST_F(HubSelection, ActivatingARoomEntersIt) {
+    answer_voice();
+    run_interface([this] {
+        play_core();
+        add_space("s1", "Uno");
+        show_hub();
+        select(0);
+        forget_requests();
+        g_last_room_click_space_index = 0;
+        g_last_room_click_index = 1;
+        g_last_room_click_time_us = 5;
+        g_pending_room_click_space_index = 0;
+        g_pending_room_click_index = 1;
+        g_room_single_click_timeout_id = g_timeout_add_seconds(
+            1000, [](gpointer) -> gboolean { return G_SOURCE_REMOVE; }, nullptr);
+        const guint timer = g_room_single_click_timeout_id;
+        activate(2);
+        EXPECT_TRUE(g_is_connected);
+        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r2"}));
+        EXPECT_EQ(visible_page(), "hub");
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine", "    ana"}));
+        EXPECT_EQ(requests(), Texts{"GET /api/spaces/s1/members"});
+        EXPECT_EQ(g_main_context_find_source_by_id(nullptr, timer), nullptr);
+        EXPECT_EQ(g_room_single_click_timeout_id, 0U);
+        EXPECT_EQ(g_pending_room_click_space_index, -1);
+        EXPECT_EQ(g_pending_room_click_index, -1);
+        EXPECT_EQ(g_last_room_click_space_index, -1);
+        EXPECT_EQ(g_last_room_click_index, -1);
+        EXPECT_EQ(g_last_room_click_time_us, 0);
+        const Texts lines = log_lines();
+        EXPECT_EQ(
+            std::ranges::count(lines, "[HUB][DBLCLICK] logical space=0 room=1 -> voice start"), 1);
+        EXPECT_EQ(std::ranges::count(lines, "[HUB][DBLCLICK] voice result=ok space=0 room=1"), 1);
+    });
+}
+
+TEST_F(HubSelection, EnterOnARoomEntersIt) {
+    answer_voice();
+    run_interface([this] {
+        play_core();
+        add_space("s1", "Uno");
+        show_hub();
+        select(0);
+        gtk_widget_grab_focus(rows().at(1));
+        press_on_list("activate-cursor-row");
+        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r1"}));
+        EXPECT_EQ(keyboard(), rows().at(1));
+    });
+}
+
+TEST_F(HubSelection, ActivatingTakesTheSpacesCachedRooms) {
+    answer_voice();
+    run_interface([this] {
+        play_core();
+        add_space("s1", "Uno", {"r1:General"});
+        add_space("s2", "Dos", {"r5:Patio", "r3:General"});
+        add_rooms({"r1:General"});
+        show_hub();
+        activate(4);
+        EXPECT_STREQ(g_selected_space_id, "s2");
+        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r3"}));
+        EXPECT_EQ(g_selected_room_index, 1);
+        EXPECT_EQ(g_hub_room_count, 2);
+        EXPECT_EQ(chat.openings().size(), 1U); // the channel was not usable
+    });
+}
+
+TEST_F(HubSelection, ActivatingASpaceLoadsItsRoomsAndEntersNone) {
+    answer_voice();
+    run_interface([this] {
+        play_core();
+        add_space("s1", "Uno");
+        show_hub();
+        activate(0);
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
+        EXPECT_FALSE(g_is_connected);
+        EXPECT_EQ(voice_journal(), Texts{});
+    });
+}
+
+TEST_F(HubSelection, ActivatingIsSilentAboutRoomsThatCannotBeLoaded) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        show_hub();
+        answer(k_rooms_1, 403, R"({"error":"Solo para miembros"})");
+        g_last_room_click_index = 3;
+        activate(0);
+        EXPECT_TRUE(no_window_over_the_hub());
+        EXPECT_EQ(g_last_room_click_index, 3);
+        g_last_room_click_index = -1;
+    });
+}
+
+TEST_F(HubSelection, ARoomThatIsActivatedDoesNotLookPressedAfterwards) {
+    run_interface([] {
+        add_space("s1", "Uno", {"r1:General"});
+        show_hub();
+        gtk_widget_set_state_flags(rows().at(1), GTK_STATE_FLAG_ACTIVE, FALSE);
+        activate(1);
+        take_alert();
+        EXPECT_EQ(gtk_widget_get_state_flags(rows().at(1)) & GTK_STATE_FLAG_ACTIVE, 0);
+    });
+}
+
+TEST_F(HubSelection, AnActivationOfNoRoomOfTheTablesIsNotLogged) {
+    run_interface([] {
+        add_space("s1", "Uno");
+        add_rooms({"r1:General"});
+        run_room_text_and_voice_join(1, 0);
+        run_room_text_and_voice_join(-1, 0);
+        run_room_text_and_voice_join(0, 1);
+        run_room_text_and_voice_join(0, -1);
+        EXPECT_EQ(log_lines(), Texts{"[HUB][LOG] GUI_Init start"});
+        run_room_text_and_voice_join(0, 0);
+        take_alert();
+        EXPECT_EQ(log_lines().back(), "[HUB][DBLCLICK] voice result=fail space=0 room=0");
+    });
+}
+
+// --- What nothing arms ---
+
+TEST_F(HubSelection, ASingleClicksTimerOpensTheRoomsChat) {
+    run_interface([] {
+        add_space("s1", "Uno", {"r1:General", "r2:Cine"});
+        g_selected_server_index = 0;
+        copy_text(g_selected_space_id, "s1");
+        g_room_single_click_timeout_id = 77;
+        g_pending_room_click_space_index = 0;
+        g_pending_room_click_index = 1;
+        EXPECT_EQ(on_room_single_click_timeout(nullptr), G_SOURCE_REMOVE);
+        EXPECT_EQ(g_room_single_click_timeout_id, 0U);
+        EXPECT_EQ(g_pending_room_click_space_index, -1);
+        EXPECT_EQ(g_pending_room_click_index, -1);
+        EXPECT_STREQ(g_hub_chat_scope_type, "room");
+        EXPECT_STREQ(g_hub_chat_scope_id, "r2");
+        EXPECT_EQ(click_lines(), Texts{"single-commit space=0 room=1"});
+        on_room_single_click_timeout(nullptr);
+        EXPECT_EQ(click_lines().size(), 1U);
+    });
+}
+
+TEST_F(HubSelection, TheDoubleClicksTimeIsTheToolkitsWithinBounds) {
+    GtkSettings* const settings = gtk_settings_get_default();
+    for (const auto& [time, expected] :
+         {std::pair{400, 400}, {100, 180}, {180, 180}, {900, 900}, {5000, 900}}) {
+        g_object_set(settings, "gtk-double-click-time", time, nullptr);
+        EXPECT_EQ(get_natural_double_click_time_ms(), expected);
+    }
+    gtk_settings_reset_property(settings, "gtk-double-click-time");
+}
+
+} // namespace
