@@ -1,11 +1,12 @@
 # What a person does at the client's window and sees on it. Sourced by system tests that run in scripts/with-display;
-# pictures are left in $case_dir.
+# pictures are left in $case_dir. With two clients, $screen_part is the half of the screen that counts, as the reader of
+# pictures writes it: WIDTHxHEIGHT+X+Y.
 # shellcheck shell=bash
 
 : "${root:?}" "${case_dir:?}"
 # shellcheck source=SCRIPTDIR/waiting.sh
 . "$root/tests/system/waiting.sh"
-client_pid='' client_window=''
+client_pid='' client_window='' screen_part=''
 
 # The reader's threads mostly wait for each other, and other cases may want the processors.
 export OMP_THREAD_LIMIT=1
@@ -17,11 +18,11 @@ complain() {
   exit 1
 }
 
-shot() { import -window root "$case_dir/$1.png"; }
+shot() { import -window root ${screen_part:+-crop "$screen_part" +repage} "$case_dir/$1.png"; }
 
 # sees TEXT: whether it stands on the screen now.
 sees() {
-  import -window root "$case_dir/now.png" &&
+  shot now &&
     "$root/tests/system/screen_text" "$case_dir/now.png" "$@" >"$case_dir/place"
 }
 
@@ -32,12 +33,25 @@ wait_for() { until_true 30 sees "$@" || complain "'$*' never appeared"; }
 
 wait_while() { until_true 30 sees_not "$@" || complain "'$*' never went away"; }
 
-# click_at NUMBER DOWN TEXT: this one of its places (1 the highest, $ the lowest), or so many pixels below.
+# place_of NUMBER TEXT: sets x and y to this one of its places (1 the highest, $ the lowest).
+place_of() {
+  wait_for "$2"
+  read -r x y < <(sed -n "$1p" "$case_dir/place") && [ -n "$y" ] || complain "'$2' stands in no one place"
+}
+
+# point_at X Y: moves the mouse there, within the part of the screen that counts.
+point_at() {
+  local part
+  IFS=x+ read -r -a part <<<"$screen_part"
+  xdotool mousemove --sync "$(($1 + ${part[2]:-0}))" "$(($2 + ${part[3]:-0}))"
+}
+
+# click_at NUMBER DOWN TEXT: one of its places, as place_of, or so many pixels below.
 click_at() {
-  wait_for "$3"
   local x y
-  read -r x y < <(sed -n "$1p" "$case_dir/place") && [ -n "$y" ] || complain "'$3' stands in no one place"
-  xdotool mousemove --sync "$x" "$((y + $2))" click 1
+  place_of "$1" "$3"
+  point_at "$x" "$((y + $2))"
+  xdotool click 1
 }
 
 # click TEXT: the lowest place where it stands; a button is below its page's title.

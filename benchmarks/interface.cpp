@@ -1,0 +1,99 @@
+// See interface.h.
+#include "interface.h"
+
+#include "ui/gui_facade.h"
+#include "ui/ui_internal.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+constexpr double k_quiet_ms = 200.0;
+
+double now_ms() {
+    return static_cast<double>(g_get_monotonic_time()) / 1000.0;
+}
+
+// The longest frame since they were cleared.
+struct FrameTimes {
+    double begin = 0.0;
+    double laid_out = 0.0;
+    double layout = 0.0;
+    double paint = 0.0;
+};
+FrameTimes g_frame;
+
+void on_before_paint(GdkFrameClock* /*clock*/, gpointer /*data*/) {
+    g_frame.begin = now_ms();
+}
+
+void on_layout_done(GdkFrameClock* /*clock*/, gpointer /*data*/) {
+    g_frame.laid_out = now_ms();
+}
+
+void on_after_paint(GdkFrameClock* /*clock*/, gpointer /*data*/) {
+    const double end = now_ms();
+    if (end - g_frame.begin > g_frame.layout + g_frame.paint) {
+        g_frame.layout = g_frame.laid_out - g_frame.begin;
+        g_frame.paint = end - g_frame.laid_out;
+    }
+}
+
+void watch_frames() {
+    GdkFrameClock* const clock = gtk_widget_get_frame_clock(g_window);
+    g_signal_connect(clock, "before-paint", G_CALLBACK(on_before_paint), nullptr);
+    g_signal_connect_after(clock, "layout", G_CALLBACK(on_layout_done), nullptr);
+    g_signal_connect_after(clock, "after-paint", G_CALLBACK(on_after_paint), nullptr);
+}
+
+// Until nothing that takes time has come up for a while; the interface's timers always do.
+void run_until_quiet() {
+    double last_turn = now_ms();
+    while (now_ms() - last_turn < k_quiet_ms) {
+        const double start = now_ms();
+        if (g_main_context_iteration(nullptr, FALSE) == FALSE) {
+            g_usleep(500);
+        } else if (now_ms() - start > 1.0) {
+            last_turn = now_ms();
+        }
+    }
+}
+
+gboolean run_body(gpointer data) {
+    switch_to_hub_page();
+    run_until_quiet();
+    watch_frames();
+    (*static_cast<const std::function<void()>*>(data))();
+    gtk_window_destroy(GTK_WINDOW(g_window));
+    return G_SOURCE_REMOVE;
+}
+
+} // namespace
+
+int run_hub(const std::function<void()>& body) {
+    g_idle_add(run_body, const_cast<std::function<void()>*>(&body));
+    char name[] = "velmo";
+    char* arguments[] = {name, nullptr};
+    const int status = GUI_Init(1, arguments);
+    GUI_Cleanup();
+    return status;
+}
+
+ChangeTimes time_change(const std::function<void()>& change) {
+    g_frame = {};
+    const double start = now_ms();
+    change();
+    const double call = now_ms() - start;
+    run_until_quiet();
+    return {call, g_frame.layout, g_frame.paint};
+}
+
+double print_median(const char* name, std::vector<ChangeTimes> times) {
+    const auto sum = [](const ChangeTimes& t) { return t.call + t.layout; };
+    std::ranges::sort(times, {}, sum);
+    const ChangeTimes& middle = times.at(times.size() / 2);
+    std::printf("%s, median of %zu: %.1f ms, layout %.1f ms; painting %.1f ms\n", name,
+                times.size(), middle.call, middle.layout, middle.paint);
+    return sum(middle);
+}

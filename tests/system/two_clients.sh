@@ -1,0 +1,192 @@
+# Two people at two clients, side by side on one screen: "left" is ana, "right" is luis. Sourced by scripts/hub after
+# tests/system/screen.sh; $pair, $language, $build and $case_dir are set.
+# shellcheck shell=bash
+
+: "${root:?}" "${pair:?}" "${language:?}" "${build:?}" "${case_dir:?}" "${least_median:?}"
+
+speaking_colour='#3ecf7e'
+half_width=1366 screen_height=768
+declare -A kind=([left]=${pair%+*} [right]=${pair#*+}) pids=() windows=() user_folders=()
+declare -A parts=([left]=${half_width}x$screen_height+0+0 [right]=${half_width}x$screen_height+$half_width+0)
+declare -A cards=([left]=1 [right]=2)
+declare -A names=([left]=ana [right]=luis)
+declare -A emails=([left]=ana@velmo.example [right]=luis@velmo.example)
+declare -A passwords=([left]=Velmo-Ana-2024 [right]=Velmo-Luis-2024)
+service_pid='' probe_pid=''
+
+end_everything() {
+  trap '' INT TERM
+  local pid
+  for pid in "${pids[@]}" $probe_pid $service_pid; do kill "$pid" 2>/dev/null; done
+  wait
+}
+trap end_everything EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+# What stands on the screen in the case's language.
+if [ "$language" = en ]; then
+  declare -A texts=([enter]='Log in' [hub]='Your spaces' [send]='Send')
+else
+  declare -A texts=([enter]='Ingresar' [hub]='Tus espacios' [send]='Enviar')
+fi
+
+# turn_to WHO: what follows happens at this person's client.
+turn_to() {
+  who=$1
+  client_pid=${pids[$who]-} client_window=${windows[$who]-} screen_part=${parts[$who]}
+  [ -z "$client_window" ] || timeout 30 xdotool windowactivate --sync "$client_window"
+}
+
+# picture NAME: both windows.
+picture() { screen_part='' shot "$1"; }
+
+# picture_of WHO NAME: without turning to that window.
+picture_of() { screen_part=${parts[$1]} shot "$2"; }
+
+# start_hub_service [FOLDER]: at the ports where clients ask.
+start_hub_service() {
+  "$build/service/velmo-service" --demo --verbose --data "$case_dir/data" >>"$case_dir/service.out" \
+    2>>"$case_dir/service.err" &
+  service_pid=$!
+  until_true 20 curl -s -o /dev/null http://127.0.0.1:3600/ ||
+    complain "the service does not listen: $(tail -n 3 "$case_dir/service.err")"
+}
+
+# in_database SQL: the first column of the first row.
+in_database() {
+  python3 - "$case_dir/data" "$1" <<'PYTHON'
+import glob
+import sqlite3
+import sys
+
+[database] = glob.glob(sys.argv[1] + "/*.db")
+with sqlite3.connect(database, timeout=10) as connection:
+    row = connection.execute(sys.argv[2]).fetchone()
+    print(row[0] if row else "")
+PYTHON
+}
+
+# open_client WHO: in a folder of its own, with a microphone and a loudspeaker of its own, in its half of the screen.
+open_client() {
+  local folder=$case_dir/$1 known=" ${windows[*]} " program=("$build/velmo")
+  mkdir -p "$folder" "$case_dir/config-$1/VelmoTalkPro"
+  ln -sfn "$root/resources" "$folder/resources"
+  [ "${kind[$1]}" = linux ] || program=("$root/scripts/wine-run" "$root/build/velmo-windows/velmo.exe")
+  user_folders[$1]=$case_dir/config-$1/VelmoTalkPro
+  if [ "${kind[$1]}" = wine ]; then
+    # Any program makes the prefix and the folder in it.
+    "$root/scripts/wine-run" cmd /c ver >/dev/null 2>&1
+    user_folders[$1]=$(find "$VELMO_DISPLAY_FOLDER/wineprefix/drive_c/users" -type d -path '*/AppData/Roaming' |
+      head -n 1)/VelmoTalkPro
+    mkdir -p "${user_folders[$1]}"
+  fi
+  printf 'language=%s\ndisplay_name=\n' "$language" >"${user_folders[$1]}/settings.txt"
+  (
+    cd "$folder" || exit 1
+    export XDG_CONFIG_HOME=$case_dir/config-$1
+    mkdir -p "$XDG_CONFIG_HOME/gtk-4.0"
+    printf '[Settings]\ngtk-font-name=DejaVu Sans 10\n' >"$XDG_CONFIG_HOME/gtk-4.0/settings.ini"
+    export PULSE_SOURCE=microphone_${cards[$1]} PULSE_SINK=speaker_${cards[$1]}
+    # Wine's GTK logs one critical message of its own: the system names no font there.
+    [ "${kind[$1]}" = linux ] || unset G_DEBUG VELMO_SYSROOT
+    exec "${program[@]}" >>client.out 2>>client.err </dev/null
+  ) &
+  pids[$1]=$!
+  until_true 60 new_window "$known" || complain "no window of $1 appeared"
+  windows[$1]=$found_window
+  place_window "$1"
+}
+
+# new_window KNOWN: one of a client that is not among these.
+new_window() {
+  local window
+  for window in $(xdotool search --onlyvisible --name '^Velmo' 2>/dev/null); do
+    [[ $1 == *" $window "* ]] || {
+      found_window=$window
+      return 0
+    }
+  done
+  return 1
+}
+
+# place_window WHO: fills this person's half of the screen.
+place_window() {
+  local part
+  IFS=x+ read -r -a part <<<"${parts[$1]}"
+  wmctrl -i -r "${windows[$1]}" -b remove,maximized_vert,maximized_horz
+  wmctrl -i -r "${windows[$1]}" -e "0,${part[2]},${part[3]},${part[0]},${part[1]}"
+}
+
+# sign_in WHO: types address and password.
+sign_in() {
+  turn_to "$1"
+  wait_for "${texts[enter]}"
+  write "${emails[$1]}"
+  press Tab
+  write "${passwords[$1]}"
+  press Return
+  wait_for "${texts[hub]}"
+}
+
+# double_click TEXT: its lowest place.
+double_click() {
+  local x y
+  place_of '$' "$1"
+  point_at "$x" "$y"
+  xdotool click --repeat 2 --delay 60 1
+}
+
+# watch_dot NAME: the mark before this name, at the window that it is turn of, is what dot_is looks at from now on.
+watch_dot() {
+  local x y part
+  place_of '$' "$1"
+  IFS=x+ read -r -a part <<<"$screen_part"
+  dot_part=60x16+$((x - 60 + ${part[2]:-0}))+$((y - 7 + ${part[3]:-0}))
+}
+
+# dot_is speaking|silent: there and then; words have pauses.
+dot_is() {
+  local lit
+  lit=$(import -window root -crop "$dot_part" +repage png:- | convert - -fuzz 8% -fill black +opaque "$speaking_colour" \
+    -fill white -opaque "$speaking_colour" -format '%[fx:int(mean*w*h)]' info:)
+  case $1 in
+  speaking) [ "$lit" -gt 8 ] ;;
+  silent) [ "$lit" = 0 ] ;;
+  esac
+}
+
+# talk SECONDS NAME WHO...: speech into those people's microphones; these and both loudspeakers are recorded. Runs in
+# the background until heard_by asks for it.
+talk() {
+  local length=$1 name=$2 person options=()
+  shift 2
+  for person in "$@"; do
+    options+=(--play "${talker_files[$((cards[$person] - 1))]}:voice_${cards[$person]}"
+      --record "voice_${cards[$person]}.monitor:$name-said-$person.wav")
+  done
+  for person in left right; do options+=(--record "speaker_${cards[$person]}.monitor:$name-heard-$person.wav"); done
+  (cd "$case_dir" && exec "$build/tests/support/velmo-sound-probe" run --seconds "$length" "${options[@]}") \
+    >"$case_dir/$name-probe.log" 2>&1 </dev/null &
+  probe_pid=$!
+  until_true 15 grep -qs '^started' "$case_dir/$name-probe.log" ||
+    complain "the probe did not start: $(tail -n 2 "$case_dir/$name-probe.log")"
+}
+
+talk_is_over() {
+  wait "$probe_pid"
+  probe_pid=''
+}
+
+# heard NAME LISTENER TALKER: prints how well, and fails where it was not the talker.
+heard() {
+  local line
+  line=$(cd "$case_dir" && "$build/tests/support/velmo-sound-probe" compare --reference "$1-said-$3.wav" \
+    --recording "$1-heard-$2.wav" 2>&1) || complain "$line"
+  printf '%s\n' "$line" >>"$case_dir/sound"
+  [[ $line =~ median=([0-9.]+) ]] || complain "nothing was heard: $line"
+  heard_median=${BASH_REMATCH[1]}
+  [[ $line =~ delay_ms=([0-9.]+) ]] && heard_delay=${BASH_REMATCH[1]}
+  awk -v median="$heard_median" -v least="$least_median" 'BEGIN { exit !(median >= least) }' ||
+    complain "${emails[$2]} hears ${emails[$3]} badly: $line"
+}
