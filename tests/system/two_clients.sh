@@ -5,6 +5,7 @@
 : "${root:?}" "${pair:?}" "${language:?}" "${build:?}" "${case_dir:?}" "${least_median:?}"
 
 speaking_colour='#3ecf7e'
+list_width=670 # of a window: the columns of the user and of the spaces
 half_width=1366 screen_height=768
 declare -A kind=([left]=${pair%+*} [right]=${pair#*+}) pids=() windows=() user_folders=()
 declare -A parts=([left]=${half_width}x$screen_height+0+0 [right]=${half_width}x$screen_height+$half_width+0)
@@ -135,6 +136,12 @@ double_click() {
   place_of '$' "$1"
   point_at "$x" "$y"
   xdotool click --repeat 2 --delay 60 1
+}
+
+# in_list COMMAND...: sees only the columns before the chat, in which the same names stand.
+in_list() {
+  local screen_part=${list_width}x${parts[$who]#*x}
+  "$@"
 }
 
 # watch_dot NAME: the mark before this name, at the window that it is turn of, is what dot_is looks at from now on.
