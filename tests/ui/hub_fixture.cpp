@@ -124,9 +124,10 @@ HubTest::HubTest() {
     m_web.answer_always({.status = 404, .body = "{}"});
     m_web.at_each_call([this] { answer_request(); });
     std::filesystem::create_directories("resources");
+    // The library for Windows copies over no file, whatever it is told.
+    std::filesystem::remove("resources/style.css");
     std::filesystem::copy_file(std::filesystem::path(VELMO_RESOURCES) / "style.css",
-                               "resources/style.css",
-                               std::filesystem::copy_options::overwrite_existing);
+                               "resources/style.css");
 }
 
 HubTest::~HubTest() {

@@ -227,11 +227,14 @@ TEST_F(HubVoice, AFailedChangeOfRoomsLeavesTheFirst) {
         listen();
         enter_space();
         connect_and_join_voice_room_by_index(0, false);
+        show_peers({make_peer("leo")});
         voice.fail_resolve_with = 11001;
         EXPECT_FALSE(connect_and_join_voice_room_by_index(1, false));
         take_alert();
         EXPECT_FALSE(g_is_connected);
         EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
+        resync_hub_room_presence(); // as the meter does
+        EXPECT_EQ(present(), Texts{"ana"});
         voice.fail_resolve_with = 0;
         EXPECT_TRUE(connect_and_join_voice_room_by_index(1, false));
         EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine", "    ana"}));
@@ -256,6 +259,19 @@ TEST_F(HubVoice, AWindowClosedWhileThePopupComesUpEndsTheJoin) {
         g_idle_add_once([](gpointer) { gtk_window_destroy(GTK_WINDOW(g_window)); }, nullptr);
         EXPECT_FALSE(connect_and_join_voice_room_by_index(0, false));
         EXPECT_EQ(voice_journal(), Texts{});
+        EXPECT_FALSE(g_is_connected);
+    });
+}
+
+TEST_F(HubVoice, AWindowClosedWhileAnotherRoomIsEnteredJoinsNothingOverTheOldConnection) {
+    answer_voice();
+    run_interface([this] {
+        listen();
+        enter_space();
+        connect_and_join_voice_room_by_index(0, false);
+        g_idle_add_once([](gpointer) { gtk_window_destroy(GTK_WINDOW(g_window)); }, nullptr);
+        EXPECT_FALSE(connect_and_join_voice_room_by_index(1, false));
+        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r1"}));
         EXPECT_FALSE(g_is_connected);
     });
 }
@@ -453,6 +469,7 @@ TEST_F(HubVoice, BackToTheSpacesDisconnectsOnTheSamePage) {
         EXPECT_FALSE(g_is_connected);
         EXPECT_EQ(g_state, 0);
         EXPECT_EQ(visible_page(), "rooms");
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
     });
 }
 

@@ -261,6 +261,8 @@ TEST_F(Relabel, AChosenChatKeepsItsTitle) {
         g_hub_chat_scope_id[0] = '\0';
         apply_language_to_ui();
         EXPECT_EQ(label_text(g_hub_chat_title_label), tr("hub_chat_default_title"));
+        EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_chat_title_label),
+                     tr("hub_chat_default_title"));
     });
 }
 

@@ -9,6 +9,8 @@
 #include "chat/scope_chat.h"
 #include "ui/hub/hub_internal.h"
 
+#include <cstring>
+
 namespace {
 
 constexpr std::int32_t k_page_size = 100;
@@ -27,12 +29,17 @@ void show_scope(const char* type, const char* id, const char* title) {
 }
 
 void need_chat_channel() {
-    if (!chat_ws_connection_is_usable() && !is_empty(g_selected_space_id)) {
+    const bool is_usable = chat_ws_connection_is_usable() && chat_channel_serves_selected_space();
+    if (!is_usable && !is_empty(g_selected_space_id)) {
         chat_ws_restart_for_selected_space();
     }
 }
 
 } // namespace
+
+bool chat_channel_serves_selected_space() {
+    return std::strcmp(g_chat_ws_space_id, g_selected_space_id) == 0;
+}
 
 bool load_space_chat_by_index(std::int32_t space_index) {
     const HubSpace* const space = hub_space_at(space_index);

@@ -81,6 +81,9 @@ void retry_hub_chat_page_at_top();
 
 // Which chat (chat_scope.cpp). Both block until the request is sent.
 
+/// Whether the channel was opened for the selected space, whether or not it is still there.
+bool chat_channel_serves_selected_space();
+
 /// Opens the chat of a space and asks for its newest messages; false when they cannot be asked for,
 /// or the index is out of range.
 bool load_space_chat_by_index(std::int32_t space_index);

@@ -24,6 +24,9 @@ extern std::int32_t g_hub_room_presence_count;
 
 // Who is present (presence.cpp).
 
+/// The people of this room are shown from now on; nobody is known yet.
+void begin_hub_room_presence(const char* room_id);
+
 /// The local user and the `count` peers, which are read during the call only.
 void sync_hub_room_presence_from_peers(const Peer* peers, std::int32_t count);
 
@@ -37,6 +40,9 @@ void clear_hub_room_presence();
 
 /// What follows when the voice server is lost while in a room.
 void leave_lost_voice_room();
+
+/// Writes into the rooms table how many are in each, as far as it is known.
+void count_hub_room_users();
 
 // Entering a voice room (voice_join.cpp).
 

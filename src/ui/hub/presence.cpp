@@ -54,6 +54,20 @@ char g_hub_presence_room_id[64] = "";
 HubPresence g_hub_room_presence[k_hub_presence_max];
 std::int32_t g_hub_room_presence_count = 0;
 
+void begin_hub_room_presence(const char* room_id) {
+    copy_text(g_hub_presence_room_id, room_id);
+    g_hub_room_presence_count = 0;
+    g_last_peers.clear();
+}
+
+void count_hub_room_users() {
+    for (std::int32_t i = 0; i < g_hub_room_count; ++i) {
+        const bool is_known = !is_empty(g_hub_presence_room_id) &&
+                              std::strcmp(g_hub_rooms[i].id, g_hub_presence_room_id) == 0;
+        g_hub_rooms[i].userCount = is_known ? g_hub_room_presence_count : 0;
+    }
+}
+
 void sync_hub_room_presence_from_peers(const Peer* peers, std::int32_t count) {
     g_hub_room_presence_count = 0;
     if (is_empty(g_hub_presence_room_id)) {
@@ -95,8 +109,8 @@ void clear_hub_room_presence() {
     copy_text(g_hub_presence_room_id, "");
     g_hub_room_presence_count = 0;
     g_last_peers.clear();
+    show_presence(); // first: asking may take long where the network is gone
     sync_hub_space_users_from_room_presence();
-    show_presence();
 }
 
 void leave_lost_voice_room() {

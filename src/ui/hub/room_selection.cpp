@@ -160,9 +160,9 @@ void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
                          clicked.room_index);
     const bool is_another = !is_selected(clicked.space_index);
     select_space(clicked.space_index);
-    // A chat is shown from the first selection on, also of a space that was entered otherwise.
-    const bool is_complete =
-        g_hub_servers[clicked.space_index].roomsCached && !is_empty(g_hub_chat_scope_id);
+    // A space that was entered otherwise, by a code or an invitation, has neither chat nor channel.
+    const bool is_complete = g_hub_servers[clicked.space_index].roomsCached &&
+                             !is_empty(g_hub_chat_scope_id) && chat_channel_serves_selected_space();
     if ((is_another || !is_complete) && !switch_space(clicked.space_index, is_another)) {
         return;
     }

@@ -210,6 +210,7 @@ void refresh_room_list() {
     if (g_rooms_list == nullptr) {
         return;
     }
+    count_hub_room_users();
     const bool was_refreshing = std::exchange(g_refreshing_room_list, true);
     const bool had_keyboard = list_has_keyboard();
     GtkListBox* const list = GTK_LIST_BOX(g_rooms_list);

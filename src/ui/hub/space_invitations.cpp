@@ -135,5 +135,8 @@ void on_join_space_by_code_clicked(GtkWidget* sender, gpointer) {
         return;
     }
     clear(entry);
+    if (const HubSpace* const joined = selected_hub_space()) {
+        copy_text(g_selected_space_id, joined->id); // whose rooms these are
+    }
     refresh_hub_server_list(); // it was drawn before the space was selected
 }

@@ -22,7 +22,7 @@ constexpr int k_row_gap = 2;
 constexpr int k_presence_gap = 1;
 
 // Shorter ones fit the column, and a tooltip that repeats them would only be in the way.
-constexpr std::size_t k_long_name = 24;
+constexpr glong k_long_name = 18; // characters, the widest of which a bold title holds
 
 GtkWidget* append_text(GtkWidget* box, const std::string& text,
                        std::initializer_list<const char*> classes) {
@@ -38,7 +38,7 @@ GtkWidget* append_text(GtkWidget* box, const std::string& text,
 void show_name(GtkWidget* label, const std::string& name) {
     const std::string shown = display_text(name.c_str());
     gtk_label_set_text(GTK_LABEL(label), shown.c_str());
-    if (shown.size() > k_long_name) {
+    if (g_utf8_strlen(shown.c_str(), -1) > k_long_name) {
         gtk_widget_set_tooltip_text(label, shown.c_str());
     } else if (gtk_widget_get_has_tooltip(label) != FALSE) {
         gtk_widget_set_tooltip_text(label, nullptr);

@@ -68,9 +68,9 @@ void show_joined_room() {
 }
 
 void leave_voice() {
+    g_is_connected = false; // what follows is no loss
     Network_Disconnect();
     Audio_Stop();
-    g_is_connected = false;
     GUI_UpdateConnectionState(0);
 }
 
@@ -93,15 +93,14 @@ bool connect_and_join_voice_room_by_index(std::int32_t room_index, bool show_mai
     }
     begin_join();
     copy_text(g_current_room, room.name);
-    copy_text(g_hub_presence_room_id, room.id);
-    g_hub_room_presence_count = 0;
+    begin_hub_room_presence(room.id);
     sync_voice_server_from_backend_url(g_backend_url);
     char url[128];
     format_text(url, "udp://%s", g_server_url);
     if (g_window != nullptr) { // else closed while the popup came up: nobody is left to join
         connect_voice(url);
     }
-    if (!Network_IsConnected()) {
+    if (g_window == nullptr || !Network_IsConnected()) {
         give_up_join();
         char text[256];
         format_text(text, "No se pudo conectar al servidor de voz (%s)", url);
@@ -139,6 +138,7 @@ void run_room_text_and_voice_join(std::int32_t space_index, std::int32_t room_in
 
 void on_back_to_servers_clicked(GtkWidget*, gpointer) {
     leave_voice();
+    clear_hub_room_presence();
 }
 
 void on_back_to_hub_clicked(GtkWidget*, gpointer) {
