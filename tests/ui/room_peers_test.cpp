@@ -474,6 +474,18 @@ TEST_F(RoomStreams, OnesOwnButtonSharesThenStopsAndSaysWhich) {
     });
 }
 
+TEST_F(RoomStreams, OnesOwnButtonFollowsWhatTheServerAndTheSpacesSay) {
+    run_interface([this] {
+        open_chat();
+        show_peers({});
+        chat_server.say(
+            R"({"type":"stream:status","spaceId":"s1","publisherUserId":"u1","isStreaming":true})");
+        EXPECT_TRUE(wait_until([] { return button_label(peer_rows()[0]) == "Detener"; }));
+        clear_hub_stream_state_for_space_change();
+        EXPECT_EQ(button_label(peer_rows()[0]), "Compartir pantalla");
+    });
+}
+
 TEST_F(RoomStreams, ButtonsTakeTheTextOfTheNewLanguage) {
     run_interface([] {
         let_stream("u2", "luis", "");

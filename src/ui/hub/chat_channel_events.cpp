@@ -10,6 +10,7 @@
 #include "chat/history_recovery_log.h"
 #include "chat/scope_chat.h"
 #include "ui/hub/hub_internal.h"
+#include "ui/room/room_internal.h"
 
 #include <cstring>
 #include <utility>
@@ -89,6 +90,7 @@ void on_stream_event(const ChatStreamEvent& event) {
         take_stream_stop(event.publisher_user_id);
     }
     update_hub_stream_status_label();
+    relabel_peers_list(); // whose button says what it would do
 }
 
 } // namespace

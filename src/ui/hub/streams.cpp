@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "chat/chat_messages.h"
 #include "ui/localisation.h"
+#include "ui/room/room_internal.h"
 
 #include <cstring>
 
@@ -142,6 +143,7 @@ void clear_hub_stream_state_for_space_change() {
     g_hub_viewing_stream_user_id[0] = '\0';
     show_hub_room_chat_view();
     update_hub_stream_status_label();
+    relabel_peers_list();
 }
 
 void on_hub_space_user_stream_action_clicked(GtkWidget* button, gpointer) {
