@@ -3,6 +3,8 @@
 // byte that says what comes and who says it, and what is said up to a line feed. In texts $T, $U
 // and $V stand for the tokens of two members and a stranger, $S for a space, $R for a room, $G for
 // its general room, $A for a member's account.
+#include "fuzz/named_text.h"
+
 #include "service/chat/chat_connection.h"
 #include "service/chat/chat_hub.h"
 #include "service/demo/demo_data.h"
@@ -71,21 +73,6 @@ World make_world() {
     return world;
 }
 
-std::string with_names(const World& world, std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto found = text[i] == '$' && i + 1 < text.size() ? world.names.find(text[i + 1])
-                                                                 : world.names.end();
-        if (found != world.names.end()) {
-            result += found->second;
-            ++i;
-        } else {
-            result += text[i];
-        }
-    }
-    return result;
-}
-
 /// What one run sees of the hub.
 class Run {
   public:
@@ -102,7 +89,7 @@ class Run {
         case 0:
         case 1:
         case 2:
-            hear(id, client_frame(k_text_opcode, with_names(m_world, said)));
+            hear(id, client_frame(k_text_opcode, with_names(m_world.names, said)));
             break;
         case 3:
             hear(id, said); // any bytes

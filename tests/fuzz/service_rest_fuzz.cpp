@@ -2,6 +2,8 @@
 // data. Each is "METHOD PATH?QUERY", a line feed and a body; a byte 0 ends it. In all of them $T,
 // $U and $V stand for two members' and a stranger's tokens, $S for a space, $R for a room, $G for
 // its general room, $I for an invitation and $Q for a sign-in under way.
+#include "fuzz/named_text.h"
+
 #include "service/demo/demo_data.h"
 #include "service/rest/rest_service.h"
 #include "service/shared/chat_texts.h"
@@ -72,21 +74,6 @@ World make_world() {
     return world;
 }
 
-std::string with_names(const World& world, std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto found = text[i] == '$' && i + 1 < text.size() ? world.names.find(text[i + 1])
-                                                                 : world.names.end();
-        if (found != world.names.end()) {
-            result += found->second;
-            ++i;
-        } else {
-            result += text[i];
-        }
-    }
-    return result;
-}
-
 RestRequest read_request(const std::string& text) {
     const std::string line = text.substr(0, text.find('\n'));
     const std::size_t space = line.find(' ');
@@ -122,7 +109,7 @@ void check(const RestAnswer& answer) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static World world = make_world();
-    const std::string input = with_names(world, {reinterpret_cast<const char*>(data), size});
+    const std::string input = with_names(world.names, {reinterpret_cast<const char*>(data), size});
     bool is_changed = false;
     std::size_t begin = 0;
     while (begin < input.size()) {
