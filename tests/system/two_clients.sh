@@ -5,7 +5,8 @@
 : "${root:?}" "${pair:?}" "${language:?}" "${build:?}" "${case_dir:?}" "${least_median:?}"
 
 speaking_colour='#3ecf7e'
-list_width=670 # of a window: the columns of the user and of the spaces
+# Of a window: the columns before the chat. A narrow one has scrolled the user's out of sight.
+list_width=670 narrow_list_width=384
 half_width=1366 screen_height=768
 declare -A kind=([left]=${pair%+*} [right]=${pair#*+}) pids=() windows=() user_folders=()
 declare -A parts=([left]=${half_width}x$screen_height+0+0 [right]=${half_width}x$screen_height+$half_width+0)
@@ -111,12 +112,24 @@ new_window() {
   return 1
 }
 
-# place_window WHO: fills this person's half of the screen.
-place_window() {
-  local part
+# place_window WHO: into this person's half of the screen, of which a client that is coming up takes all at first.
+place_window() { until_true 20 is_placed "$1" || complain "the window of $1 does not go where it should"; }
+
+is_placed() {
+  local part wide left
   IFS=x+ read -r -a part <<<"${parts[$1]}"
-  wmctrl -i -r "${windows[$1]}" -b remove,maximized_vert,maximized_horz
+  read -r left wide < <(wmctrl -lG | awk -v id="$(printf '0x%08x' "${windows[$1]}")" '$1 == id { print $3, $5 }')
+  [ "${left:--1}" != "${part[2]}" ] || [ "$wide" -gt "${part[0]}" ] || return 0
+  if [ "${kind[$1]}" = wine ]; then
+    # Wine does not let the window manager do it, but there is the button in the title bar; and it keeps the size that
+    # the window has then, 900 x 650.
+    [ "${wide:-0}" -lt $((2 * half_width)) ] || xdotool mousemove --sync $((2 * half_width - 59)) 19 click 1
+  else
+    wmctrl -i -r "${windows[$1]}" -b remove,maximized_vert,maximized_horz
+  fi
   wmctrl -i -r "${windows[$1]}" -e "0,${part[2]},${part[3]},${part[0]},${part[1]}"
+  sleep 0.3
+  return 1
 }
 
 # sign_in WHO: types address and password.
@@ -140,7 +153,9 @@ double_click() {
 
 # in_list COMMAND...: sees only the columns before the chat, in which the same names stand.
 in_list() {
-  local screen_part=${list_width}x${parts[$who]#*x}
+  local width=$list_width screen_part
+  [ "${kind[$who]}" = linux ] || width=$narrow_list_width
+  screen_part=${width}x${parts[$who]#*x}
   "$@"
 }
 
