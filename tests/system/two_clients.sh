@@ -26,6 +26,9 @@ trap end_everything EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
+# shellcheck source=SCRIPTDIR/database.sh
+. "$root/tests/system/database.sh"
+
 # What stands on the screen in the case's language.
 if [ "$language" = en ]; then
   declare -A texts=([enter]='Log in' [hub]='Your spaces' [send]='Send')
@@ -53,20 +56,6 @@ start_hub_service() {
   service_pid=$!
   until_true 20 curl -s -o /dev/null http://127.0.0.1:3600/ ||
     complain "the service does not listen: $(tail -n 3 "$case_dir/service.err")"
-}
-
-# in_database SQL: the first column of the first row.
-in_database() {
-  python3 - "$case_dir/data" "$1" <<'PYTHON'
-import glob
-import sqlite3
-import sys
-
-[database] = glob.glob(sys.argv[1] + "/*.db")
-with sqlite3.connect(database, timeout=10) as connection:
-    row = connection.execute(sys.argv[2]).fetchone()
-    print(row[0] if row else "")
-PYTHON
 }
 
 # open_client WHO: in a folder of its own, with a microphone and a loudspeaker of its own, in its half of the screen.

@@ -57,7 +57,9 @@ TEST_F(HubChatRows, TheInputIsNamedByItsTooltipInTheLanguageThatItHas) {
         return std::string(or_empty(wrong.get()));
     };
     EXPECT_NE(name().find("Escribe un mensaje..."), std::string::npos) << name();
-    gtk_widget_set_tooltip_text(g_hub_chat_input_view, "Write a message...");
+    g_language = k_language_english;
+    apply_language_to_ui();
+    EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_chat_input_view), "Write a message...");
     EXPECT_NE(name().find("Write a message..."), std::string::npos) << name();
 }
 

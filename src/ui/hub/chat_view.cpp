@@ -63,13 +63,6 @@ GtkWidget* create_chat_page() {
     return page;
 }
 
-/// A text view has no placeholder: the tooltip says what it is for, and is its name to whoever does
-/// not see it.
-void name_by_tooltip(GtkWidget* widget, GParamSpec*, gpointer) {
-    gtk_accessible_update_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL,
-                                   or_empty(gtk_widget_get_tooltip_text(widget)), -1);
-}
-
 GtkWidget* create_input_view() {
     GtkWidget* const widget = gtk_text_view_new();
     GtkTextView* const view = GTK_TEXT_VIEW(widget);
@@ -79,8 +72,8 @@ GtkWidget* create_input_view() {
     gtk_text_view_set_right_margin(view, k_input_text_margin);
     gtk_text_view_set_top_margin(view, k_input_text_margin);
     gtk_text_view_set_bottom_margin(view, k_input_text_margin);
-    g_signal_connect(widget, "notify::tooltip-text", G_CALLBACK(name_by_tooltip), nullptr);
-    gtk_widget_set_tooltip_text(widget, tr("hub_chat_input_placeholder"));
+    // A text view has no placeholder: the tooltip says what it is for.
+    set_tooltip_and_name(widget, tr("hub_chat_input_placeholder"));
     return widget;
 }
 

@@ -184,7 +184,6 @@ GtkWidget* create_hub_servers_tab() {
     gtk_box_append(GTK_BOX(columns), create_spaces_column());
     gtk_box_append(GTK_BOX(columns), create_hub_chat_column());
     show_no_hub_chat();
-    update_hub_chat_input_height(0);
     update_hub_empty_state();
     Backend_SetSpacesLoadedCallback(on_spaces_loaded);
 

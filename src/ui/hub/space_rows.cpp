@@ -6,6 +6,7 @@
 #include "ui/display_text.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/room/room_internal.h"
 
 #include <initializer_list>
 
@@ -57,11 +58,6 @@ GtkWidget* append_name(GtkWidget* box, const std::string& name,
 GtkWidget* name_label_of(GtkListBoxRow* row) {
     GtkWidget* const last = gtk_widget_get_last_child(gtk_list_box_row_get_child(row));
     return GTK_IS_LABEL(last) ? last : gtk_widget_get_first_child(last);
-}
-
-void show_speaking(GtkWidget* dot, bool speaking) {
-    gtk_widget_remove_css_class(dot, speaking ? "silent" : "speaking");
-    gtk_widget_add_css_class(dot, speaking ? "speaking" : "silent");
 }
 
 GtkWidget* create_row_box(int spacing, int start_margin, int gap) {
