@@ -2,6 +2,7 @@
 #include "service/chat/chat_follows.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 

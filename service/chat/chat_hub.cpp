@@ -30,10 +30,6 @@ void ChatHub::open(ChatClientId client) {
                       Client{client, RateLimit(m_limits.frames_per_second, m_limits.frames_burst)});
 }
 
-void ChatHub::leave(ChatClientId client) {
-    forget(client);
-}
-
 bool ChatHub::is_signed_in(ChatClientId client) const {
     const auto found = m_clients.find(client);
     return found != m_clients.end() && found->second.is_signed_in;
@@ -47,6 +43,11 @@ bool ChatHub::take_failure() {
     return true;
 }
 
+// What failed before is not the fault of what begins now; it is reported all the same.
+void ChatHub::put_failure_aside() {
+    take_failure();
+}
+
 void ChatHub::receive(ChatClientId id, std::string_view frame, std::int64_t now) {
     const auto found = m_clients.find(id);
     if (found == m_clients.end()) {
@@ -57,7 +58,7 @@ void ChatHub::receive(ChatClientId id, std::string_view frame, std::int64_t now)
         finish(client, end_with(k_too_fast));
         return;
     }
-    m_database.take_failure(); // what failed before is not this frame's
+    put_failure_aside();
     const Reply reply = answer(client, frame);
     // What a failing database gave may be incomplete, so nothing of it is told.
     finish(client, take_failure() ? refuse(k_failed) : reply);
@@ -112,11 +113,11 @@ void ChatHub::finish(Client& client, const Reply& reply) {
     if (reply.is_end) {
         const ChatClientId id = client.id;
         m_hooks.close(id, WebSocketClose::policy);
-        forget(id);
+        leave(id);
     }
 }
 
-void ChatHub::forget(ChatClientId id) {
+void ChatHub::leave(ChatClientId id) {
     const auto found = m_clients.find(id);
     if (found == m_clients.end()) {
         return;
@@ -174,7 +175,7 @@ void ChatHub::check_session(ChatClientId id) {
         return;
     }
     Client& client = found->second;
-    m_database.take_failure();
+    put_failure_aside();
     const bool is_there = find_session_account(m_database, client.token, m_hooks.now()).has_value();
     if (!take_failure() && !is_there) {
         finish(client, end_with(k_no_session));
@@ -188,7 +189,7 @@ void ChatHub::tell(const std::vector<ChatClientId>& clients, const std::string& 
                    const std::string& frame) {
     std::map<std::string, bool> is_inside; // by account
     std::set<std::string> gone;
-    take_failure();
+    put_failure_aside();
     for (const ChatClientId id : clients) {
         const auto found = m_clients.find(id);
         if (found == m_clients.end()) {

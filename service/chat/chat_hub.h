@@ -43,7 +43,7 @@ class ChatHub {
 
     /// A new client, who is nobody yet.
     void open(ChatClientId client);
-    /// It is gone. Nothing for one that is not there.
+    /// It is gone, and its streams with it. Nothing for one that is not there.
     void leave(ChatClientId client);
     /// What it says. `now` is in milliseconds of a clock that never runs backwards.
     void receive(ChatClientId client, std::string_view frame, std::int64_t now);
@@ -74,8 +74,8 @@ class ChatHub {
     static Reply end_with(std::string_view text);
     Reply answer(Client& client, std::string_view frame);
     void finish(Client& client, const Reply& reply);
-    void forget(ChatClientId client);
     bool take_failure();
+    void put_failure_aside();
 
     // One for each type of frame (chat_hub.cpp, chat_hub_messages.cpp, chat_hub_streams.cpp).
     Reply on_auth(Client& client, const FlatFields& fields);
@@ -98,6 +98,7 @@ class ChatHub {
               const std::string& frame);
     void tell_stream(const std::string& space_id, const std::string& publisher, bool is_streaming);
     std::string stream_frame(const std::string& space_id, const std::string& publisher) const;
+    bool end_stale_stream(const std::string& space_id);
     void end_unheld_streams(const std::vector<std::string>& space_ids,
                             const std::string& account_id);
 

@@ -28,16 +28,21 @@ std::optional<std::string> ChatHub::find_space(Client& client, const FlatFields&
 // The chat of the room or of the space that is named, for members of the space only.
 std::optional<ChatScope> ChatHub::find_chat(Client& client, const FlatFields& fields,
                                             Reply& refusal) {
-    const std::string* const room_id = fields.find("roomId");
-    if ((room_id != nullptr) == (fields.find("spaceId") != nullptr)) {
+    // Of whatever kind: what was meant for a room must not be told to a space.
+    const auto is_given = [&](const char* key) {
+        return fields.find(key) != nullptr || fields.is_other(key);
+    };
+    if (is_given("roomId") == is_given("spaceId")) {
         refusal = refuse("Hay que indicar una sala (roomId) o un espacio (spaceId)");
         return std::nullopt;
     }
-    if (room_id == nullptr) {
+    if (is_given("spaceId")) {
         std::optional<std::string> space_id = find_space(client, fields, refusal);
         return space_id ? std::optional(ChatScope{std::move(*space_id), {}}) : std::nullopt;
     }
-    const std::optional<Room> room = find_room(m_database, *room_id);
+    const std::string* const room_id = fields.find("roomId");
+    const std::optional<Room> room =
+        room_id != nullptr ? find_room(m_database, *room_id) : std::nullopt;
     if (!room || !is_member(m_database, room->space_id, client.account.id)) {
         refusal = refuse(k_no_room);
         return std::nullopt;
@@ -139,8 +144,10 @@ ChatHub::Reply ChatHub::on_history(Client& client, const FlatFields& fields) {
     } else if (fields.is_other("limit") || fields.find("limit") != nullptr) {
         return refuse("El número de mensajes (limit) no es válido");
     }
-    if (const std::string* const before = fields.find("before")) {
-        const std::optional<std::int64_t> number = read_cursor(*before);
+    const std::string* const before = fields.find("before");
+    if (before != nullptr || fields.is_other("before")) {
+        const std::optional<std::int64_t> number =
+            before != nullptr ? read_cursor(*before) : std::nullopt;
         if (!number) {
             return refuse("La posición en el historial (before) no es válida");
         }

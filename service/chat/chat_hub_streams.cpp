@@ -3,6 +3,7 @@
 #include "service/chat/chat_frames.h"
 #include "service/chat/chat_hub.h"
 #include "service/chat/chat_hub_texts.h"
+#include "service/store/members.h"
 #include "service/store/random_text.h"
 
 #include <algorithm>
@@ -41,9 +42,28 @@ void ChatHub::end_unheld_streams(const std::vector<std::string>& space_ids,
     }
 }
 
+// Ends the stream of somebody who is no member of the space any longer: it must not keep others
+// from theirs. False when the database cannot say.
+bool ChatHub::end_stale_stream(const std::string& space_id) {
+    const auto stream = m_streams.find(space_id);
+    if (stream == m_streams.end() || is_member(m_database, space_id, stream->second)) {
+        return true;
+    }
+    if (take_failure()) {
+        return false;
+    }
+    const std::string publisher = stream->second;
+    m_streams.erase(stream);
+    tell_stream(space_id, publisher, false);
+    return true;
+}
+
 ChatHub::Reply ChatHub::on_stream_start(Client& client, const FlatFields& fields) {
     Reply refusal;
     const std::optional<std::string> space_id = find_space(client, fields, refusal);
+    if (space_id && !end_stale_stream(*space_id)) {
+        return refuse(k_failed);
+    }
     // Whoever streams in a space follows it.
     if (!space_id || !follow(client, {ChatChannel::space_joined, *space_id}, refusal)) {
         return refusal;

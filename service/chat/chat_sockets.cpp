@@ -53,7 +53,7 @@ ChatSockets::ChatSockets(Database& database, const ChatServerOptions& options,
 
 ChatSockets::~ChatSockets() {
     for (auto& [id, peer] : m_peers) {
-        peer.connection.close(WebSocketClose::going_away);
+        peer.line.close(WebSocketClose::going_away);
         flush(id, peer);
     }
 }
@@ -64,14 +64,14 @@ ChatHooks ChatSockets::hooks(const ChatServerOptions& options) {
     hooks.send = [this](ChatClientId to, const std::string& frame) {
         const auto found = m_peers.find(to);
         if (found != m_peers.end()) {
-            found->second.connection.send(frame);
+            found->second.line.send(frame);
             m_changed.insert(to);
         }
     };
     hooks.close = [this](ChatClientId client, WebSocketClose code) {
         const auto found = m_peers.find(client);
         if (found != m_peers.end()) {
-            found->second.connection.close(code);
+            found->second.line.close(code);
             m_changed.insert(client);
         }
     };
@@ -134,15 +134,15 @@ bool ChatSockets::make_room() {
     auto slowest = m_peers.end();
     for (auto peer = m_peers.begin(); peer != m_peers.end(); ++peer) {
         if (!m_hub.is_signed_in(peer->first) &&
-            (slowest == m_peers.end() || peer->second.connection.sign_in_deadline() <
-                                             slowest->second.connection.sign_in_deadline())) {
+            (slowest == m_peers.end() ||
+             peer->second.line.sign_in_deadline() < slowest->second.line.sign_in_deadline())) {
             slowest = peer;
         }
     }
     if (slowest == m_peers.end()) {
         return false;
     }
-    slowest->second.connection.drop();
+    slowest->second.line.drop();
     m_changed.insert(slowest->first);
     flush_all();
     return true;
@@ -151,8 +151,8 @@ bool ChatSockets::make_room() {
 void ChatSockets::welcome(GSocketOwner socket) {
     const ChatClientId id = ++m_last_id;
     GSocket* const file = socket.get();
-    Peer& peer = m_peers.emplace(id, Peer{std::move(socket), ChatConnection(m_limits, now_ms())})
-                     .first->second;
+    Peer& peer =
+        m_peers.emplace(id, Peer{std::move(socket), ChatLine(m_limits, now_ms())}).first->second;
     m_hub.open(id);
     const GSocketSourceFunc readable = [](GSocket*, GIOCondition, gpointer data) -> gboolean {
         const PeerCall call = *static_cast<PeerCall*>(data);
@@ -178,16 +178,16 @@ void ChatSockets::read(ChatClientId id) {
         return;
     }
     if (count <= 0) {
-        peer.connection.end_of_input();
+        peer.line.end_of_input();
         flush_all();
         return;
     }
     const std::int64_t now = now_ms();
-    peer.connection.receive({buffer.data(), static_cast<std::size_t>(count)}, now);
+    peer.line.receive({buffer.data(), static_cast<std::size_t>(count)}, now);
     // Each text's answers go out before the next: a client has too much pending only when it does
     // not take it.
     while (m_peers.contains(id)) {
-        const std::optional<std::string> text = peer.connection.next_text();
+        const std::optional<std::string> text = peer.line.next_text();
         if (text) {
             m_hub.receive(id, *text, now);
         }
@@ -215,19 +215,19 @@ void ChatSockets::flush_all() {
 bool ChatSockets::flush(ChatClientId id, Peer& peer) {
     const int file = g_socket_get_fd(peer.socket.get());
     bool is_blocked = false;
-    while (!peer.connection.is_over() && !is_blocked && !peer.connection.output().empty()) {
-        const std::string_view output = peer.connection.output();
+    while (!peer.line.is_over() && !is_blocked && !peer.line.output().empty()) {
+        const std::string_view output = peer.line.output();
         const ssize_t count =
             ::send(file, output.data(), output.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count > 0) {
-            peer.connection.sent(static_cast<std::size_t>(count));
+            peer.line.sent(static_cast<std::size_t>(count));
         } else if (errno == EAGAIN) {
             is_blocked = true;
         } else if (errno != EINTR) {
-            peer.connection.drop();
+            peer.line.drop();
         }
     }
-    if (peer.connection.is_over()) {
+    if (peer.line.is_over()) {
         return false;
     }
     if (!is_blocked) {
@@ -241,7 +241,7 @@ bool ChatSockets::flush(ChatClientId id, Peer& peer) {
         };
         peer.writable = attach_socket_source(peer.socket.get(), G_IO_OUT, writable, {this, id});
     }
-    if (peer.connection.is_silent() && !std::exchange(peer.is_shut, true)) {
+    if (peer.line.is_silent() && !std::exchange(peer.is_shut, true)) {
         ::shutdown(file, SHUT_WR);
     }
     return true;
@@ -252,7 +252,7 @@ bool ChatSockets::flush(ChatClientId id, Peer& peer) {
 void ChatSockets::sweep() {
     const std::int64_t now = now_ms();
     for (auto& [id, peer] : m_peers) {
-        if (peer.connection.sweep(m_hub.is_signed_in(id), now)) {
+        if (peer.line.sweep(m_hub.is_signed_in(id), now)) {
             m_hub.check_session(id);
         }
         m_changed.insert(id);

@@ -2,8 +2,8 @@
 // goes where there are too many. Called by the server.
 #pragma once
 
-#include "service/chat/chat_connection.h"
 #include "service/chat/chat_hub.h"
+#include "service/chat/chat_line.h"
 #include "service/chat/chat_server.h"
 #include "service/shared/glib_sources.h"
 
@@ -24,7 +24,7 @@ class ChatSockets {
   private:
     struct Peer {
         GSocketOwner socket;
-        ChatConnection connection;
+        ChatLine line;
         GSourceOwner readable{};
         GSourceOwner writable{}; // while the wire takes no more
         bool is_shut = false;    // on this side

@@ -71,12 +71,12 @@ void WebSocketReader::give(std::string_view bytes) {
     m_bytes += bytes;
 }
 
-WebSocketEvent WebSocketReader::fault(WebSocketClose code) {
+ReaderEvent WebSocketReader::fault(WebSocketClose code) {
     m_is_faulty = true;
     m_bytes.clear();
     m_begin = 0;
     m_text.clear();
-    return {WebSocketEvent::Kind::fault, {}, code};
+    return {ReaderEvent::Kind::fault, {}, code};
 }
 
 // False when its end has not come yet, or it is faulty: `fault_code` is then not `normal`.
@@ -122,30 +122,30 @@ bool WebSocketReader::read_head(Head& head, WebSocketClose& fault_code) const {
     return true;
 }
 
-WebSocketEvent WebSocketReader::control_event(const Head& head, std::string payload) {
+ReaderEvent WebSocketReader::control_event(const Head& head, std::string payload) {
     if (head.opcode == k_ping) {
-        return {WebSocketEvent::Kind::ping, std::move(payload), {}};
+        return {ReaderEvent::Kind::ping, std::move(payload), {}};
     }
     if (head.opcode == k_pong) {
-        return {WebSocketEvent::Kind::pong, {}, {}};
+        return {ReaderEvent::Kind::pong, {}, {}};
     }
     if (payload.empty()) {
-        return {WebSocketEvent::Kind::close, {}, WebSocketClose::no_reason};
+        return {ReaderEvent::Kind::close, {}, WebSocketClose::no_reason};
     }
     const unsigned code =
         payload.size() < 2 ? 0U : byte_of(payload[0]) * 256U + byte_of(payload[1]);
     if (!is_sent_code(code)) {
         return fault(WebSocketClose::protocol_error);
     }
-    return {WebSocketEvent::Kind::close, {}, static_cast<WebSocketClose>(code)};
+    return {ReaderEvent::Kind::close, {}, static_cast<WebSocketClose>(code)};
 }
 
-WebSocketEvent WebSocketReader::next() {
+ReaderEvent WebSocketReader::next() {
     while (!m_is_faulty) {
         Head head;
         WebSocketClose fault_code = WebSocketClose::normal;
         if (!read_head(head, fault_code)) {
-            return fault_code == WebSocketClose::normal ? WebSocketEvent{} : fault(fault_code);
+            return fault_code == WebSocketClose::normal ? ReaderEvent{} : fault(fault_code);
         }
         const std::size_t payload_bytes = static_cast<std::size_t>(head.payload_bytes);
         if (m_bytes.size() - m_begin < head.head_bytes + payload_bytes) {
@@ -164,7 +164,7 @@ WebSocketEvent WebSocketReader::next() {
         m_text += payload;
         m_is_in_text = !head.is_final;
         if (head.is_final) {
-            return {WebSocketEvent::Kind::text, std::exchange(m_text, {}), {}};
+            return {ReaderEvent::Kind::text, std::exchange(m_text, {}), {}};
         }
     }
     return {};

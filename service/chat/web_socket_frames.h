@@ -22,7 +22,7 @@ enum class WebSocketClose : std::uint16_t {
     too_big = 1009,
 };
 
-struct WebSocketEvent {
+struct ReaderEvent {
     enum class Kind {
         none, ///< more bytes are needed
         text, ///< a whole one, however it was cut into frames; maybe no UTF-8
@@ -45,13 +45,13 @@ class WebSocketReader {
     void give(std::string_view bytes);
 
     /// What comes next in the bytes that were given.
-    WebSocketEvent next();
+    ReaderEvent next();
 
   private:
     struct Head;
-    WebSocketEvent fault(WebSocketClose code);
+    ReaderEvent fault(WebSocketClose code);
     bool read_head(Head& head, WebSocketClose& fault_code) const;
-    WebSocketEvent control_event(const Head& head, std::string payload);
+    ReaderEvent control_event(const Head& head, std::string payload);
 
     const std::size_t m_max_text_bytes;
     std::string m_bytes;

@@ -12,6 +12,9 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <span>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -28,12 +31,14 @@ constexpr std::array<DemoAccount, 4> k_accounts{{
 }};
 enum { ana, luis, marta, kim };
 
-constexpr std::array<const char*, 3> k_rooms{"Música", "Juegos", "Proyecto"};
-
 struct DemoLine {
     int sender;
     const char* text;
 };
+
+// Beside the general room that each space has.
+constexpr std::array<const char*, 3> k_rooms{"Música", "Juegos", "Proyecto"};
+constexpr std::array<const char*, 1> k_reading_rooms{"Tertulia"};
 
 constexpr std::array<DemoLine, 24> k_lines{{
     {ana, "¡Hola a todos! Este es el espacio de la comunidad."},
@@ -62,6 +67,14 @@ constexpr std::array<DemoLine, 24> k_lines{{
     {marta, "Hasta mañana a todos."},
 }};
 
+constexpr std::array<DemoLine, 5> k_reading_lines{{
+    {marta, "Bienvenidos al club. ¿Qué leemos en diciembre?"},
+    {luis, "Algo corto, que yo leo despacio."},
+    {ana, "Cuentos, entonces: uno por semana."},
+    {marta, "Me gusta. ¿Los jueves en la Tertulia?"},
+    {luis, "Los jueves."},
+}};
+
 constexpr int k_history_rounds = 6; // more than one page
 constexpr WallTime k_minute_ms = 60'000;
 constexpr WallTime k_day_ms = 24 * 60 * k_minute_ms;
@@ -74,15 +87,22 @@ std::string hash_password(PasswordPool& pool, const char* password) {
     return result;
 }
 
-bool write_history(Database& database, const ChatScope& scope, const DemoAccounts& accounts,
-                   int rounds, WallTime now) {
-    WallTime time = now - rounds * k_day_ms;
-    for (int round = 0; round < rounds; ++round, time += k_day_ms) {
+struct History {
+    ChatScope scope;
+    std::span<const DemoLine> lines;
+    int rounds;
+};
+
+bool write_history(Database& database, const DemoAccounts& accounts, const History& history,
+                   WallTime now) {
+    WallTime time = now - history.rounds * k_day_ms;
+    for (int round = 0; round < history.rounds; ++round, time += k_day_ms) {
         WallTime moment = time;
-        for (const DemoLine& line : k_lines) {
+        for (const DemoLine& line : history.lines) {
             const Account& sender = accounts[static_cast<std::size_t>(line.sender)];
             moment += 2 * k_minute_ms;
-            if (!add_message(database, scope, {sender.id, sender.username, line.text}, moment)) {
+            if (!add_message(database, history.scope, {sender.id, sender.username, line.text},
+                             moment)) {
                 return false;
             }
         }
@@ -90,28 +110,43 @@ bool write_history(Database& database, const ChatScope& scope, const DemoAccount
     return true;
 }
 
-// The space that all but kim are in, with kim invited.
-bool make_spaces(Database& database, const DemoAccounts& accounts, WallTime now) {
+// A space of ana's that luis and marta are in, too.
+std::optional<std::string> make_space(Database& database, const DemoAccounts& accounts,
+                                      const char* name, std::span<const char* const> rooms,
+                                      WallTime now) {
     const std::optional<Space> space =
-        create_space(database, accounts[ana], {"Comunidad Velmo", "", nullptr}, now);
+        create_space(database, accounts[ana], {name, "", nullptr}, now);
     if (!space) {
-        return false;
+        return std::nullopt;
     }
     for (const int member : {luis, marta}) {
         if (!add_member(database, space->id, accounts[static_cast<std::size_t>(member)].id, now)) {
-            return false;
+            return std::nullopt;
         }
     }
-    for (const char* const name : k_rooms) {
-        if (!add_room(database, {space->id, name, accounts[ana].id}, now)) {
-            return false;
+    for (const char* const room : rooms) {
+        if (!add_room(database, {space->id, room, accounts[ana].id}, now)) {
+            return std::nullopt;
         }
     }
-    const std::vector<Room> rooms = list_rooms(database, space->id);
-    return add_invitation(database, {space->id, accounts[kim].email, accounts[ana].id}, now) &&
+    return space->id;
+}
+
+// Two spaces, and kim invited to the first.
+bool make_spaces(Database& database, const DemoAccounts& accounts, WallTime now) {
+    const auto community = make_space(database, accounts, "Comunidad Velmo", k_rooms, now);
+    const auto reading =
+        make_space(database, accounts, "Club de lectura", k_reading_rooms, now + 1);
+    if (!community || !reading) {
+        return false;
+    }
+    const std::vector<Room> rooms = list_rooms(database, *community);
+    return add_invitation(database, {*community, accounts[kim].email, accounts[ana].id}, now) &&
            !rooms.empty() &&
-           write_history(database, {space->id, rooms[0].id}, accounts, k_history_rounds, now) &&
-           write_history(database, {space->id, {}}, accounts, 1, now);
+           write_history(database, accounts, {{*community, rooms[0].id}, k_lines, k_history_rounds},
+                         now) &&
+           write_history(database, accounts, {{*community, {}}, k_lines, 1}, now) &&
+           write_history(database, accounts, {{*reading, {}}, k_reading_lines, 1}, now);
 }
 
 } // namespace

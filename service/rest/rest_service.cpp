@@ -3,6 +3,7 @@
 
 #include "base/ascii.h"
 #include "service/rest/rest_routes.h"
+#include "service/shared/client_json.h"
 #include "service/store/database.h"
 #include "service/store/sessions.h"
 
@@ -49,7 +50,8 @@ void read_fields(RestCall& call, const Route& route) {
         call.fields = FlatFields::parse_form(call.request.query);
     } else if (route.input == RouteInput::form) {
         call.fields = FlatFields::parse_form(call.request.body);
-    } else if (std::optional<FlatFields> fields = FlatFields::parse_json(call.request.body)) {
+    } else if (std::optional<FlatFields> fields =
+                   FlatFields::parse_json(without_cut_characters(call.request.body))) {
         call.fields = std::move(*fields);
     } else {
         call.refusal = error_answer(400, "La petición no es un objeto JSON sencillo y válido");

@@ -1,8 +1,8 @@
 // Answers about rooms. Called through the table of routes.
-#include "service/client_json.h"
 #include "service/rest/rest_handlers.h"
 #include "service/rest/space_answers.h"
 #include "service/shared/chat_texts.h"
+#include "service/shared/client_json.h"
 #include "service/store/rooms.h"
 #include "service/store/store_limits.h"
 #include "service/store/text_rules.h"

@@ -2,7 +2,7 @@
 #include "service/shared/flat_json.h"
 
 #include "base/glib_owner.h"
-#include "service/client_json.h"
+#include "service/shared/client_json.h"
 
 #include <nlohmann/json.hpp>
 
@@ -70,7 +70,7 @@ std::string unescaped(std::string text) {
 std::optional<FlatFields> FlatFields::parse_json(std::string_view body) {
     FlatFields fields;
     FieldsReader reader(fields);
-    if (!Json::sax_parse(with_escaped_controls(without_cut_characters(body)), &reader)) {
+    if (!Json::sax_parse(with_escaped_controls(body), &reader)) {
         return std::nullopt;
     }
     return fields;

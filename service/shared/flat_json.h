@@ -23,9 +23,9 @@ using AnswerJson = nlohmann::ordered_json;
 /// What a client sends: an object of plain values. Only its texts and whole numbers are kept.
 class FlatFields {
   public:
-    /// Empty for anything but such an object: lists and objects within, bytes that are not UTF-8,
-    /// a key given twice, too many keys. A character that the client's buffer cut at the end of a
-    /// text is dropped; control bytes within a text are a part of it, escaped or not.
+    /// Empty for anything but such an object: lists and objects within, bytes that are not UTF-8
+    /// (cut characters are the caller's to drop), a key given twice, too many keys. Control bytes
+    /// within a text are a part of it, escaped or not.
     static std::optional<FlatFields> parse_json(std::string_view body);
 
     /// What an HTML form or a query says; no failure. The first value of a name counts.

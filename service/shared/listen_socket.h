@@ -1,7 +1,9 @@
 // A TCP socket that waits for clients. Called by the REST and the chat server.
 #pragma once
 
-#include "service/shared/glib_sources.h"
+#include "base/gobject_owner.h"
+
+#include <gio/gio.h>
 
 #include <cstdint>
 #include <string>

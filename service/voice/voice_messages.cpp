@@ -1,7 +1,7 @@
 // See service/voice/voice_messages.h.
 #include "service/voice/voice_messages.h"
 
-#include "service/client_json.h"
+#include "service/shared/client_json.h"
 #include "service/voice/voice_limits.h"
 
 #include <nlohmann/json.hpp>

@@ -1,82 +1,32 @@
 // Fuzzes the chat half of the service: two clients of one space, and one who is no member, send
 // any bytes over connections without sockets to a hub on demo data. The input is a row of steps: a
-// byte that says what comes and who says it, and what is said up to a line feed. In texts $T, $U
-// and $V stand for the tokens of two members and a stranger, $S for a space, $R for a room, $G for
-// its general room, $A for a member's account.
+// byte that says what comes and who says it, and what is said up to a line feed. In texts "$" and a
+// letter stands for what that names in the demo data.
 #include "fuzz/named_text.h"
+#include "fuzz/service_world.h"
 
-#include "service/chat/chat_connection.h"
 #include "service/chat/chat_hub.h"
-#include "service/demo/demo_data.h"
-#include "service/store/database.h"
-#include "service/store/rooms.h"
-#include "service/store/sessions.h"
-#include "service/store/spaces.h"
+#include "service/chat/chat_line.h"
 #include "unit/service/web_socket_bytes.h"
 
 #include <nlohmann/json.hpp>
-#include <sodium.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace {
 
-constexpr PasswordCost k_cheap{1, 8192};
-constexpr WallTime k_now = 1'700'000'000'000;
-constexpr WallTime k_later = k_now + 3'600'000;
 constexpr std::size_t k_clients = 3;
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
-
-struct World {
-    std::unique_ptr<Database> database;
-    std::map<char, std::string> names;
-    Room room;
-};
-
-std::string token_of(Database& database, const char* email) {
-    return create_session(database, find_account_by_email(database, email)->id, k_later);
-}
-
-World make_world() {
-    World world;
-    require(sodium_init() >= 0);
-    std::string error;
-    world.database = Database::open(":memory:", error);
-    require(world.database != nullptr);
-    Database& database = *world.database;
-    require(make_demo_data(database, k_cheap, k_now, error));
-    const Account ana = *find_account_by_email(database, "ana@velmo.example");
-    const Space space = list_spaces(database, ana.id)[0];
-    const std::vector<Room> rooms = list_rooms(database, space.id);
-    world.room = rooms[1];
-    world.names = {{'T', token_of(database, "ana@velmo.example")},
-                   {'U', token_of(database, "luis@velmo.example")},
-                   {'V', token_of(database, "kim@velmo.example")},
-                   {'S', space.id},
-                   {'R', rooms[1].id},
-                   {'G', rooms[0].id},
-                   {'A', ana.id}};
-    return world;
-}
 
 /// What one run sees of the hub.
 class Run {
   public:
-    explicit Run(World& world) : m_world(world), m_hub(*world.database, limits(), hooks()) {
+    explicit Run(DemoWorld& world) : m_world(world), m_hub(*world.database, limits(), hooks()) {
         for (ChatClientId id = 0; id < k_clients; ++id) {
             arrive(id);
         }
@@ -175,7 +125,7 @@ class Run {
 
     void settle() {
         for (ChatClientId id = 0; id < k_clients; ++id) {
-            ChatConnection& line = *m_lines[id];
+            ChatLine& line = *m_lines[id];
             const std::size_t pending = line.output().size();
             require(pending <= 200'000 + 70'000);
             line.sent(pending / (id + 1)); // some take less than they get
@@ -186,8 +136,8 @@ class Run {
         }
     }
 
-    World& m_world;
-    std::array<std::optional<ChatConnection>, k_clients> m_lines;
+    DemoWorld& m_world;
+    std::array<std::optional<ChatLine>, k_clients> m_lines;
     ChatHub m_hub;
     std::int64_t m_now = 0;
     std::array<bool, k_clients> m_is_member{};
@@ -196,7 +146,7 @@ class Run {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static World world = make_world();
+    static DemoWorld world = make_demo_world();
     require(world.database->execute("SAVEPOINT before"));
     {
         Run run(world);

@@ -1,23 +1,18 @@
 // Fuzzes the voice service's texts: any bytes as a join request and as a chat line, and what is
 // written from what was read.
+#include "fuzz/require.h"
+
 #include "service/voice/voice_limits.h"
 #include "service/voice/voice_messages.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 namespace {
 
 using Json = nlohmann::json;
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 /// The first value of `key` as clients find it.
 std::string scan(const std::string& text, const std::string& key) {

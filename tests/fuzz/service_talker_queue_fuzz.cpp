@@ -1,21 +1,12 @@
 // Fuzzes a talker's queue: packets of any size in any order, some lost, between ticks.
+#include "fuzz/require.h"
+
 #include "service/voice/talker_queue.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
-
-namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
-
-} // namespace
 
 // Three bytes a step: ticks or a packet, its length, and where its number lies.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

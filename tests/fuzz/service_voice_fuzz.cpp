@@ -1,5 +1,7 @@
 // Fuzzes the voice service's rules: datagrams of several clients, well and badly made, between
 // ticks. The input is a script; every step begins with a byte that chooses it.
+#include "fuzz/require.h"
+
 #include "service/voice/voice_rooms.h"
 
 #include <nlohmann/json.hpp>
@@ -7,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <span>
 #include <string>
@@ -40,12 +41,6 @@ class Script {
   private:
     std::span<const std::uint8_t> m_rest;
 };
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 struct Client {
     std::uint64_t session_id = 0;

@@ -70,10 +70,10 @@ class ChatClient {
     }
     /// Signed in, and following the space.
     bool enter(const std::string& token, const std::string& space) {
+        if (!sign_in(token)) {
+            return false;
+        }
         for (const char* const channel : {"spaceRooms", "spaceMessages"}) {
-            if (channel[5] == 'R' && !sign_in(token)) {
-                return false;
-            }
             say({{"type", "subscribe"}, {"channel", channel}, {"spaceId", space}});
         }
         return next()["type"] == "rooms:snapshot" && next()["type"] == "subscribed" &&

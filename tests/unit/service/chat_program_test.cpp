@@ -17,7 +17,7 @@ constexpr const char* k_ana = R"({"email":"ana@velmo.example","password":"Velmo-
 class Service {
   public:
     explicit Service(const std::vector<std::string>& arguments) : program(arguments) {
-        program.listening_port();
+        program.skip_listening_line();
         rest_port = program.rest_port();
         chat_port = program.chat_port();
         RestClient rest(rest_port);

@@ -127,6 +127,15 @@ TEST(ChatServer, GoodbyeIsAnswered) {
     EXPECT_TRUE(client.is_cut());
 }
 
+TEST(ChatServer, WhatAClientsBufferCutOfACharacterReachesNobody) {
+    RunningChat server;
+    ChatClient ana(server.port());
+    ASSERT_TRUE(ana.enter(server.ana(), server.space()));
+    ana.say_text(R"({"type":"message:send","spaceId":")" + server.space() +
+                 "\",\"text\":\"hola \xF0\x9F\x98\"}");
+    EXPECT_EQ(ana.next()["text"], "hola");
+}
+
 TEST(ChatServer, EndOfTheServerIsSaid) {
     RunningChat server;
     ChatClient client(server.port());
@@ -142,11 +151,15 @@ TEST(ChatServer, FiveThousandMessagesReachThreeListenersInTheirOrder) {
     limits.frames_burst = 2 * k_messages;
     RunningChat server(limits);
     std::array<std::vector<std::string>, 3> heard;
-    std::vector<std::thread> listeners;
     std::array<std::unique_ptr<ChatClient>, 3> clients;
+    for (std::unique_ptr<ChatClient>& client : clients) {
+        client = std::make_unique<ChatClient>(server.port());
+        ASSERT_TRUE(client->enter(server.luis(), server.space()));
+    }
+    ChatClient sender(server.port());
+    ASSERT_TRUE(sender.sign_in(server.ana()));
+    std::vector<std::jthread> listeners; // joined wherever this ends
     for (std::size_t i = 0; i < clients.size(); ++i) {
-        clients[i] = std::make_unique<ChatClient>(server.port());
-        ASSERT_TRUE(clients[i]->enter(server.luis(), server.space()));
         listeners.emplace_back([&, i] {
             while (heard[i].size() < k_messages) {
                 const Json message = clients[i]->next();
@@ -157,14 +170,10 @@ TEST(ChatServer, FiveThousandMessagesReachThreeListenersInTheirOrder) {
             }
         });
     }
-    ChatClient sender(server.port());
-    ASSERT_TRUE(sender.sign_in(server.ana()));
     for (int i = 0; i < k_messages; ++i) {
         ASSERT_TRUE(sender.say(space_message(server, "m" + std::to_string(i))));
     }
-    for (std::thread& listener : listeners) {
-        listener.join();
-    }
+    listeners.clear();
     for (const std::vector<std::string>& texts : heard) {
         ASSERT_EQ(texts.size(), std::size_t{k_messages});
         for (std::size_t i = 0; i < texts.size(); ++i) {

@@ -248,6 +248,27 @@ TEST_F(ChatSessions, FailingDatabaseIsSaidAndReportedOnceAndNobodyIsToldOfAMessa
     EXPECT_EQ(heard_one(listener)["text"], "otra vez");
 }
 
+TEST_F(ChatSessions, EarlierFailureIsReportedAndChangesNothingThatFollows) {
+    const ChatClientId client = connect_to(m_ana, m_space);
+    const auto fail = [this] {
+        g_reports.clear();
+        EXPECT_FALSE(m_database->execute("SELECT * FROM nowhere"));
+    };
+    fail();
+    say(client, {{"type", "messages:history"}, {"spaceId", m_space}});
+    EXPECT_EQ(types(heard(client)), "messages:history ");
+    EXPECT_EQ(g_reports.size(), 1U);
+    fail();
+    m_hub->announce(MessageStored{{m_space, {}}, {1, "ana", 0, "x"}});
+    EXPECT_EQ(types(heard(client)), "message:new ");
+    EXPECT_EQ(g_reports.size(), 1U);
+    g_test_now += WallTime{40} * 24 * 60 * 60 * 1000;
+    fail();
+    m_hub->check_session(client);
+    EXPECT_TRUE(is_closed(client));
+    EXPECT_EQ(g_reports.size(), 1U);
+}
+
 TEST_F(ChatSessions, FailingDatabaseEndsNoSessionAndNoMembership) {
     const ChatClientId client = connect_to(m_ana, m_space);
     for (const char* const table : {"sessions", "members", "accounts", "rooms"}) {

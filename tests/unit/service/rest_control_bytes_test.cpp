@@ -2,7 +2,7 @@
 // field, as if they had come escaped.
 #include "unit/service/rest_fixture.h"
 
-#include "service/client_json.h"
+#include "service/shared/client_json.h"
 
 #include <array>
 #include <cstdio>

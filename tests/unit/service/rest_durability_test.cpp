@@ -56,7 +56,7 @@ TEST(RestDurability, EverythingAnsweredIsThereAfterAKillInTheMiddleOfWrites) {
 
     for (int round = 0; round < k_rounds; ++round) {
         Program program(arguments);
-        program.listening_port();
+        program.skip_listening_line();
         const std::uint16_t port = program.rest_port();
         RestClient client(port);
         if (round == 0) {

@@ -7,8 +7,9 @@
 #include "service/rest/wrong_passwords.h"
 
 #include <algorithm>
-#include <chrono>
+#include <ctime>
 #include <fstream>
+#include <limits>
 
 #include <poll.h>
 #include <sys/resource.h>
@@ -90,13 +91,14 @@ TEST(PasswordPool, MissingAccountTakesAsLongAsAWrongPassword) {
     PasswordPool pool(0, {2, 32 * 1024 * 1024});
     std::string hash;
     pool.hash("right", [&](const std::string& made) { hash = made; });
+    // Processor time: it does not count what else the machine does.
     const auto shortest = [&](const std::string& stored) {
-        auto best = std::chrono::steady_clock::duration::max();
+        std::clock_t best = std::numeric_limits<std::clock_t>::max();
         for (int i = 0; i < 5; ++i) {
-            const auto begin = std::chrono::steady_clock::now();
+            const std::clock_t begin = std::clock();
             pool.check("wrong", stored,
                        [](PasswordCheck result) { EXPECT_EQ(result, PasswordCheck::wrong); });
-            best = std::min(best, std::chrono::steady_clock::now() - begin);
+            best = std::min(best, std::clock() - begin);
         }
         return best;
     };

@@ -88,6 +88,11 @@ class Program {
     std::uint16_t rest_port() { return port_after("rest: listening on http://127.0.0.1:"); }
     /// The port of the line "chat: listening on ws://ADDRESS:PORT", the third.
     std::uint16_t chat_port() { return port_after("chat: listening on ws://127.0.0.1:"); }
+    /// Leaves out the next of those lines, of whichever half it is.
+    void skip_listening_line() {
+        const std::string text = line();
+        EXPECT_NE(text.find(": listening on "), std::string::npos) << text;
+    }
     /// Waits for the end and returns the exit status, 128 and the signal when killed.
     int status() {
         int result = 0;

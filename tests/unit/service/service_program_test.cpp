@@ -117,7 +117,7 @@ TEST(ServiceProgram, VerboseTellsWhoComesAndGoes) {
     Program program(on_free_ports({"--verbose"}));
     ScriptedClient client(loopback(program.listening_port()));
     const std::uint16_t rest_port = program.rest_port();
-    program.chat_port();
+    program.skip_listening_line();
     ASSERT_TRUE(client.connect());
     EXPECT_TRUE(program.line().ends_with(" connected"));
     client.send_text(VoicePacketType::join_room, R"({"roomId":"lobby","username":"Ana"})");
@@ -162,7 +162,7 @@ TEST(ServiceProgram, RestartKeepsAccountsSessionsAndSpaces) {
     std::string spaces;
     {
         Program program(arguments);
-        program.listening_port();
+        program.skip_listening_line();
         RestClient client(program.rest_port());
         token = client.post("/api/auth/signup", k_credentials).field("sessionToken");
         client.post("/api/spaces", R"({"sessionToken":")" + token + R"(","name":"Mi espacio"})");
@@ -182,9 +182,9 @@ TEST(ServiceProgram, DemoAccountsArePrintedAndTheSameAfterASecondStart) {
     std::string spaces;
     for (int run = 0; run < 2; ++run) {
         Program program(arguments);
-        program.listening_port();
+        program.skip_listening_line();
         RestClient client(program.rest_port());
-        program.chat_port();
+        program.skip_listening_line();
         const std::string line = program.line();
         EXPECT_EQ(line, "demo: ana@velmo.example with the password Velmo-Ana-2024");
         const std::string token =
@@ -203,7 +203,7 @@ TEST(ServiceProgram, DemoAccountsArePrintedAndTheSameAfterASecondStart) {
 
 TEST(ServiceProgram, WithoutDemoNobodyIsThere) {
     Program program(on_free_ports());
-    program.listening_port();
+    program.skip_listening_line();
     RestClient client(program.rest_port());
     EXPECT_EQ(
         client
@@ -266,7 +266,7 @@ TEST(ServiceProgram, TakenRestPortIsAClearMessageAndStatus1) {
 // check would find that.
 TEST(ServiceProgram, LengthsThatCannotBeReadAreRefusedAndTheServiceGoesOn) {
     Program program(on_free_ports());
-    program.listening_port();
+    program.skip_listening_line();
     const std::uint16_t port = program.rest_port();
     const auto status = [&](const std::string& header) {
         // Another header in the place of a path's end.

@@ -1,5 +1,5 @@
 // Web socket frames, the request they begin with, and one connection without its socket.
-#include "service/chat/chat_connection.h"
+#include "service/chat/chat_line.h"
 #include "service/chat/web_socket_frames.h"
 #include "service/chat/web_socket_handshake.h"
 #include "unit/service/web_socket_bytes.h"
@@ -11,9 +11,9 @@
 
 namespace {
 
-using Kind = WebSocketEvent::Kind;
+using Kind = ReaderEvent::Kind;
 
-WebSocketEvent read_one(const std::string& bytes) {
+ReaderEvent read_one(const std::string& bytes) {
     WebSocketReader reader(1000);
     reader.give(bytes);
     return reader.next();
@@ -24,7 +24,7 @@ WebSocketEvent read_one(const std::string& bytes) {
 TEST(WebSocketReader, GivesATextOfAnyLengthUnmasked) {
     for (const std::size_t size : {0U, 1U, 125U, 126U, 999U, 1000U}) {
         const std::string text(size, 'x');
-        const WebSocketEvent event = read_one(client_frame(k_text_opcode, text));
+        const ReaderEvent event = read_one(client_frame(k_text_opcode, text));
         EXPECT_EQ(event.kind, Kind::text);
         EXPECT_EQ(event.text, text);
     }
@@ -42,8 +42,7 @@ TEST(WebSocketReader, BytesMayComeOneByOne) {
     std::vector<std::string> texts;
     for (const char byte : bytes) {
         reader.give({&byte, 1});
-        for (WebSocketEvent event = reader.next(); event.kind != Kind::none;
-             event = reader.next()) {
+        for (ReaderEvent event = reader.next(); event.kind != Kind::none; event = reader.next()) {
             texts.push_back((event.kind == Kind::ping ? "ping " : "") + event.text);
         }
     }
@@ -57,14 +56,14 @@ TEST(WebSocketReader, SeveralFramesInOneGo) {
     EXPECT_EQ(reader.next().text, "a");
     EXPECT_EQ(reader.next().kind, Kind::pong);
     EXPECT_EQ(reader.next().text, "b");
-    const WebSocketEvent end = reader.next();
+    const ReaderEvent end = reader.next();
     EXPECT_EQ(end.kind, Kind::close);
     EXPECT_EQ(end.code, WebSocketClose::normal);
     EXPECT_EQ(reader.next().kind, Kind::none);
 }
 
 TEST(WebSocketReader, CloseWithoutACodeHasNoReason) {
-    const WebSocketEvent event = read_one(client_frame(k_close_opcode, ""));
+    const ReaderEvent event = read_one(client_frame(k_close_opcode, ""));
     EXPECT_EQ(event.kind, Kind::close);
     EXPECT_EQ(event.code, WebSocketClose::no_reason);
 }
@@ -90,7 +89,7 @@ TEST(WebSocketReader, WhatTheProtocolForbidsIsAFault) {
     for (const std::string& bytes : wrong) {
         WebSocketReader reader(1000);
         reader.give(bytes);
-        const WebSocketEvent event = reader.next();
+        const ReaderEvent event = reader.next();
         EXPECT_EQ(event.kind, Kind::fault);
         EXPECT_EQ(event.code, WebSocketClose::protocol_error);
         reader.give(client_frame(k_text_opcode, "x"));
@@ -109,7 +108,7 @@ TEST(WebSocketReader, TooLongIsKnownFromTheHeadAlone) {
     WebSocketReader reader(1000);
     reader.give(client_frame(k_text_opcode, std::string(600, 'x'), false) +
                 client_frame(k_continuation_opcode, std::string(401, 'x')).substr(0, 8));
-    const WebSocketEvent event = reader.next();
+    const ReaderEvent event = reader.next();
     EXPECT_EQ(event.kind, Kind::fault);
     EXPECT_EQ(event.code, WebSocketClose::too_big);
 }
@@ -180,7 +179,7 @@ TEST(WebSocketHandshake, AnythingElseIsRefusedWithAStatusAndAText) {
 
 // --- A connection --------------------------------------------------------------------------------
 
-class ConnectionTest : public ::testing::Test {
+class ChatLineTest : public ::testing::Test {
   protected:
     static ChatLimits limits() {
         ChatLimits limits;
@@ -188,20 +187,20 @@ class ConnectionTest : public ::testing::Test {
         return limits;
     }
     void open() {
-        m_connection.receive(handshake_request("/"), 0);
-        EXPECT_FALSE(m_connection.next_text());
+        m_line.receive(handshake_request("/"), 0);
+        EXPECT_FALSE(m_line.next_text());
         EXPECT_TRUE(take().starts_with("HTTP/1.1 101 "));
     }
     /// All that is to be sent, as sent.
     std::string take() {
-        std::string bytes(m_connection.output());
-        m_connection.sent(bytes.size());
+        std::string bytes(m_line.output());
+        m_line.sent(bytes.size());
         return bytes;
     }
     std::vector<std::string> texts(const std::string& bytes) {
-        m_connection.receive(bytes, 0);
+        m_line.receive(bytes, 0);
         std::vector<std::string> all;
-        while (std::optional<std::string> text = m_connection.next_text()) {
+        while (std::optional<std::string> text = m_line.next_text()) {
             all.push_back(*text);
         }
         return all;
@@ -212,158 +211,159 @@ class ConnectionTest : public ::testing::Test {
         return bytes;
     }
 
-    ChatConnection m_connection{limits(), 0};
+    ChatLine m_line{limits(), 0};
 };
 
-TEST_F(ConnectionTest, FramesMayFollowTheRequestAtOnce) {
+TEST_F(ChatLineTest, FramesMayFollowTheRequestAtOnce) {
     EXPECT_EQ(texts(handshake_request("/ws") + client_frame(k_text_opcode, "hola")),
               std::vector<std::string>{"hola"});
 }
 
-TEST_F(ConnectionTest, RequestMayComeByteByByte) {
+TEST_F(ChatLineTest, RequestMayComeByteByByte) {
     for (const char byte : handshake_request("/")) {
-        m_connection.receive({&byte, 1}, 0);
+        m_line.receive({&byte, 1}, 0);
     }
     EXPECT_TRUE(take().starts_with("HTTP/1.1 101 "));
 }
 
-TEST_F(ConnectionTest, RefusedRequestIsAnsweredAndThenNothingIsRead) {
-    m_connection.receive("GET /x HTTP/1.1\r\n\r\n", 0);
-    EXPECT_FALSE(m_connection.is_silent());
+TEST_F(ChatLineTest, RefusedRequestIsAnsweredAndThenNothingIsRead) {
+    m_line.receive("GET /x HTTP/1.1\r\n\r\n", 0);
+    EXPECT_FALSE(m_line.is_silent());
     EXPECT_TRUE(take().starts_with("HTTP/1.1 404 "));
-    EXPECT_TRUE(m_connection.is_silent());
+    EXPECT_TRUE(m_line.is_silent());
     EXPECT_TRUE(texts(handshake_request("/") + client_frame(k_text_opcode, "x")).empty());
-    m_connection.sweep(false, 1999);
-    EXPECT_FALSE(m_connection.is_over());
-    m_connection.sweep(false, 2000);
-    EXPECT_TRUE(m_connection.is_over());
+    m_line.sweep(false, 1999);
+    EXPECT_FALSE(m_line.is_over());
+    m_line.sweep(false, 2000);
+    EXPECT_TRUE(m_line.is_over());
 }
 
-TEST_F(ConnectionTest, EndlessRequestIs431) {
-    m_connection.receive("GET / HTTP/1.1\r\nA: " + std::string(17'000, 'a'), 0);
+TEST_F(ChatLineTest, EndlessRequestIs431) {
+    m_line.receive("GET / HTTP/1.1\r\nA: " + std::string(17'000, 'a'), 0);
     EXPECT_TRUE(take().starts_with("HTTP/1.1 431 "));
 }
 
-TEST_F(ConnectionTest, CharactersThatABufferCutAreTakenAndOthersThatAreNoneAreTheEnd) {
+TEST_F(ChatLineTest, CharactersThatABufferCutAreDroppedAndOthersThatAreNoneAreTheEnd) {
     open();
-    const std::string cut = "{\"text\":\"hola \xF0\x9F\x98\"}";
-    EXPECT_EQ(texts(client_frame(k_text_opcode, cut)), std::vector<std::string>{cut});
+    const std::string cut = "{\"text\":\"hola \xF0\x9F\x98\",\"a\":\"\xC3\"}";
+    EXPECT_EQ(texts(client_frame(k_text_opcode, cut)),
+              std::vector<std::string>{R"({"text":"hola ","a":""})"});
     EXPECT_TRUE(texts(client_frame(k_text_opcode, "{\"text\":\"\xFF\"}")).empty());
     EXPECT_EQ(take(), close_frame(WebSocketClose::not_utf8));
     EXPECT_TRUE(texts(client_frame(k_text_opcode, "{}")).empty());
 }
 
-TEST_F(ConnectionTest, PingsAreAnsweredWithWhatTheySaid) {
+TEST_F(ChatLineTest, PingsAreAnsweredWithWhatTheySaid) {
     open();
     EXPECT_TRUE(texts(client_frame(k_ping_opcode, "abc")).empty());
     EXPECT_EQ(take(), "\x8A\x03"
                       "abc");
 }
 
-TEST_F(ConnectionTest, FaultIsSaidAndNothingMoreIsRead) {
+TEST_F(ChatLineTest, FaultIsSaidAndNothingMoreIsRead) {
     open();
     EXPECT_TRUE(
         texts(client_frame(k_binary_opcode, "x") + client_frame(k_text_opcode, "y")).empty());
     EXPECT_EQ(take(), close_frame(WebSocketClose::not_text));
-    EXPECT_TRUE(m_connection.is_silent());
+    EXPECT_TRUE(m_line.is_silent());
     EXPECT_TRUE(texts(client_frame(k_text_opcode, "y")).empty());
-    m_connection.sweep(true, 2000);
-    EXPECT_TRUE(m_connection.is_over());
+    m_line.sweep(true, 2000);
+    EXPECT_TRUE(m_line.is_over());
 }
 
-TEST_F(ConnectionTest, GoodbyeIsAnsweredAndThenItIsOver) {
+TEST_F(ChatLineTest, GoodbyeIsAnsweredAndThenItIsOver) {
     open();
-    m_connection.send("antes");
+    m_line.send("antes");
     EXPECT_TRUE(texts(client_frame(k_close_opcode, "\x03\xE8")).empty());
-    EXPECT_FALSE(m_connection.is_over());
+    EXPECT_FALSE(m_line.is_over());
     EXPECT_EQ(take(), "\x81\x05"
                       "antes" +
                           close_frame(WebSocketClose::normal));
-    EXPECT_TRUE(m_connection.is_over());
+    EXPECT_TRUE(m_line.is_over());
 }
 
-TEST_F(ConnectionTest, OwnGoodbyeWaitsForTheOtherSidesAShortWhile) {
+TEST_F(ChatLineTest, OwnGoodbyeWaitsForTheOtherSidesAShortWhile) {
     open();
-    m_connection.close(WebSocketClose::policy);
-    m_connection.close(WebSocketClose::normal);
-    m_connection.send("nothing goes after it");
+    m_line.close(WebSocketClose::policy);
+    m_line.close(WebSocketClose::normal);
+    m_line.send("nothing goes after it");
     EXPECT_EQ(take(), close_frame(WebSocketClose::policy));
     EXPECT_TRUE(texts(client_frame(k_text_opcode, "said before")).empty());
-    EXPECT_FALSE(m_connection.is_over());
+    EXPECT_FALSE(m_line.is_over());
     EXPECT_TRUE(texts(client_frame(k_close_opcode, "\x03\xF0")).empty());
-    EXPECT_TRUE(m_connection.is_over());
+    EXPECT_TRUE(m_line.is_over());
 }
 
-TEST_F(ConnectionTest, OwnGoodbyeThatIsNotAnsweredEndsAfterTwoSeconds) {
+TEST_F(ChatLineTest, OwnGoodbyeThatIsNotAnsweredEndsAfterTwoSeconds) {
     open();
-    m_connection.close(WebSocketClose::policy);
+    m_line.close(WebSocketClose::policy);
     take();
-    m_connection.sweep(true, 1999);
-    EXPECT_FALSE(m_connection.is_over());
-    m_connection.sweep(true, 2000);
-    EXPECT_TRUE(m_connection.is_over());
+    m_line.sweep(true, 1999);
+    EXPECT_FALSE(m_line.is_over());
+    m_line.sweep(true, 2000);
+    EXPECT_TRUE(m_line.is_over());
 }
 
-TEST_F(ConnectionTest, ClientThatTakesNothingIsDropped) {
+TEST_F(ChatLineTest, ClientThatTakesNothingIsDropped) {
     open();
-    m_connection.send(std::string(498, 'x')); // 502 bytes
-    m_connection.send(std::string(494, 'x')); // all 1000
-    EXPECT_FALSE(m_connection.is_over());
-    m_connection.sent(1);
-    m_connection.send(""); // 2 more
-    EXPECT_TRUE(m_connection.is_over());
+    m_line.send(std::string(498, 'x')); // 502 bytes
+    m_line.send(std::string(494, 'x')); // all 1000
+    EXPECT_FALSE(m_line.is_over());
+    m_line.sent(1);
+    m_line.send(""); // 2 more
+    EXPECT_TRUE(m_line.is_over());
 }
 
-TEST_F(ConnectionTest, ClientThatTakesItIsNot) {
+TEST_F(ChatLineTest, ClientThatTakesItIsNot) {
     open();
     std::string all;
     for (int i = 0; i < 1000; ++i) {
-        m_connection.send(std::string(400, 'x'));
-        const std::size_t part = m_connection.output().size() * 2 / 3;
-        all += m_connection.output().substr(0, part);
-        m_connection.sent(part);
+        m_line.send(std::string(400, 'x'));
+        const std::size_t part = m_line.output().size() * 2 / 3;
+        all += m_line.output().substr(0, part);
+        m_line.sent(part);
     }
     all += take();
-    EXPECT_FALSE(m_connection.is_over());
+    EXPECT_FALSE(m_line.is_over());
     EXPECT_EQ(all.size(), 404'000U);
     EXPECT_EQ(all.substr(403'596), all.substr(0, 404));
 }
 
-TEST_F(ConnectionTest, PingsThatAreNotAnsweredPileUpUntilItIsDropped) {
+TEST_F(ChatLineTest, PingsThatAreNotAnsweredPileUpUntilItIsDropped) {
     open();
     for (int i = 0; i < 400; ++i) {
         texts(client_frame(k_ping_opcode, "abc"));
     }
-    EXPECT_TRUE(m_connection.is_over());
+    EXPECT_TRUE(m_line.is_over());
 }
 
-TEST_F(ConnectionTest, SilenceAfterTwoPingsIsTheEnd) {
+TEST_F(ChatLineTest, SilenceAfterTwoPingsIsTheEnd) {
     open();
-    EXPECT_FALSE(m_connection.sweep(true, 29'999));
+    EXPECT_FALSE(m_line.sweep(true, 29'999));
     EXPECT_EQ(take(), "");
-    EXPECT_TRUE(m_connection.sweep(true, 30'000));
+    EXPECT_TRUE(m_line.sweep(true, 30'000));
     EXPECT_EQ(take(), std::string("\x89\0", 2));
-    EXPECT_FALSE(m_connection.sweep(true, 30'001));
-    EXPECT_TRUE(m_connection.sweep(true, 60'000));
+    EXPECT_FALSE(m_line.sweep(true, 30'001));
+    EXPECT_TRUE(m_line.sweep(true, 60'000));
     texts(client_frame(k_pong_opcode, ""));
-    EXPECT_TRUE(m_connection.sweep(true, 90'000));
-    EXPECT_TRUE(m_connection.sweep(true, 120'000));
-    EXPECT_FALSE(m_connection.is_over());
-    EXPECT_FALSE(m_connection.sweep(true, 150'000));
-    EXPECT_TRUE(m_connection.is_over());
+    EXPECT_TRUE(m_line.sweep(true, 90'000));
+    EXPECT_TRUE(m_line.sweep(true, 120'000));
+    EXPECT_FALSE(m_line.is_over());
+    EXPECT_FALSE(m_line.sweep(true, 150'000));
+    EXPECT_TRUE(m_line.is_over());
 }
 
-TEST_F(ConnectionTest, WhoDoesNotSignInWithinTenSecondsIsClosed) {
+TEST_F(ChatLineTest, WhoDoesNotSignInWithinTenSecondsIsClosed) {
     open();
-    m_connection.sweep(false, 9'999);
+    m_line.sweep(false, 9'999);
     EXPECT_EQ(take(), "");
-    m_connection.sweep(false, 10'000);
+    m_line.sweep(false, 10'000);
     EXPECT_EQ(take(), close_frame(WebSocketClose::policy));
-    ChatConnection in_head(ChatLimits{}, 0);
+    ChatLine in_head(ChatLimits{}, 0);
     in_head.receive("GET / HT", 9'999);
     in_head.sweep(false, 10'000);
     EXPECT_TRUE(in_head.is_over());
-    ChatConnection signed_in(ChatLimits{}, 0);
+    ChatLine signed_in(ChatLimits{}, 0);
     signed_in.receive(handshake_request("/"), 0);
     signed_in.sweep(true, 10'000);
     EXPECT_TRUE(signed_in.output().starts_with("HTTP/1.1 101 "));

@@ -1,10 +1,9 @@
-// See service/chat/chat_connection.h.
-#include "service/chat/chat_connection.h"
+// See service/chat/chat_line.h.
+#include "service/chat/chat_line.h"
 
+#include "base/utf8.h"
 #include "service/chat/web_socket_handshake.h"
-#include "service/client_json.h"
-
-#include <glib.h>
+#include "service/shared/client_json.h"
 
 #include <algorithm>
 #include <utility>
@@ -14,13 +13,9 @@ namespace {
 constexpr int k_max_unanswered_pings = 2;
 constexpr std::size_t k_small_rest = 64 * 1024; // of the output, beyond which nothing is moved
 
-bool is_utf8(const std::string& text) {
-    return g_utf8_validate_len(text.data(), text.size(), nullptr) != FALSE;
-}
-
 } // namespace
 
-void ChatConnection::receive(std::string_view bytes, std::int64_t now) {
+void ChatLine::receive(std::string_view bytes, std::int64_t now) {
     m_now = now;
     if (m_state == State::head) {
         take_head(bytes);
@@ -30,7 +25,7 @@ void ChatConnection::receive(std::string_view bytes, std::int64_t now) {
     }
 }
 
-void ChatConnection::take_head(std::string_view bytes) {
+void ChatLine::take_head(std::string_view bytes) {
     // The end may have begun in what came before.
     const std::size_t from = m_head.size() - std::min<std::size_t>(m_head.size(), 3);
     m_head += bytes;
@@ -55,38 +50,39 @@ void ChatConnection::take_head(std::string_view bytes) {
     m_reader.give(rest);
 }
 
-void ChatConnection::refuse(const std::string& answer) {
+void ChatLine::refuse(const std::string& answer) {
     m_output += answer;
     begin_end(State::refusing, m_now);
 }
 
-std::optional<std::string> ChatConnection::next_text() {
+std::optional<std::string> ChatLine::next_text() {
     while (m_state == State::open || m_state == State::closing) {
-        WebSocketEvent event = m_reader.next();
+        ReaderEvent event = m_reader.next();
         switch (event.kind) {
-        case WebSocketEvent::Kind::none:
+        case ReaderEvent::Kind::none:
             return std::nullopt;
-        case WebSocketEvent::Kind::text:
+        case ReaderEvent::Kind::text:
             if (m_state == State::closing) {
                 break; // said before it heard of the end
             }
-            if (!is_utf8(without_cut_characters(event.text))) {
+            event.text = without_cut_characters(event.text);
+            if (!is_utf8(event.text)) {
                 close(WebSocketClose::not_utf8);
                 break;
             }
             return std::move(event.text);
-        case WebSocketEvent::Kind::ping:
+        case ReaderEvent::Kind::ping:
             if (m_state == State::open) {
                 append_pong_frame(m_output, event.text);
                 check_output();
             }
             break;
-        case WebSocketEvent::Kind::pong:
+        case ReaderEvent::Kind::pong:
             break; // a sign of life as any other
-        case WebSocketEvent::Kind::close:
+        case ReaderEvent::Kind::close:
             on_close(event.code);
             break;
-        case WebSocketEvent::Kind::fault:
+        case ReaderEvent::Kind::fault:
             close(event.code);
             begin_end(State::refusing, m_now);
             break;
@@ -95,7 +91,7 @@ std::optional<std::string> ChatConnection::next_text() {
     return std::nullopt;
 }
 
-void ChatConnection::on_close(WebSocketClose code) {
+void ChatLine::on_close(WebSocketClose code) {
     if (m_state == State::open) {
         append_close_frame(m_output, code);
     }
@@ -105,7 +101,7 @@ void ChatConnection::on_close(WebSocketClose code) {
     }
 }
 
-void ChatConnection::send(std::string_view text) {
+void ChatLine::send(std::string_view text) {
     if (m_state != State::open) {
         return;
     }
@@ -113,13 +109,13 @@ void ChatConnection::send(std::string_view text) {
     check_output();
 }
 
-void ChatConnection::check_output() {
+void ChatLine::check_output() {
     if (output().size() > m_limits.pending_bytes) {
         drop();
     }
 }
 
-void ChatConnection::close(WebSocketClose code) {
+void ChatLine::close(WebSocketClose code) {
     if (m_state == State::head) {
         drop();
     } else if (m_state == State::open) {
@@ -128,14 +124,14 @@ void ChatConnection::close(WebSocketClose code) {
     }
 }
 
-void ChatConnection::begin_end(State state, std::int64_t now) {
+void ChatLine::begin_end(State state, std::int64_t now) {
     if (m_state == State::head || m_state == State::open) {
         m_end_deadline = now + m_limits.close_ms;
     }
     m_state = state;
 }
 
-void ChatConnection::sent(std::size_t bytes) {
+void ChatLine::sent(std::size_t bytes) {
     m_sent += bytes;
     if (m_sent == m_output.size()) {
         m_output.clear();
@@ -148,7 +144,7 @@ void ChatConnection::sent(std::size_t bytes) {
     }
 }
 
-bool ChatConnection::sweep(bool is_signed_in, std::int64_t now) {
+bool ChatLine::sweep(bool is_signed_in, std::int64_t now) {
     m_now = now;
     if (m_state == State::head || m_state == State::open) {
         if (!is_signed_in && now >= m_sign_in_deadline) {

@@ -12,15 +12,15 @@
 #include <string_view>
 
 /// Times are milliseconds of a clock that never runs backwards.
-class ChatConnection {
+class ChatLine {
   public:
-    ChatConnection(const ChatLimits& limits, std::int64_t now)
+    ChatLine(const ChatLimits& limits, std::int64_t now)
         : m_limits(limits), m_sign_in_deadline(now + limits.sign_in_ms) {}
 
     /// Bytes came. All that is in them is taken out with next_text() before more are given.
     void receive(std::string_view bytes, std::int64_t now);
 
-    /// The next whole text, as the client sent it: UTF-8 but for characters that its buffers cut.
+    /// The next whole text, in UTF-8: of characters that the client's buffers cut nothing is left.
     /// Answers everything else that comes before it.
     std::optional<std::string> next_text();
 
