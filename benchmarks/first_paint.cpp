@@ -6,8 +6,8 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <thread>
 
@@ -30,29 +30,60 @@ struct ImageDestroyer {
     void operator()(XImage* image) const { XDestroyImage(image); }
 };
 
-// Of a few places, for one alone may have the ground's colour.
-using Colours = std::array<unsigned long, 9>;
+// Of a square of places, for one alone may have the ground's colour.
+constexpr int k_side = 3;
+using Colours = std::array<unsigned long, std::size_t{k_side} * k_side>;
 
 Colours colours_of(Display* display) {
     const int screen = DefaultScreen(display);
     const int width = DisplayWidth(display, screen);
     const int height = DisplayHeight(display, screen);
     Colours colours{};
-    for (int i = 0; i < 9; ++i) {
-        const int x = width * (i % 3 + 1) / 4;
-        const int y = height * (i / 3 + 1) / 4;
+    for (std::size_t i = 0; i < colours.size(); ++i) {
+        const int x = width * static_cast<int>(i % k_side + 1) / (k_side + 1);
+        const int y = height * static_cast<int>(i / k_side + 1) / (k_side + 1);
         const std::unique_ptr<XImage, ImageDestroyer> image(
             XGetImage(display, RootWindow(display, screen), x, y, 1, 1, AllPlanes, ZPixmap));
         if (image != nullptr) {
-            colours[static_cast<std::size_t>(i)] = XGetPixel(image.get(), 0, 0);
+            colours[i] = XGetPixel(image.get(), 0, 0);
         }
     }
     return colours;
 }
 
+// A program that was started; ends with the object.
+class Child {
+  public:
+    explicit Child(char** arguments) : m_process(fork()) {
+        if (m_process == 0) {
+            execvp(arguments[0], arguments);
+            _exit(127);
+        }
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+    ~Child() {
+        if (is_running()) {
+            kill(m_process, SIGTERM);
+            waitpid(m_process, nullptr, 0);
+        }
+    }
+
+    bool is_running() {
+        if (m_process > 0 && waitpid(m_process, nullptr, WNOHANG) != 0) {
+            m_process = -1;
+        }
+        return m_process > 0;
+    }
+
+  private:
+    pid_t m_process;
+};
+
 // Negative when it does not come.
-double wait_for_paint(Display* display, const Colours& before, Clock::time_point start) {
-    while (Clock::now() - start < k_longest) {
+double wait_for_paint(Display* display, const Colours& before, Child& child,
+                      Clock::time_point start) {
+    while (child.is_running() && Clock::now() - start < k_longest) {
         if (colours_of(display) != before) {
             return Milliseconds(Clock::now() - start).count();
         }
@@ -72,17 +103,8 @@ int main(int argc, char** argv) {
     }
     const Colours before = colours_of(display.get());
     const auto start = Clock::now();
-    const pid_t child = fork();
-    if (child == 0) {
-        execvp(argv[1], argv + 1);
-        _exit(127);
-    }
-    if (child < 0) {
-        return 1;
-    }
-    const double taken = wait_for_paint(display.get(), before, start);
-    kill(child, SIGTERM);
-    waitpid(child, nullptr, 0);
+    Child child(argv + 1);
+    const double taken = wait_for_paint(display.get(), before, child, start);
     if (taken < 0.0) {
         std::fprintf(stderr, "bench_first_paint: %s painted nothing\n", argv[1]);
         return 1;

@@ -5,7 +5,6 @@
 #include "ui/hub/hub_chat_internal.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 
 namespace {
@@ -46,10 +45,5 @@ int main() {
         slowest = std::max(print_median("100 messages anew", time_pages(payload, false)),
                            print_median("100 messages on top", time_pages(payload, true)));
     });
-    if (status != 0) {
-        return status;
-    }
-    const bool is_good = slowest <= k_bar_ms;
-    std::printf("history: %.1f ms, bar %.1f: %s\n", slowest, k_bar_ms, is_good ? "ok" : "short");
-    return is_good ? 0 : 1;
+    return status != 0 ? status : judge("history", slowest, k_bar_ms);
 }

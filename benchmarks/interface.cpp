@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
 constexpr double k_quiet_ms = 200.0;
+constexpr double k_longest_ms = 30'000.0; // until it is quiet
 
 double now_ms() {
     return static_cast<double>(g_get_monotonic_time()) / 1000.0;
@@ -49,9 +51,16 @@ void watch_frames() {
 
 // Until nothing that takes time has come up for a while; the interface's timers always do.
 void run_until_quiet() {
-    double last_turn = now_ms();
+    const double begin = now_ms();
+    double last_turn = begin;
     while (now_ms() - last_turn < k_quiet_ms) {
         const double start = now_ms();
+        if (start - begin > k_longest_ms) {
+            std::fprintf(stderr, "the interface was busy for %.0f s without a pause\n",
+                         k_longest_ms / 1000.0);
+            std::fflush(nullptr);
+            std::_Exit(1);
+        }
         if (g_main_context_iteration(nullptr, FALSE) == FALSE) {
             g_usleep(500);
         } else if (now_ms() - start > 1.0) {
@@ -96,4 +105,10 @@ double print_median(const char* name, std::vector<ChangeTimes> times) {
     std::printf("%s, median of %zu: %.1f ms, layout %.1f ms; painting %.1f ms\n", name,
                 times.size(), middle.call, middle.layout, middle.paint);
     return sum(middle);
+}
+
+int judge(const char* name, double ms, double bar_ms) {
+    const bool is_good = ms > 0.0 && ms <= bar_ms; // 0: nothing was measured
+    std::printf("%s: %.1f ms, bar %.1f: %s\n", name, ms, bar_ms, is_good ? "ok" : "short");
+    return is_good ? 0 : 1;
 }

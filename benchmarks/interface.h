@@ -16,8 +16,13 @@ struct ChangeTimes {
     double paint;  ///< the rest of that frame
 };
 
-/// Makes the change and waits until the interface is quiet again.
+/// Makes the change and waits until the interface is quiet again; ends the program with status 1
+/// when it never is.
 ChangeTimes time_change(const std::function<void()>& change);
 
 /// The middle of the sums of call and layout; prints it with its parts under `name`.
 double print_median(const char* name, std::vector<ChangeTimes> times);
+
+/// Prints the row's last line. Returns the status of the program: 0, or 1 when `ms` is above the
+/// bar or nothing was measured.
+int judge(const char* name, double ms, double bar_ms);
