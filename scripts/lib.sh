@@ -10,8 +10,9 @@ declare -A packages=(
     libsoup-3.0-dev glib-networking libsqlite3-dev python3 openssl curl
     googletest libbenchmark-dev libspeexdsp-dev"
   [sound]="pulseaudio pulseaudio-utils espeak-ng sox"
-  [window]="fonts-dejavu-core adwaita-icon-theme librsvg2-common"
-  [display]="xvfb xauth openbox xdotool wmctrl imagemagick fonts-dejavu-core adwaita-icon-theme librsvg2-common"
+  [window]="fonts-dejavu-core fonts-noto-color-emoji adwaita-icon-theme librsvg2-common"
+  [display]="xvfb xauth openbox xdotool wmctrl imagemagick fonts-dejavu-core fonts-noto-color-emoji
+    adwaita-icon-theme librsvg2-common"
   [screen]="tesseract-ocr tesseract-ocr-spa"
   [windows]="g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 wine xz-utils"
   [fuzz]="clang-14 libclang-rt-14-dev"
@@ -97,9 +98,9 @@ find_sysroot() {
   ) 9>"$cache/sysroot.lock" || die "there is no GTK for Windows in $VELMO_SYSROOT"
 }
 
-# plays_windows VOICE-ROOM-ARGUMENT...: whether they bring the Windows program into a room.
+# plays_windows ARGUMENT...: whether they bring the Windows program into a voice room or a hub.
 plays_windows() {
-  [[ " $* " =~ \ (--all\ |--peers\ +[a-z,]*wine) ]]
+  [[ " $* " =~ \ (--all\ |--(peers|clients)\ +[a-z,+]*wine) ]]
 }
 
 # build_windows_client: lays it out in build/velmo-windows, with all it takes.

@@ -1,5 +1,5 @@
 // velmo-sound-probe: plays into and records from virtual sound cards, and judges what came out.
-// Called by scripts/voice-room and by hand.
+// Called by scripts/voice-room, scripts/hub and by hand.
 #include "system/pulse_probe.h"
 #include "system/sound_compare.h"
 #include "system/stereo_sound.h"
