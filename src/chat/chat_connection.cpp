@@ -11,12 +11,14 @@
 #include "chat/chat_internal.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <mutex>
 
 namespace {
 
 constexpr std::uint32_t k_stop_wait_ms = 1500;
+constexpr std::uint32_t k_send_grace_ms = 100; ///< for a send that the peer takes
 constexpr std::uint16_t k_normal_closure = 1000;
 
 Worker g_chat_ws_thread; // brings its stop event
@@ -25,9 +27,11 @@ Worker g_chat_ws_thread; // brings its stop event
 /// lock where both are.
 std::mutex g_chat_ws_send_lock;
 
-/// Guards what follows.
+/// Guards what follows; g_chat_ws_auth_ok may be read without it.
 std::mutex g_chat_ws_state_lock;
-std::uint32_t g_chat_ws_run_number = 0; ///< of the latest run
+std::atomic<std::int32_t> g_chat_ws_auth_ok{0};    // 1: the server knows who this is
+std::atomic<std::int32_t> g_chat_ws_join_state{0}; // 1: in the chat of the joined space
+std::uint32_t g_chat_ws_run_number = 0;            ///< of the latest run
 ChatSocket g_chat_ws_handle;
 char g_chat_ws_joined_space_id[64] = "";
 char g_chat_ws_room_id[64] = "";
@@ -44,13 +48,6 @@ ChatSocket current_socket() {
     return g_chat_ws_handle;
 }
 
-void close_socket(const ChatSocket& socket) {
-    if (socket != nullptr) {
-        const std::lock_guard lock(g_chat_ws_send_lock);
-        web_socket_close(*socket, k_normal_closure);
-    }
-}
-
 /// Asks until the answer is true, for `milliseconds`.
 template <typename Condition>
 bool poll(std::uint32_t milliseconds, Condition condition) {
@@ -63,10 +60,22 @@ bool poll(std::uint32_t milliseconds, Condition condition) {
     return false;
 }
 
+/// Closes `socket`, or aborts it where a send that its peer does not take is in the way: about 1 s
+/// at most.
+void end_socket(const ChatSocket& socket) {
+    if (socket == nullptr) {
+        return;
+    }
+    std::unique_lock lock(g_chat_ws_send_lock, std::defer_lock);
+    if (poll(k_send_grace_ms, [&lock] { return lock.try_lock(); })) {
+        web_socket_close(*socket, k_normal_closure);
+    } else {
+        web_socket_abort(*socket);
+    }
+}
+
 } // namespace
 
-std::atomic<std::int32_t> g_chat_ws_auth_ok{0};
-std::atomic<std::int32_t> g_chat_ws_join_state{0};
 char g_chat_ws_space_id[64] = "";
 
 // ---- what the thread changes
@@ -76,23 +85,28 @@ bool chat_ws_is_current(const ChatRun& run) {
     return run.number == g_chat_ws_run_number;
 }
 
-bool chat_ws_publish(const ChatRun& run, const ChatSocket& socket,
-                     std::span<const std::string> introduction) {
+ChatPublishing chat_ws_publish(const ChatRun& run, const StopEvent& stop, const ChatSocket& socket,
+                               std::span<const std::string> introduction) {
     const std::lock_guard send_lock(g_chat_ws_send_lock);
     {
+        // A stop that was not seen here sees the socket.
         const std::lock_guard lock(g_chat_ws_state_lock);
-        if (run.number != g_chat_ws_run_number) {
-            return false;
+        if (stop.is_set() || run.number != g_chat_ws_run_number) {
+            return ChatPublishing::let_go;
         }
         g_chat_ws_handle = socket;
     }
-    return std::ranges::all_of(introduction, [&socket](const std::string& text) {
-        return web_socket_send_text(*socket, text);
+    const bool is_said = std::ranges::all_of(introduction, [&](const std::string& text) {
+        return !stop.is_set() && web_socket_send_text(*socket, text);
     });
+    return is_said ? ChatPublishing::introduced : ChatPublishing::failed;
 }
 
 void chat_ws_withdraw(const ChatRun& run, const ChatSocket& socket) {
-    close_socket(socket);
+    if (socket != nullptr) {
+        const std::lock_guard lock(g_chat_ws_send_lock);
+        web_socket_close(*socket, k_normal_closure);
+    }
     const std::lock_guard lock(g_chat_ws_state_lock);
     if (run.number == g_chat_ws_run_number) {
         forget_connection_locked();
@@ -169,7 +183,7 @@ void chat_ws_stop() {
         return;
     }
     g_chat_ws_thread.request_stop();
-    close_socket(current_socket());
+    end_socket(current_socket());
     g_chat_ws_thread.wait_and_release(k_stop_wait_ms);
     const std::lock_guard lock(g_chat_ws_state_lock);
     ++g_chat_ws_run_number;
@@ -179,6 +193,11 @@ void chat_ws_stop() {
 void chat_ws_restart_for_selected_space() {
     chat_ws_stop();
     chat_ws_start_for_selected_space();
+}
+
+std::uint32_t chat_ws_run_number() {
+    const std::lock_guard lock(g_chat_ws_state_lock);
+    return g_chat_ws_run_number;
 }
 
 ChatSocket chat_ws_get_handle_with_wait(std::uint32_t milliseconds) {

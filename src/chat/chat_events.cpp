@@ -18,12 +18,12 @@ ChatMessageCallback g_on_message = nullptr;
 ChatHistoryCallback g_on_history = nullptr;
 ChatStreamCallback g_on_stream = nullptr;
 
-/// Hands a record over; the slot is read where it belongs, on the main thread.
-template <typename Event>
-void post(std::unique_ptr<Event> event, void (*&callback)(const Event&)) {
-    run_on_main_thread([event = std::move(event), &callback] {
+/// Hands a record over, or only the word; the slot is read where it belongs, on the main thread.
+template <typename... Event>
+void post(void (*&callback)(const Event&...), std::unique_ptr<Event>... event) {
+    run_on_main_thread([... event = std::move(event), &callback] {
         if (callback != nullptr) {
-            callback(*event);
+            callback(*event...);
         }
     });
 }
@@ -43,11 +43,7 @@ void take_joined(ChatRun& run, const char* frame) {
 // The space is looked for anywhere in the frame: servers name it under different keys.
 void take_rooms(ChatRun& run, const char* frame) {
     if (std::strstr(frame, run.space_id) != nullptr) {
-        run_on_main_thread([] {
-            if (g_on_rooms != nullptr) {
-                g_on_rooms();
-            }
-        });
+        post(g_on_rooms);
     }
 }
 
@@ -59,7 +55,7 @@ void take_message(ChatRun& /*run*/, const char* frame) {
     extract_json_string_field(frame, "text", event->text);
     extract_json_string_field(frame, "createdAt", event->created_at);
     if ((!is_empty(event->room_id) || !is_empty(event->space_id)) && !is_empty(event->text)) {
-        post(std::move(event), g_on_message);
+        post(g_on_message, std::move(event));
     }
 }
 
@@ -69,7 +65,7 @@ void take_history(ChatRun& /*run*/, const char* frame) {
     extract_json_string_field(frame, "spaceId", event->space_id);
     if (!is_empty(event->room_id) || !is_empty(event->space_id)) {
         copy_text(event->payload, frame);
-        post(std::move(event), g_on_history);
+        post(g_on_history, std::move(event));
     }
 }
 
@@ -79,7 +75,7 @@ void take_stream_status(ChatRun& /*run*/, const char* frame) {
     extract_json_string_field(frame, "publisherUserId", event->publisher_user_id);
     extract_json_bool_field(frame, "isStreaming", &event->is_streaming);
     if (!is_empty(event->space_id) && !is_empty(event->publisher_user_id)) {
-        post(std::move(event), g_on_stream);
+        post(g_on_stream, std::move(event));
     }
 }
 
@@ -122,6 +118,7 @@ void handle_chat_frame(ChatRun& run, const char* frame) {
     for (const IncomingFrame& known : k_incoming_frames) {
         if (std::strcmp(type, known.type) == 0) {
             known.take(run, frame);
+            return;
         }
     }
 }

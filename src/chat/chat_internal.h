@@ -28,15 +28,21 @@ struct ChatRun {
 // ---- the state, in chat_connection.cpp. A run that is not the latest was let go of by a stop:
 // what its thread still does changes nothing.
 
-/// The next run, for the selected space; it is the latest from here on.
+/// The next run, for the selected space; it is the latest from here on. Main thread.
 ChatRun chat_ws_begin_run();
 
 bool chat_ws_is_current(const ChatRun& run);
 
+enum class ChatPublishing {
+    introduced,
+    let_go, ///< the run had been stopped already: nobody has heard of the socket
+    failed, ///< not all of the introduction went out, or a stop cut it short
+};
+
 /// Makes `socket` the connection that everybody sends over, after it has said `introduction`: what
-/// others want to send waits. False when it could not say it, or the run was let go of.
-bool chat_ws_publish(const ChatRun& run, const ChatSocket& socket,
-                     std::span<const std::string> introduction);
+/// others want to send waits.
+ChatPublishing chat_ws_publish(const ChatRun& run, const StopEvent& stop, const ChatSocket& socket,
+                               std::span<const std::string> introduction);
 
 /// Closes `socket` and forgets what the server said; null: there was none.
 void chat_ws_withdraw(const ChatRun& run, const ChatSocket& socket);
@@ -53,10 +59,7 @@ void chat_ws_set_joined(const ChatRun& run, const char* space_id);
 /// Whether the server's last word was that this client is in the chat of `space_id`.
 bool chat_ws_has_joined(const char* space_id);
 
-/// Whether there is a connection that the server let in.
-bool chat_ws_is_ready();
-
-/// Forgets the space that was joined.
+/// Forgets the space that was joined. Main thread.
 void chat_ws_forget_join();
 
 // ---- the thread

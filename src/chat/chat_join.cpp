@@ -68,9 +68,8 @@ bool chat_ws_join_space_chat(const char* space_id) {
         return false;
     }
     chat_ws_forget_join();
-    if (!chat_ws_send_json(
-            socket,
-            ChatFrame("chat:join").id("spaceId", space_id).token(g_session_token).finish())) {
+    const ChatFrame<k_frame_join> request(space_id, g_session_token);
+    if (!chat_ws_send_json(socket, request.text())) {
         append_hub_click_log("[HUB][CHAT][JOIN] send-failed spaceId=%s", space_id);
         return false;
     }

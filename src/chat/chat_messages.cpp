@@ -101,61 +101,54 @@ bool send_frame(const SenderWaits& waits, const char* frame, const char* space_i
     return chat_ws_send_json(socket, frame) || send_once_more(waits, frame);
 }
 
-bool request_history(const SenderWaits& waits, const char* key, const char* id, std::int32_t limit,
-                     const char* before, const char* space_id) {
-    ChatFrame frame("messages:history");
-    frame.id(key, id).token(g_session_token).number("limit", limit < 1 ? k_default_limit : limit);
-    if (!is_empty(before)) {
-        frame.id("before", before);
+template <const FrameForm& Newest, const FrameForm& Older>
+bool request_history(const SenderWaits& waits, const char* id, std::int32_t limit,
+                     const char* before, const char* space_id = nullptr) {
+    const std::int32_t count = limit < 1 ? k_default_limit : limit;
+    if (is_empty(before)) {
+        return send_frame(waits, ChatFrame<Newest>(id, g_session_token, count).text(), space_id);
     }
-    return send_frame(waits, frame.finish(), space_id);
-}
-
-bool send_stream_frame(ChatFrame& frame, const char* space_id) {
-    return send_frame(k_stream, frame.token(g_session_token).finish(), space_id);
+    return send_frame(waits, ChatFrame<Older>(id, g_session_token, count, before).text(), space_id);
 }
 
 } // namespace
 
 bool chat_ws_send_room_message(const char* room_id, const char* text) {
-    ChatFrame frame("message:send");
-    return send_frame(k_room_message,
-                      frame.id("roomId", room_id).token(g_session_token).message(text).finish());
+    const ChatFrame<k_frame_room_message> frame(room_id, g_session_token, text);
+    return send_frame(k_room_message, frame.text());
 }
 
 bool chat_ws_send_space_message(const char* space_id, const char* text) {
-    ChatFrame frame("message:send");
-    return send_frame(k_space_message,
-                      frame.id("spaceId", space_id).token(g_session_token).message(text).finish(),
-                      space_id);
+    const ChatFrame<k_frame_space_message> frame(space_id, g_session_token, text);
+    return send_frame(k_space_message, frame.text(), space_id);
 }
 
 bool chat_ws_request_room_history(const char* room_id, std::int32_t limit, const char* before) {
-    return request_history(k_room_history, "roomId", room_id, limit, before, nullptr);
+    return request_history<k_frame_room_history, k_frame_older_room_history>(
+        k_room_history, room_id, limit, before);
 }
 
 bool chat_ws_request_space_history(const char* space_id, std::int32_t limit, const char* before) {
-    return request_history(k_space_history, "spaceId", space_id, limit, before, space_id);
+    return request_history<k_frame_space_history, k_frame_older_space_history>(
+        k_space_history, space_id, limit, before, space_id);
 }
 
 bool chat_ws_send_stream_start(const char* space_id) {
-    ChatFrame frame("stream:start");
-    return send_stream_frame(frame.id("spaceId", space_id), space_id);
+    const ChatFrame<k_frame_stream_start> frame(space_id, g_session_token);
+    return send_frame(k_stream, frame.text(), space_id);
 }
 
 bool chat_ws_send_stream_stop(const char* space_id) {
-    ChatFrame frame("stream:stop");
-    return send_stream_frame(frame.id("spaceId", space_id), space_id);
+    const ChatFrame<k_frame_stream_stop> frame(space_id, g_session_token);
+    return send_frame(k_stream, frame.text(), space_id);
 }
 
 bool chat_ws_send_stream_watch(const char* space_id, const char* publisher_user_id) {
-    ChatFrame frame("stream:watch");
-    return send_stream_frame(frame.id("spaceId", space_id).id("publisherUserId", publisher_user_id),
-                             space_id);
+    const ChatFrame<k_frame_stream_watch> frame(space_id, publisher_user_id, g_session_token);
+    return send_frame(k_stream, frame.text(), space_id);
 }
 
 bool chat_ws_send_stream_unwatch(const char* space_id, const char* publisher_user_id) {
-    ChatFrame frame("stream:unwatch");
-    return send_stream_frame(frame.id("spaceId", space_id).id("publisherUserId", publisher_user_id),
-                             space_id);
+    const ChatFrame<k_frame_stream_unwatch> frame(space_id, publisher_user_id, g_session_token);
+    return send_frame(k_stream, frame.text(), space_id);
 }

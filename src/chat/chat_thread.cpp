@@ -22,7 +22,7 @@ struct Progress {
     std::uint32_t receive = 0; ///< the system's, of the receive that ended the loop
 };
 
-ChatSocket open_socket(const ChatRun& run, Progress& progress) {
+ChatSocket open_socket(const ChatRun& run, const StopEvent& stop, Progress& progress) {
     progress.stage = "parse-url";
     ChatAddress address;
     if (!parse_chat_ws_url(run.url, address)) {
@@ -37,22 +37,19 @@ ChatSocket open_socket(const ChatRun& run, Progress& progress) {
                                            .port = address.port,
                                            .path = address.path,
                                            .is_secure = address.is_secure},
-                                          failure);
-    if (socket == nullptr) {
-        progress.stage = failure.stage;
-        progress.error = failure.code;
-    }
+                                          failure, &stop);
+    progress.stage = socket != nullptr ? "complete-upgrade" : failure.stage;
+    progress.error = socket != nullptr ? 0 : failure.code;
     return socket;
 }
 
 /// Who this is, and what it wants to hear of.
 std::vector<std::string> introduction_of(const ChatRun& run) {
     std::vector<std::string> texts;
-    texts.emplace_back(ChatFrame("auth").token(run.session_token).finish());
+    texts.emplace_back(ChatFrame<k_frame_auth>(run.session_token).text());
     for (const char* channel : {"spaceRooms", "spaceMessages"}) {
-        ChatFrame frame("subscribe");
-        frame.id("channel", channel).id("spaceId", run.space_id).token(run.session_token);
-        texts.emplace_back(frame.finish());
+        texts.emplace_back(
+            ChatFrame<k_frame_follow_space>(channel, run.space_id, run.session_token).text());
     }
     return texts;
 }
@@ -67,9 +64,8 @@ class RoomFollower {
         if (is_empty(wanted) || std::strcmp(wanted, m_followed) == 0) {
             return;
         }
-        ChatFrame frame("subscribe");
-        frame.id("channel", "roomMessages").id("roomId", wanted);
-        if (chat_ws_send_json(socket, frame.finish())) {
+        const ChatFrame<k_frame_follow_room> frame("roomMessages", wanted);
+        if (chat_ws_send_json(socket, frame.text())) {
             copy_text(m_followed, wanted);
         }
     }
@@ -83,6 +79,30 @@ void log_failure(const ChatRun& run, const Progress& progress) {
         "[HUB][CHAT][WS] failed stage=%s lastError=%lu hr=0x%08lx url=%s spaceId=%s",
         progress.stage, static_cast<unsigned long>(progress.error),
         static_cast<unsigned long>(progress.receive), run.url, run.space_id);
+}
+
+/// Says who this is. False when that failed, or the run was let go of while it connected.
+bool introduce(const ChatRun& run, const StopEvent& stop, const ChatSocket& socket,
+               Progress& progress) {
+    const ChatPublishing published = chat_ws_publish(run, stop, socket, introduction_of(run));
+    if (published != ChatPublishing::let_go) {
+        progress.stage = "send-auth-subscribe";
+    }
+    return published == ChatPublishing::introduced;
+}
+
+void receive_all(ChatRun& run, const StopEvent& stop, const ChatSocket& socket,
+                 Progress& progress) {
+    progress.stage = "receive-loop";
+    RoomFollower follower;
+    ChatReceiver receiver(run);
+    do {
+        if (stop.wait_ms(k_pass_wait_ms)) {
+            break;
+        }
+        follower.follow(socket);
+    } while (receiver.receive(*socket));
+    progress.receive = receiver.error();
 }
 
 } // namespace
@@ -104,8 +124,8 @@ bool ChatReceiver::receive(WebSocket& socket) {
     case WebSocketEvent::text_message:
         break;
     }
-    const std::size_t room = k_chat_message_max - 1 - m_message.size();
-    m_message.append(m_chunk.data(), std::min(part.size, room));
+    const std::size_t left = k_chat_message_max - 1 - m_message.size();
+    m_message.append(m_chunk.data(), std::min(part.size, left));
     if (part.event == WebSocketEvent::text_message) {
         compact_json_for_scan(m_message.c_str(), m_compact);
         handle_chat_frame(m_run, m_compact.data());
@@ -116,23 +136,10 @@ bool ChatReceiver::receive(WebSocket& socket) {
 
 void run_chat_connection(ChatRun& run, const StopEvent& stop) {
     Progress progress;
-    const ChatSocket socket = open_socket(run, progress);
-    if (socket != nullptr) {
-        progress.stage = "send-auth-subscribe";
-        if (chat_ws_publish(run, socket, introduction_of(run))) {
-            append_hub_click_log("[HUB][CHAT][WS] connected url=%s spaceId=%s", run.url,
-                                 run.space_id);
-            progress.stage = "receive-loop";
-            RoomFollower room;
-            ChatReceiver receiver(run);
-            do {
-                if (stop.wait_ms(k_pass_wait_ms)) {
-                    break;
-                }
-                room.follow(socket);
-            } while (receiver.receive(*socket));
-            progress.receive = receiver.error();
-        }
+    const ChatSocket socket = open_socket(run, stop, progress);
+    if (socket != nullptr && introduce(run, stop, socket, progress)) {
+        append_hub_click_log("[HUB][CHAT][WS] connected url=%s spaceId=%s", run.url, run.space_id);
+        receive_all(run, stop, socket, progress);
     }
     if (!run.was_ready) {
         log_failure(run, progress);

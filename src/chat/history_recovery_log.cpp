@@ -9,7 +9,8 @@
 
 void append_chat_history_raw_log(const char* room_id, bool prepend, bool applied,
                                  const char* payload) {
-    std::FILE* const file = std::fopen("chat_history_recovery.log", "a");
+    // The same bytes on every system.
+    std::FILE* const file = std::fopen("chat_history_recovery.log", "ab");
     if (file == nullptr) {
         return;
     }

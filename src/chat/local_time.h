@@ -1,4 +1,4 @@
-// The local time as a text, for the logs of the hub and its chat.
+// The local time as a text, for the logs of the hub and its chat and for the lines of the room.
 #pragma once
 
 #include <span>

@@ -81,6 +81,8 @@ bool post_room_message(const char* room_id, const char* text, std::span<char> er
     escape_chat_value(g_session_token, token);
     escape_chat_value(text, escaped);
     char body[k_room_message.body_size];
+    static_assert(sizeof R"({"sessionToken":"","text":""})" + sizeof token + sizeof escaped <=
+                  sizeof body);
     format_text(body, "{\"sessionToken\":\"%s\",\"text\":\"%s\"}", token, escaped);
     return perform_call_with_body(k_room_message, {room_id}, body, error) != nullptr;
 }

@@ -1,6 +1,7 @@
 // The chat of a scope, "room" or "space" and its identifier: its history from the backend, and
 // sending, over the chat channel first. Each call blocks, and on failure returns false with a
-// sentence for the user in `error`, cut to its size less one. Main thread.
+// sentence for the user in `error`, cut to its size less one; a page that came, and that nobody
+// shows, leaves `error` as it was. Main thread.
 #pragma once
 
 #include <span>

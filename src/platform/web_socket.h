@@ -1,6 +1,8 @@
 // Seam: one web socket. WinHTTP on Windows, libsoup on Linux. Called by the chat connection.
 #pragma once
 
+#include "base/stop_event.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -33,9 +35,10 @@ struct WebSocketDeleter {
 using WebSocketPtr = std::unique_ptr<WebSocket, WebSocketDeleter>;
 
 /// Connects and upgrades, waiting for the answer; no proxy, no redirect, and the agent
-/// "VelmoClient/1.0". Null with `failure` filled when that fails, or takes longer than 30 s. Any
-/// thread.
-WebSocketPtr web_socket_open(const WebSocketAddress& address, WebSocketFailure& failure);
+/// "VelmoClient/1.0". Null with `failure` filled when that fails, takes longer than 30 s, or
+/// `stop`, if there is one, is set meanwhile, which is seen within 20 ms or so. Any thread.
+WebSocketPtr web_socket_open(const WebSocketAddress& address, WebSocketFailure& failure,
+                             const StopEvent* stop = nullptr);
 
 /// Sends one text message. Returns true once the system took it; false for what is not UTF-8, which
 /// changes nothing, and when the connection has ended, as it does when the system takes nothing for
@@ -66,3 +69,9 @@ WebSocketReceived web_socket_receive(WebSocket& socket, std::span<char> buffer);
 /// ends a receive that waits in another thread, at once; what was not received yet is lost. Returns
 /// after 1 s at most, also when the peer does not answer. A second one does nothing. Any thread.
 void web_socket_close(WebSocket& socket, std::uint16_t status);
+
+/// Ends the connection without a word and returns at once, whatever the peer does: a send, a
+/// receive and a close that are under way in other threads return, the first two with a failure, as
+/// do all that follow; a close then does nothing. The peer sees it at once, or when the owner lets
+/// go. Any thread, beside any other call.
+void web_socket_abort(WebSocket& socket);

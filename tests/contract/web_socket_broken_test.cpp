@@ -180,9 +180,8 @@ TEST_F(WebSocketRefused, AnAddressThatIsNone) {
 }
 
 TEST_F(WebSocketRefused, AServerThatSaysNothing) {
-    const WebSocketPatience usual = g_web_socket_patience;
-    EXPECT_EQ(usual.opening, 30s);
-    g_web_socket_patience.opening = 300ms;
+    EXPECT_EQ(g_web_socket_patience.opening, 30s);
+    const WithPatience patience({.opening = 300ms});
     WebAnswer answer;
     answer.head_gate = "never";
     serve(answer);
@@ -190,7 +189,6 @@ TEST_F(WebSocketRefused, AServerThatSaysNothing) {
     const char* stage = is_exact() ? "receive-response" : "send-request";
     EXPECT_LT(time_of([&] { expect_failure(stage, k_timeout); }), 10s);
     m_web.open_gate("never");
-    g_web_socket_patience = usual;
 }
 
 TEST_F(WebSocketBroken, ThePeerVanishesBetweenTwoMessages) {
@@ -243,9 +241,8 @@ TEST_F(WebSocketBroken, SendsFailOnceThePeerHasGone) {
 }
 
 TEST_F(WebSocketBroken, ASendFailsInTimeWhenThePeerReadsNothing) {
-    const WebSocketPatience usual = g_web_socket_patience;
-    EXPECT_EQ(usual.sending, 10s);
-    g_web_socket_patience.sending = 300ms;
+    EXPECT_EQ(g_web_socket_patience.sending, 10s);
+    const WithPatience patience({.sending = 300ms});
     const auto socket = open(SocketSteps().upgrade("deaf").gate("never"));
     ASSERT_TRUE(socket);
     const std::string text(1U << 20U, 'x');
@@ -260,7 +257,6 @@ TEST_F(WebSocketBroken, ASendFailsInTimeWhenThePeerReadsNothing) {
     EXPECT_FALSE(web_socket_send_text(*socket, "a"));
     EXPECT_LT(time_of([&socket] { web_socket_close(*socket, 1000); }), 1900ms);
     m_web.open_gate("never");
-    g_web_socket_patience = usual;
 }
 
 // What breaks the protocol ends the connection. Wine's WinHTTP lets some of it pass as messages;

@@ -12,7 +12,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
+#include <ctime>
+#include <future>
 #include <string>
 #include <string_view>
 
@@ -79,8 +83,7 @@ class DeafPort {
 
 TEST_F(WebSocketLoopTest, AnOpeningIsGivenUpInEveryStage) {
     const DeafPort port;
-    const WebSocketPatience usual = g_web_socket_patience;
-    g_web_socket_patience.opening = std::chrono::milliseconds(200);
+    const WithPatience patience({.opening = std::chrono::milliseconds(200)});
     const struct {
         bool is_secure;
         const char* stage;
@@ -94,7 +97,46 @@ TEST_F(WebSocketLoopTest, AnOpeningIsGivenUpInEveryStage) {
         EXPECT_STREQ(m_failure.stage, one.stage);
         EXPECT_EQ(m_failure.code, 12002U);
     }
-    g_web_socket_patience = usual;
+}
+
+TEST_F(WebSocketLoopTest, AnOpeningIsStoppedInEveryStage) {
+    const DeafPort port;
+    for (const bool is_secure : {false, true}) {
+        StopEvent stop;
+        auto opened = std::async(std::launch::async, [&] {
+            return web_socket_open({"127.0.0.1", port.number(), "/ws", is_secure}, m_failure,
+                                   &stop) != nullptr;
+        });
+        EXPECT_EQ(opened.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout)
+            << "it waits";
+        EXPECT_LT(time_of([&] {
+                      stop.set();
+                      EXPECT_FALSE(opened.get());
+                  }),
+                  std::chrono::seconds(2));
+        EXPECT_EQ(m_failure.code, 12017U);
+    }
+}
+
+TEST_F(WebSocketLoopTest, WhatNobodyReceivesCostsNoProcessor) {
+    const std::string text(64U << 10U, 'x');
+    constexpr int k_count = 512; // more than is kept for whoever receives
+    const auto socket = open(SocketSteps().upgrade().flood(k_count, text_frame(text)));
+    ASSERT_TRUE(socket);
+    const auto used = [] {
+        const std::clock_t begin = std::clock();
+        StopEvent().wait_ms(300);
+        return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
+    };
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    double least = used();
+    while (least > 0.03 && std::chrono::steady_clock::now() < end) {
+        least = std::min(least, used());
+    }
+    EXPECT_LE(least, 0.03) << "seconds of 0.3";
+    for (int i = 0; i < k_count; ++i) {
+        ASSERT_TRUE(receive_message(*socket).text == text) << i;
+    }
 }
 
 class WebSocketInboxTest : public testing::Test {

@@ -4,6 +4,7 @@
 
 #include "contract/web_system.h"
 #include "platform/web_socket.h"
+#include "platform/web_socket_rules.h"
 #include "support/web_script.h"
 
 #include <gtest/gtest.h>
@@ -66,6 +67,18 @@ SocketMessage receive_message(WebSocket& socket, std::size_t size = 8191);
 
 /// True when `socket` comes to an end, as closed or failed, before it has received `most` messages.
 bool ends_after_messages(WebSocket& socket, std::size_t most);
+
+/// Patience for as long as it lives; begin and end it while nothing is open.
+class WithPatience {
+  public:
+    explicit WithPatience(const WebSocketPatience& patience) { g_web_socket_patience = patience; }
+    WithPatience(const WithPatience&) = delete;
+    WithPatience& operator=(const WithPatience&) = delete;
+    ~WithPatience() { g_web_socket_patience = m_usual; }
+
+  private:
+    WebSocketPatience m_usual = g_web_socket_patience;
+};
 
 /// How long a call took.
 template <typename Call>

@@ -156,6 +156,34 @@ TEST_F(WebSocketSending, WaitsForAServerThatIsSlow) {
     EXPECT_EQ(sent.get(), k_count);
 }
 
+TEST_F(WebSocketSending, GoesOnOnceThePeerReadsThoughNobodyReceives) {
+    constexpr int k_count = 20;
+    const std::string unread(64U << 10U, 'u');
+    const auto socket = open(SocketSteps()
+                                 .upgrade("deaf")
+                                 .flood(k_count, text_frame(unread))
+                                 .note("sent")
+                                 .gate("later")
+                                 .swallow());
+    ASSERT_TRUE(socket);
+    ASSERT_TRUE(m_web.wait_for_requests(2)) << "the opening, and the note";
+    constexpr std::size_t k_texts = 4000;
+    const std::string text(8000, 's');
+    auto sent = std::async(std::launch::async, [&] {
+        std::size_t count = 0;
+        while (count < k_texts && web_socket_send_text(*socket, text)) {
+            ++count;
+        }
+        return count;
+    });
+    EXPECT_EQ(sent.wait_for(std::chrono::milliseconds(500)), std::future_status::timeout);
+    m_web.open_gate("later");
+    EXPECT_EQ(sent.get(), k_texts);
+    for (int i = 0; i < k_count; ++i) {
+        ASSERT_TRUE(receive_message(*socket).text == unread) << i;
+    }
+}
+
 TEST_F(WebSocketReceiving, AMessageInThreeFragmentsIsOne) {
     const auto socket = open(SocketSteps()
                                  .upgrade()

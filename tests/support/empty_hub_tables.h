@@ -10,6 +10,7 @@ inline void empty_hub_tables() {
     g_selected_server_index = -1;
     g_hub_room_count = 0;
     g_selected_room_index = -1;
+    copy_text(g_hub_rooms_space_id, "");
     g_hub_space_user_count = 0;
     copy_text(g_hub_space_users_space_id, "");
     copy_text(g_hub_chat_scope_type, "");

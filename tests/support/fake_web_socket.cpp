@@ -1,6 +1,8 @@
 // See support/fake_web_socket.h.
 #include "support/fake_web_socket.h"
 
+#include "base/stop_event.h"
+#include "base/utf8.h"
 #include "platform/web_socket.h"
 
 #include <algorithm>
@@ -18,6 +20,7 @@ namespace {
 constexpr std::uint32_t k_connection_refused = 12029;
 constexpr std::uint32_t k_connection_broken = 12030;
 constexpr std::uint32_t k_cancelled = 12017;
+constexpr std::chrono::milliseconds k_stop_look{5};
 
 void require(bool is_so, const char* rule) {
     if (!is_so) {
@@ -35,8 +38,10 @@ struct Said {
 struct Connection {
     std::deque<Said> said;
     bool is_receiving = false;
-    bool is_busy = false; ///< a send or a close is under way
+    bool is_busy = false;  ///< a send or a close is under way
+    bool is_stuck = false; ///< the send waits for the server
     bool is_closed = false;
+    bool is_aborted = false;
     bool is_over = false; ///< the server ended it, and the receiver knows
     std::uint16_t closing = 0;
 };
@@ -58,9 +63,11 @@ struct FakeSocketState {
 
     bool is_ending = false;
     bool holds_openings = false;
+    bool is_deaf_to_stops = false;
     const char* refusal_stage = nullptr;
     std::uint32_t refusal_code = 0;
     bool is_deaf = false;
+    bool reads_nothing = false;
     std::size_t sends_to_fail = 0;
     // Shared with the sender that calls them: what they keep changes.
     std::map<std::string, std::shared_ptr<FakeSocketAnswer>> answers;
@@ -142,6 +149,11 @@ void FakeWebSocketServer::release_openings() {
     m_state->changed.notify_all();
 }
 
+void FakeWebSocketServer::deaf_to_stops() {
+    const std::lock_guard lock(m_state->mutex);
+    m_state->is_deaf_to_stops = true;
+}
+
 void FakeWebSocketServer::answer_friendly() {
     answer("auth",
            [](const std::string&) { return std::vector<std::string>{R"({"type":"auth:ok"})"}; });
@@ -179,6 +191,12 @@ void FakeWebSocketServer::deaf_to_closing(bool is_deaf) {
     m_state->changed.notify_all();
 }
 
+void FakeWebSocketServer::read_nothing(bool is_so) {
+    const std::lock_guard lock(m_state->mutex);
+    m_state->reads_nothing = is_so;
+    m_state->changed.notify_all();
+}
+
 void FakeWebSocketServer::say(const std::string& text) {
     m_state->say({WebSocketEvent::text_message, text});
 }
@@ -205,6 +223,11 @@ bool FakeWebSocketServer::wait_for_openings(std::size_t count) const {
 
 bool FakeWebSocketServer::wait_for_sent(std::size_t count) const {
     return m_state->wait([&] { return m_state->sent.size() >= count; });
+}
+
+bool FakeWebSocketServer::wait_until_stuck() const {
+    return m_state->wait(
+        [this] { return !m_state->connections.empty() && m_state->connections.back()->is_stuck; });
 }
 
 bool FakeWebSocketServer::wait_until_heard() const {
@@ -270,7 +293,8 @@ std::string fake_frame_value(const std::string& text, const std::string& key) {
 
 // ---- the seam
 
-WebSocketPtr web_socket_open(const WebSocketAddress& address, WebSocketFailure& failure) {
+WebSocketPtr web_socket_open(const WebSocketAddress& address, WebSocketFailure& failure,
+                             const StopEvent* stop) {
     const std::shared_ptr<FakeSocketState> state = current_state();
     if (state == nullptr) {
         failure = {"connect-host", k_connection_refused};
@@ -280,9 +304,19 @@ WebSocketPtr web_socket_open(const WebSocketAddress& address, WebSocketFailure& 
     state->openings.push_back({address.host, address.port, address.path, address.is_secure});
     ++state->openings_under_way;
     state->changed.notify_all();
-    state->changed.wait(lock, [&] { return !state->holds_openings || state->is_ending; });
+    const auto is_stopped = [&] {
+        return stop != nullptr && !state->is_deaf_to_stops && stop->is_set();
+    };
+    while (state->holds_openings && !state->is_ending && !is_stopped()) {
+        state->changed.wait_for(lock, k_stop_look);
+    }
+    const bool is_let_go = state->holds_openings && !state->is_ending;
     --state->openings_under_way;
     state->changed.notify_all();
+    if (is_let_go) {
+        failure = {"receive-response", k_cancelled};
+        return nullptr;
+    }
     if (state->is_ending || state->refusal_stage != nullptr) {
         failure = state->is_ending ? WebSocketFailure{"send-request", k_connection_broken}
                                    : WebSocketFailure{state->refusal_stage, state->refusal_code};
@@ -306,6 +340,9 @@ void WebSocketDeleter::operator()(WebSocket* socket) const {
 }
 
 bool web_socket_send_text(WebSocket& socket, std::string_view text) {
+    if (!is_utf8(text)) {
+        return false;
+    }
     FakeSocketState& state = *socket.state;
     const std::string copy(text);
     std::shared_ptr<std::function<void(const std::string&)>> at_send;
@@ -321,11 +358,17 @@ bool web_socket_send_text(WebSocket& socket, std::string_view text) {
     }
     bool is_taken = false;
     {
-        const std::lock_guard lock(state.mutex);
+        std::unique_lock lock(state.mutex);
+        socket.connection->is_stuck = state.reads_nothing;
+        state.changed.notify_all();
+        state.changed.wait(lock, [&] {
+            return !state.reads_nothing || state.is_ending || socket.connection->is_aborted;
+        });
+        socket.connection->is_stuck = false;
         const bool fails = state.sends_to_fail > 0;
         state.sends_to_fail -= fails ? 1 : 0;
         is_taken = !fails && !state.is_ending && !socket.connection->is_closed &&
-                   !socket.connection->is_over;
+                   !socket.connection->is_aborted && !socket.connection->is_over;
         const auto known = state.answers.find(fake_frame_value(copy, "type"));
         if (!is_taken) {
             ++state.failed_sends;
@@ -357,13 +400,13 @@ WebSocketReceived web_socket_receive(WebSocket& socket, std::span<char> buffer) 
     connection.is_receiving = true;
     state.changed.notify_all();
     state.changed.wait(lock, [&] {
-        return state.is_ending || (connection.is_closed && !state.is_deaf) || connection.is_over ||
-               !connection.said.empty();
+        return state.is_ending || (connection.is_closed && !state.is_deaf) ||
+               connection.is_aborted || connection.is_over || !connection.said.empty();
     });
     connection.is_receiving = false;
-    if (state.is_ending || connection.is_closed || connection.is_over) {
-        return {WebSocketEvent::failed, 0,
-                connection.is_closed ? k_cancelled : k_connection_broken};
+    const bool is_ended_here = connection.is_closed || connection.is_aborted;
+    if (state.is_ending || is_ended_here || connection.is_over) {
+        return {WebSocketEvent::failed, 0, is_ended_here ? k_cancelled : k_connection_broken};
     }
     Said& next = connection.said.front();
     WebSocketReceived received{next.event, 0, next.code};
@@ -384,9 +427,15 @@ WebSocketReceived web_socket_receive(WebSocket& socket, std::span<char> buffer) 
 void web_socket_close(WebSocket& socket, std::uint16_t status) {
     const std::lock_guard lock(socket.state->mutex);
     require(!socket.connection->is_busy, "a close beside a send");
-    if (!socket.connection->is_closed) {
+    if (!socket.connection->is_closed && !socket.connection->is_aborted) {
         socket.connection->is_closed = true;
         socket.connection->closing = status;
         socket.state->changed.notify_all();
     }
+}
+
+void web_socket_abort(WebSocket& socket) {
+    const std::lock_guard lock(socket.state->mutex);
+    socket.connection->is_aborted = true;
+    socket.state->changed.notify_all();
 }

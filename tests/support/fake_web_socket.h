@@ -49,9 +49,13 @@ class FakeWebSocketServer {
     void refuse_openings(const char* stage, std::uint32_t code);
     void accept_openings();
 
-    /// Openings from now on wait for release_openings, and are taken or refused then.
+    /// Openings from now on wait for release_openings, and are taken or refused then; one that is
+    /// stopped meanwhile fails.
     void hold_openings();
     void release_openings();
+
+    /// Openings that wait do not look for a stop, as those of a slow system.
+    void deaf_to_stops();
 
     /// Says "auth:ok" to an "auth", "chat:joined" to a "chat:join" and an empty page to a
     /// "messages:history"; nothing to anything else.
@@ -71,6 +75,10 @@ class FakeWebSocketServer {
     /// `deaf_to_closing(false)`.
     void deaf_to_closing(bool is_deaf);
 
+    /// Sends from now on wait, until this is taken back, their connection is aborted, or the
+    /// server ends.
+    void read_nothing(bool is_so);
+
     // To the latest connection, which must be one that was taken. A text longer than the receiver's
     // buffer arrives in fragments, as it does in the real seams.
     void say(const std::string& text);
@@ -83,6 +91,8 @@ class FakeWebSocketServer {
     bool wait_for_openings(std::size_t count) const;
     /// Waits until `count` texts were sent in all.
     bool wait_for_sent(std::size_t count) const;
+    /// Waits until a send over the latest connection waits for read_nothing's end.
+    bool wait_until_stuck() const;
     /// Waits until the latest connection's receiver has handled all that was said and asks for
     /// more.
     bool wait_until_heard() const;

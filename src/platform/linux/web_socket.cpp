@@ -52,12 +52,16 @@ bool start(WebSocket& socket) {
     return true;
 }
 
-bool wait_for_opening(WebSocket& socket, WebSocketFailure& failure) {
+bool wait_for_opening(WebSocket& socket, const StopEvent* stop, WebSocketFailure& failure) {
     std::unique_lock lock(socket.shared.lock);
-    const bool is_known = socket.shared.changed.wait_for(
-        lock, g_web_socket_patience.opening, [&socket] { return !socket.shared.is_opening; });
-    failure = {socket.loop.stage(), is_known ? socket.shared.opening_code : k_web_code_timeout};
-    return is_known && socket.shared.is_opened;
+    const WebSocketWaited waited = web_socket_wait(
+        lock, socket.shared.changed, WebSocketClock::now() + g_web_socket_patience.opening, stop,
+        [&socket] { return !socket.shared.is_opening; });
+    failure.stage = socket.loop.stage();
+    failure.code = waited == WebSocketWaited::done      ? socket.shared.opening_code
+                   : waited == WebSocketWaited::stopped ? k_web_code_cancelled
+                                                        : k_web_code_timeout;
+    return waited == WebSocketWaited::done && socket.shared.is_opened;
 }
 
 } // namespace
@@ -66,7 +70,8 @@ void WebSocketDeleter::operator()(WebSocket* socket) const {
     delete socket;
 }
 
-WebSocketPtr web_socket_open(const WebSocketAddress& address, WebSocketFailure& failure) {
+WebSocketPtr web_socket_open(const WebSocketAddress& address, WebSocketFailure& failure,
+                             const StopEvent* stop) {
     const auto url = web_socket_url(address);
     if (!url) {
         failure = {"connect-host", k_web_code_invalid_address};
@@ -77,7 +82,7 @@ WebSocketPtr web_socket_open(const WebSocketAddress& address, WebSocketFailure& 
         failure = {"open-session", k_web_code_no_memory};
         return nullptr;
     }
-    return wait_for_opening(*socket, failure) ? std::move(socket) : nullptr;
+    return wait_for_opening(*socket, stop, failure) ? std::move(socket) : nullptr;
 }
 
 bool web_socket_send_text(WebSocket& socket, std::string_view text) {
@@ -112,7 +117,7 @@ WebSocketReceived web_socket_receive(WebSocket& socket, std::span<char> buffer) 
     const bool was_full = shared.inbox.is_full();
     const WebSocketReceived received = shared.inbox.take(buffer);
     if (was_full && !shared.inbox.is_full()) {
-        shared.changed.notify_all();
+        socket.wake();
     }
     return received;
 }
@@ -128,4 +133,11 @@ void web_socket_close(WebSocket& socket, std::uint16_t status) {
     socket.wake();
     shared.changed.wait_for(lock, g_web_socket_patience.closing,
                             [&shared] { return shared.is_over; });
+}
+
+void web_socket_abort(WebSocket& socket) {
+    const std::lock_guard lock(socket.shared.lock);
+    socket.shared.is_aborted = true;
+    socket.shared.inbox.abandon(k_web_code_cancelled);
+    socket.wake();
 }

@@ -7,6 +7,7 @@
 constexpr std::uint32_t k_web_code_no_memory = 8;
 constexpr std::uint32_t k_web_code_invalid_argument = 87;
 constexpr std::uint32_t k_web_code_timeout = 12002;
+constexpr std::uint32_t k_web_code_internal = 12004;
 constexpr std::uint32_t k_web_code_invalid_address = 12005;
 constexpr std::uint32_t k_web_code_name_not_resolved = 12007;
 constexpr std::uint32_t k_web_code_cancelled = 12017;

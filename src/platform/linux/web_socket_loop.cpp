@@ -31,40 +31,39 @@ bool WebSocketLoop::pass() {
     if (!m_opening.is_under_way() && m_connection == nullptr && !m_is_dropped) {
         finish_opening();
     }
-    follow_intake();
     Lock lock(m_shared.lock);
-    for (;;) {
+    follow_intake(m_shared.inbox.is_full());
+    listen_to_callers(lock);
+    if (m_is_broken && !m_is_dropped) {
+        lock.unlock();
+        drop();
+        lock.lock();
+        m_shared.is_over = true;
+        m_shared.changed.notify_all();
         listen_to_callers(lock);
-        if (m_is_broken && !m_is_dropped) {
-            lock.unlock();
-            drop();
-            lock.lock();
-            m_shared.is_over = true;
-            m_shared.changed.notify_all();
-            continue;
-        }
-        // While nobody takes what has come, nothing more is read: the peer has to wait.
-        if (m_shared.is_left || m_is_dropped || !m_shared.inbox.is_full()) {
-            return !m_shared.is_left;
-        }
-        m_shared.changed.wait(lock);
     }
+    return !m_shared.is_left;
 }
 
 void WebSocketLoop::finish_opening() {
     GObjectPtr<SoupWebsocketConnection> opened = m_opening.take_connection();
-    const bool is_open = opened != nullptr && adopt(std::move(opened));
-    m_is_dropped = !is_open;
+    std::uint32_t code = m_opening.code();
+    if (opened == nullptr) {
+        code = code != 0 ? code : k_web_code_connection_error;
+    } else if (!adopt(std::move(opened))) {
+        code = k_web_code_internal;
+    }
+    m_is_dropped = m_connection == nullptr;
     const std::lock_guard lock(m_shared.lock);
     m_shared.is_opening = false;
-    m_shared.is_opened = is_open;
-    m_shared.opening_code =
-        is_open || m_opening.code() != 0 ? m_opening.code() : k_web_code_connection_error;
+    m_shared.is_opened = !m_is_dropped;
+    m_shared.opening_code = code;
     m_shared.changed.notify_all();
 }
 
 // Puts a web socket on our own stream in the place of the one that the session made, which has read
-// nothing yet: that happens in the context's next iteration.
+// nothing yet: that happens in the context's next iteration, by a source whose data is the web
+// socket. False for a libsoup that waits in another way.
 bool WebSocketLoop::adopt(GObjectPtr<SoupWebsocketConnection> connection) {
     m_opened = std::move(connection);
     GSource* reading = g_main_context_find_source_by_user_data(m_context, m_opened.get());
@@ -88,14 +87,15 @@ bool WebSocketLoop::adopt(GObjectPtr<SoupWebsocketConnection> connection) {
     return true;
 }
 
-void WebSocketLoop::follow_intake() {
+// While nobody takes what has come, nothing more is read: the peer has to wait. All else goes on.
+void WebSocketLoop::follow_intake(bool is_full) {
     if (m_connection == nullptr || m_is_dropped) {
         return;
     }
     if (g_pollable_output_stream_is_writable(m_output)) {
         m_intake.pings = 0;
     }
-    m_intake.left = k_pass_intake;
+    web_socket_allow(m_intake, is_full ? 0 : k_pass_intake);
     // Whom this side has told goodbye has answered.
     if (m_is_goodbye_said && soup_websocket_connection_get_close_code(m_connection.get()) != 0) {
         m_is_broken = true;
@@ -106,6 +106,7 @@ void WebSocketLoop::listen_to_callers(Lock& lock) {
     if (m_opening.is_under_way()) {
         return;
     }
+    m_is_broken = m_is_broken || m_shared.is_aborted;
     if (m_shared.sending == WebSocketSending::asked) {
         send(lock);
     }

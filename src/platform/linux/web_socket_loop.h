@@ -31,6 +31,7 @@ struct WebSocketShared {
 
     // Said by the callers.
     bool is_left = false;      ///< end at once, without a word
+    bool is_aborted = false;   ///< drop the connection, without a word
     std::uint16_t goodbye = 0; ///< close with this status; 0: not yet
     std::string text;          ///< to be sent
     WebSocketSending sending = WebSocketSending::nothing;
@@ -69,11 +70,10 @@ class WebSocketLoop {
     bool pass();
     void finish_opening();
     bool adopt(GObjectPtr<SoupWebsocketConnection> connection);
-    void follow_intake();
+    void follow_intake(bool is_full);
     void listen_to_callers(Lock& lock);
     void say_goodbye(Lock& lock);
     void send(Lock& lock);
-    bool can_send() const;
     void wake_when_writable();
     bool is_talking() const;
     void end(WebSocketEvent event, std::uint32_t code);

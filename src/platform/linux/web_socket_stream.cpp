@@ -28,7 +28,6 @@ struct SocketStreamClass {
     GIOStreamClass parent;
 };
 
-// The names that GObject's macros make of the types are of C's kind.
 void intake_stream_pollable(GPollableInputStreamInterface* interface);
 
 G_DEFINE_TYPE_WITH_CODE(IntakeStream, intake_stream, G_TYPE_INPUT_STREAM,
@@ -84,11 +83,29 @@ gboolean is_readable(GPollableInputStream* stream) {
     return g_pollable_input_stream_is_readable(intake_stream_of(stream)->base);
 }
 
+// Makes the source with which libsoup waits ready by what comes, or by nothing.
+void follow_arrivals(WebSocketIntake& intake) {
+    GSource* waiting = intake.waiting.get();
+    if (waiting == nullptr || g_source_is_destroyed(waiting) != FALSE ||
+        intake.is_open == (intake.arrival != nullptr)) {
+        return;
+    }
+    if (intake.is_open) {
+        intake.arrival.reset(g_pollable_input_stream_create_source(intake.base, nullptr));
+        g_source_set_dummy_callback(intake.arrival.get());
+        g_source_add_child_source(waiting, intake.arrival.get());
+    } else {
+        g_source_remove_child_source(waiting, intake.arrival.get());
+        intake.arrival.reset();
+    }
+}
+
 GSource* create_source(GPollableInputStream* stream, GCancellable* cancellable) {
-    GSource* base =
-        g_pollable_input_stream_create_source(intake_stream_of(stream)->base, cancellable);
-    GSource* source = g_pollable_source_new_full(stream, base, cancellable);
-    g_source_unref(base);
+    WebSocketIntake& intake = *intake_stream_of(stream)->intake;
+    GSource* source = g_pollable_source_new_full(stream, nullptr, cancellable);
+    intake.waiting.reset(g_source_ref(source));
+    intake.arrival.reset();
+    follow_arrivals(intake);
     return source;
 }
 
@@ -158,8 +175,15 @@ GObjectPtr<GIOStream> web_socket_stream(GIOStream* base, WebSocketIntake& intake
     auto* input = intake_stream_of(g_object_new(intake_stream_get_type(), nullptr));
     input->base = G_POLLABLE_INPUT_STREAM(g_object_ref(g_io_stream_get_input_stream(base)));
     input->intake = &intake;
+    intake.base = input->base;
     auto* stream = socket_stream_of(g_object_new(socket_stream_get_type(), nullptr));
     stream->base = G_IO_STREAM(g_object_ref(base));
     stream->input = G_INPUT_STREAM(input);
     return GObjectPtr<GIOStream>(G_IO_STREAM(stream));
+}
+
+void web_socket_allow(WebSocketIntake& intake, std::size_t bytes) {
+    intake.left = bytes;
+    intake.is_open = bytes > 0;
+    follow_arrivals(intake);
 }

@@ -17,13 +17,13 @@ constexpr wchar_t k_user_agent[] = L"VelmoClient/1.0";
 constexpr int k_step_ms = 30000;
 constexpr DWORD k_keep_alive_ms = 30000;
 
-using Clock = std::chrono::steady_clock;
 using Lock = std::unique_lock<std::mutex>;
 
 // The connection and the session stay for as long as the web socket does.
 struct Opening {
     std::shared_ptr<WebSocketLink> link = std::make_shared<WebSocketLink>();
-    Clock::time_point end = Clock::now() + g_web_socket_patience.opening;
+    WebSocketClock::time_point end = WebSocketClock::now() + g_web_socket_patience.opening;
+    const StopEvent* stop = nullptr;
     InternetHandle session;
     InternetHandle connection;
     InternetHandle request;
@@ -108,9 +108,11 @@ DWORD take_step(Opening& opening, Call call) {
     WebSocketLink& link = *opening.link;
     Lock lock(link.lock);
     link.begin(lock, link.opening, [&call] { return call() != 0 ? 0 : GetLastError(); });
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(opening.end - Clock::now());
-    return link.wait(lock, link.opening, left) ? link.opening.error : ERROR_WINHTTP_TIMEOUT;
+    const WebSocketWaited waited = web_socket_wait(lock, link.changed, opening.end, opening.stop,
+                                                   [&link] { return !link.opening.is_under_way; });
+    return waited == WebSocketWaited::done      ? link.opening.error
+           : waited == WebSocketWaited::stopped ? ERROR_WINHTTP_OPERATION_CANCELLED
+                                                : ERROR_WINHTTP_TIMEOUT;
 }
 
 DWORD send_request(Opening& opening, const WebUrl& /*url*/) {
@@ -204,13 +206,15 @@ WebSocketReceived taken_from(WebSocketLink& link, std::span<char> buffer) {
 
 } // namespace
 
-WebSocketPtr web_socket_open(const WebSocketAddress& address, WebSocketFailure& failure) {
+WebSocketPtr web_socket_open(const WebSocketAddress& address, WebSocketFailure& failure,
+                             const StopEvent* stop) {
     const auto url = web_socket_url(address);
     if (!url) {
         failure = {"connect-host", ERROR_WINHTTP_INVALID_URL};
         return nullptr;
     }
     Opening opening;
+    opening.stop = stop;
     for (const Stage& stage : k_stages) {
         failure = {stage.name, stage.run(opening, *url)};
         if (failure.code != 0) {
@@ -265,7 +269,7 @@ WebSocketReceived web_socket_receive(WebSocket& socket, std::span<char> buffer) 
 void web_socket_close(WebSocket& socket, std::uint16_t status) {
     WebSocketLink& link = *socket.link;
     Lock lock(link.lock);
-    if (link.is_closed) {
+    if (link.is_closed || link.is_aborted) {
         return;
     }
     link.is_closed = true;
@@ -276,4 +280,14 @@ void web_socket_close(WebSocket& socket, std::uint16_t status) {
         return WinHttpWebSocketClose(socket.socket.get(), web_socket_goodbye(status), nullptr, 0);
     });
     link.wait(lock, link.closing, g_web_socket_patience.closing);
+}
+
+// What is still under way ends with the handle, which the owner closes.
+void web_socket_abort(WebSocket& socket) {
+    WebSocketLink& link = *socket.link;
+    const std::lock_guard lock(link.lock);
+    link.is_aborted = true;
+    link.is_ended = true;
+    link.end_error = ERROR_WINHTTP_OPERATION_CANCELLED;
+    link.changed.notify_all();
 }

@@ -48,7 +48,9 @@ void WebSocketLink::end(DWORD error) {
 
 bool WebSocketLink::wait(std::unique_lock<std::mutex>& held, const WebSocketOperation& operation,
                          std::chrono::milliseconds most) {
-    return changed.wait_for(held, most, [&operation] { return !operation.is_under_way; });
+    changed.wait_for(held, most,
+                     [this, &operation] { return !operation.is_under_way || is_aborted; });
+    return !operation.is_under_way;
 }
 
 DWORD_PTR web_socket_context(const Holder& link) {

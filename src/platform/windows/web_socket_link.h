@@ -36,9 +36,10 @@ struct WebSocketLink {
     WebSocketOperation sending;
     WebSocketOperation receiving;
     WebSocketOperation closing;
-    bool is_ended = false;  ///< nothing more is received
-    DWORD end_error = 0;    ///< 0: the peer closed
-    bool is_closed = false; ///< by this side
+    bool is_ended = false;   ///< nothing more is received
+    DWORD end_error = 0;     ///< 0: the peer closed
+    bool is_closed = false;  ///< by this side
+    bool is_aborted = false; ///< by this side: nobody waits any more
 
     std::string text;                      ///< that is being sent
     std::array<char, 16384> buffer;        ///< that is received into
@@ -61,7 +62,7 @@ struct WebSocketLink {
         }
     }
 
-    /// False when the operation is still under way after that time.
+    /// False when the operation is still under way after that time, or once it is of no use.
     bool wait(std::unique_lock<std::mutex>& held, const WebSocketOperation& operation,
               std::chrono::milliseconds most);
 };

@@ -5,6 +5,7 @@
 #include "backend/hub_tables.h"
 #include "backend/identity.h"
 #include "base/text.h"
+#include "chat/chat_internal.h"
 #include "unit/chat/chat_fixture.h"
 
 #include <chrono>
@@ -64,14 +65,12 @@ TEST_F(ChatConnection, IntroductionIsEscapedAndCut) {
 TEST_F(ChatConnection, IsReadyOnceTheServerSaysSo) {
     chat_ws_start_for_selected_space();
     ASSERT_TRUE(wait_for_connection(1));
-    EXPECT_EQ(g_chat_ws_auth_ok, 0);
     EXPECT_FALSE(chat_ws_wait_until_ready(0));
     EXPECT_NE(chat_ws_get_handle_with_wait(0), nullptr);
     server.say(R"({"type": "auth:ok"})");
     ASSERT_TRUE(server.wait_until_heard());
-    EXPECT_EQ(g_chat_ws_auth_ok, 1);
-    EXPECT_EQ(g_chat_ws_join_state, 0);
     EXPECT_TRUE(chat_ws_wait_until_ready(0));
+    EXPECT_FALSE(chat_ws_has_joined("space-1"));
 }
 
 TEST_F(ChatConnection, WaitingAsksEvery20MsAndOnceMoreAtTheEnd) {
@@ -180,11 +179,11 @@ TEST_F(ChatConnection, BreakAfterItWasReadyIsNot) {
 TEST_F(ChatConnection, EndClearsWhatItWas) {
     start_ready();
     ASSERT_TRUE(join("space-1"));
-    EXPECT_EQ(g_chat_ws_join_state, 1);
+    EXPECT_TRUE(chat_ws_has_joined("space-1"));
     server.say_close();
     ASSERT_TRUE(server.wait_until_gone());
-    EXPECT_EQ(g_chat_ws_auth_ok, 0);
-    EXPECT_EQ(g_chat_ws_join_state, 0);
+    EXPECT_FALSE(chat_ws_is_ready());
+    EXPECT_FALSE(chat_ws_has_joined("space-1"));
     EXPECT_EQ(chat_ws_get_handle_with_wait(0), nullptr);
     EXPECT_EQ(server.closings(), std::vector<std::uint16_t>{1000});
     EXPECT_TRUE(ends(server));
@@ -209,6 +208,7 @@ TEST_F(ChatConnection, SendsOnlyTextsOverAConnection) {
     EXPECT_FALSE(chat_ws_send_json(nullptr, "x"));
     EXPECT_FALSE(chat_ws_send_json(socket, ""));
     EXPECT_FALSE(chat_ws_send_json(socket, nullptr));
+    EXPECT_FALSE(chat_ws_send_json(socket, "a\xFFz")) << "no UTF-8";
     EXPECT_TRUE(chat_ws_send_json(socket, "ñ"));
     server.fail_sends(1);
     EXPECT_FALSE(chat_ws_send_json(socket, "y"));

@@ -99,6 +99,7 @@ ChatTest::ChatTest() {
 
 ChatTest::~ChatTest() {
     server.deaf_to_closing(false);
+    server.read_nothing(false);
     server.release_openings();
     chat_ws_stop();
     EXPECT_TRUE(server.wait_until_gone());
@@ -113,7 +114,7 @@ void ChatTest::start_ready() {
     server.answer_friendly();
     chat_ws_start_for_selected_space();
     ASSERT_TRUE(wait_for_connection(1));
-    ASSERT_EQ(g_chat_ws_auth_ok, 1);
+    ASSERT_TRUE(chat_ws_is_ready());
 }
 
 void ChatTest::start_joined() {

@@ -1,6 +1,7 @@
 // The frames that the client sends, byte for byte.
 #include "chat/chat_messages.h"
 
+#include "backend/hub_tables.h"
 #include "backend/identity.h"
 #include "base/text.h"
 #include "chat/chat_connection.h"
@@ -92,28 +93,116 @@ TEST_F(ChatFrames, ValuesAreCutToTheirRoom) {
                            many.substr(0, 126) + "\"}");
 }
 
-// Everything that can be doubled is: no frame is cut, whatever its values.
-TEST_F(ChatFrames, LongestFramesAreWhole) {
-    const std::string quotes(3000, '"');
-    copy_text(g_session_token, quotes);
-    const auto doubled = [](std::size_t count) {
+// --- Everything that can be doubled is: no frame is cut, whatever its values --------------------
+
+class ChatLongestFrames : public ChatTest {
+  protected:
+    static std::string quotes(std::size_t count) { return std::string(count, '"'); }
+
+    static std::string doubled(std::size_t count) {
         std::string text;
         for (std::size_t i = 0; i < count; ++i) {
             text += "\\\"";
         }
         return text;
-    };
-    const std::string token = R"("sessionToken":")" + doubled(255) + "\"";
-    EXPECT_TRUE(chat_ws_send_room_message(quotes.c_str(), quotes.c_str()));
-    EXPECT_EQ(frame(), R"({"type":"message:send","roomId":")" + doubled(63) + "\"," + token +
-                           R"(,"text":")" + doubled(511) + "\"}");
-    EXPECT_TRUE(chat_ws_request_room_history(quotes.c_str(), 2147483647, quotes.c_str()));
-    EXPECT_EQ(frame(), R"({"type":"messages:history","roomId":")" + doubled(63) + "\"," + token +
-                           R"(,"limit":2147483647,"before":")" + doubled(63) + "\"}");
-    EXPECT_TRUE(chat_ws_send_stream_unwatch("space-1", quotes.c_str()));
-    EXPECT_EQ(frame(), R"({"type":"stream:unwatch","spaceId":"space-1","publisherUserId":")" +
-                           doubled(63) + "\"," + token + "}");
+    }
+
+    static std::string member(const char* key, std::size_t count) {
+        return std::string(",\"") + key + "\":\"" + doubled(count) + "\"";
+    }
+
+    /// "type" and what follows it.
+    static std::string frame_of(const char* type, const std::string& members) {
+        return std::string(R"({"type":")") + type + "\"" + members + "}";
+    }
+
+    /// A connection that has joined the space with the longest name.
+    void start() {
+        copy_text(g_session_token, m_many.c_str());
+        copy_text(g_selected_space_id, m_space.c_str());
+        server.answer_friendly();
+        server.answer("chat:join", [](const std::string&) {
+            return Texts{R"({"type":"chat:joined","spaceId":")" + doubled(63) + "\"}"};
+        });
+        chat_ws_start_for_selected_space();
+        ASSERT_TRUE(wait_for_connection(1));
+        ASSERT_TRUE(join(m_space.c_str()));
+    }
+
+    std::string frame() { return server.sent().back(); }
+
+    const std::string m_many = quotes(3000);
+    const std::string m_space = quotes(63);
+    const std::string m_token = member("sessionToken", 255);
+};
+
+TEST_F(ChatLongestFrames, Introduction) {
+    start();
+    const std::string follow = R"(,"channel":")";
+    const std::string whose = "\"" + member("spaceId", 63) + m_token;
+    ASSERT_EQ(server.sent().size(), 4U);
+    EXPECT_EQ(server.sent()[0], frame_of("auth", m_token));
+    EXPECT_EQ(server.sent()[1], frame_of("subscribe", follow + "spaceRooms" + whose));
+    EXPECT_EQ(server.sent()[2], frame_of("subscribe", follow + "spaceMessages" + whose));
 }
+
+TEST_F(ChatLongestFrames, Join) {
+    start();
+    EXPECT_EQ(frame(), frame_of("chat:join", member("spaceId", 63) + m_token));
+    EXPECT_FALSE(chat_ws_join_space_chat(m_many.c_str())) << "an answer names a shorter one";
+    EXPECT_EQ(frame(), frame_of("chat:join", member("spaceId", 63) + m_token));
+}
+
+TEST_F(ChatLongestFrames, FollowedRoom) {
+    start();
+    chat_ws_follow_room(m_many.c_str());
+    server.say("{}");
+    ASSERT_TRUE(server.wait_for_sent(5));
+    EXPECT_EQ(frame(),
+              frame_of("subscribe", R"(,"channel":"roomMessages")" + member("roomId", 63)));
+}
+
+TEST_F(ChatLongestFrames, Messages) {
+    start();
+    EXPECT_TRUE(chat_ws_send_room_message(m_many.c_str(), m_many.c_str()));
+    EXPECT_EQ(frame(),
+              frame_of("message:send", member("roomId", 63) + m_token + member("text", 511)));
+    EXPECT_TRUE(chat_ws_send_space_message(m_space.c_str(), m_many.c_str()));
+    EXPECT_EQ(frame(),
+              frame_of("message:send", member("spaceId", 63) + m_token + member("text", 511)));
+}
+
+TEST_F(ChatLongestFrames, Histories) {
+    start();
+    constexpr std::int32_t k_most = std::numeric_limits<std::int32_t>::max();
+    const std::string limit = R"(,"limit":2147483647)";
+    const std::string of_room = member("roomId", 63) + m_token + limit;
+    const std::string of_space = member("spaceId", 63) + m_token + limit;
+    EXPECT_TRUE(chat_ws_request_room_history(m_many.c_str(), k_most, nullptr));
+    EXPECT_EQ(frame(), frame_of("messages:history", of_room));
+    EXPECT_TRUE(chat_ws_request_room_history(m_many.c_str(), k_most, m_many.c_str()));
+    EXPECT_EQ(frame(), frame_of("messages:history", of_room + member("before", 63)));
+    EXPECT_TRUE(chat_ws_request_space_history(m_space.c_str(), k_most, nullptr));
+    EXPECT_EQ(frame(), frame_of("messages:history", of_space));
+    EXPECT_TRUE(chat_ws_request_space_history(m_space.c_str(), k_most, m_many.c_str()));
+    EXPECT_EQ(frame(), frame_of("messages:history", of_space + member("before", 63)));
+}
+
+TEST_F(ChatLongestFrames, Streams) {
+    start();
+    const std::string own = member("spaceId", 63) + m_token;
+    const std::string others = member("spaceId", 63) + member("publisherUserId", 63) + m_token;
+    EXPECT_TRUE(chat_ws_send_stream_start(m_space.c_str()));
+    EXPECT_EQ(frame(), frame_of("stream:start", own));
+    EXPECT_TRUE(chat_ws_send_stream_stop(m_space.c_str()));
+    EXPECT_EQ(frame(), frame_of("stream:stop", own));
+    EXPECT_TRUE(chat_ws_send_stream_watch(m_space.c_str(), m_many.c_str()));
+    EXPECT_EQ(frame(), frame_of("stream:watch", others));
+    EXPECT_TRUE(chat_ws_send_stream_unwatch(m_space.c_str(), m_many.c_str()));
+    EXPECT_EQ(frame(), frame_of("stream:unwatch", others));
+}
+
+// --- Where a value is cut ------------------------------------------------------------------------
 
 TEST_F(ChatFrames, CutLeavesWholeCharacters) {
     const std::string one = "x";

@@ -46,9 +46,28 @@ TEST_F(ChatJoin, AsksTheServerAndWaitsForItsWord) {
 TEST_F(ChatJoin, SpaceThatWasJoinedIsNotAskedForAgain) {
     start_ready();
     ASSERT_TRUE(join("space-1"));
-    ASSERT_TRUE(join("space-1"));
+    const std::uint32_t begin = ChatClock::now();
+    EXPECT_TRUE(chat_ws_join_space_chat("space-1"));
+    EXPECT_EQ(ChatClock::now(), begin) << "at once";
     EXPECT_EQ(sent_after_introduction(), Texts{k_request});
     EXPECT_EQ(lines().back(), "[HUB][CHAT][JOIN] already-joined spaceId=space-1");
+}
+
+// The first one has been answered and does not know it yet.
+TEST_F(ChatJoin, AnotherJoinMeanwhileReturnsAtOnceOnceTheFirstIsAcknowledged) {
+    start_silent();
+    ChatClock::at(510, [this] {
+        server.say(R"({"type":"chat:joined","spaceId":"space-1"})");
+        ASSERT_TRUE(server.wait_until_heard());
+        EXPECT_TRUE(chat_ws_join_space_chat("space-1"));
+        EXPECT_EQ(ChatClock::now(), 510U);
+    });
+    EXPECT_TRUE(chat_ws_join_space_chat("space-1"));
+    EXPECT_EQ(sent_after_introduction(), Texts{k_request});
+    EXPECT_EQ(lines(), (Texts{"[HUB][CHAT][JOIN] request spaceId=space-1",
+                              "[HUB][CHAT][JOIN] ws-chat:joined spaceId=space-1",
+                              "[HUB][CHAT][JOIN] already-joined spaceId=space-1",
+                              "[HUB][CHAT][JOIN] ack spaceId=space-1"}));
 }
 
 TEST_F(ChatJoin, OtherSpaceIsAskedForAndTakesItsPlace) {
@@ -110,7 +129,8 @@ TEST_F(ChatJoin, RequestForgetsTheEarlierSpaceAlsoWhenItFails) {
     ASSERT_TRUE(join("space-1"));
     server.fail_sends(1);
     EXPECT_FALSE(chat_ws_join_space_chat("space-2"));
-    EXPECT_EQ(g_chat_ws_join_state, 0);
+    EXPECT_FALSE(chat_ws_has_joined("space-1"));
+    EXPECT_FALSE(chat_ws_has_joined("space-2"));
     EXPECT_TRUE(join("space-1"));
     EXPECT_EQ(sent_after_introduction().size(), 2U) << "asked for once more";
 }

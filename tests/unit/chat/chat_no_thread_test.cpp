@@ -26,7 +26,7 @@ TEST_F(ChatNoThread, RestartHasEndedWhatWas) {
         chat_ws_restart_for_selected_space();
     }
     EXPECT_FALSE(chat_ws_connection_is_usable());
-    EXPECT_EQ(g_chat_ws_auth_ok, 0);
+    EXPECT_FALSE(chat_ws_wait_until_ready(0));
     EXPECT_EQ(server.open_connections(), 0U);
 }
 

@@ -247,6 +247,32 @@ TEST_F(ChatSenders, SpaceMessageGoesOutWithoutASecondJoinToo) {
     EXPECT_EQ(fake_frame_value(server.sent().back(), "text"), "x");
 }
 
+// The handle is asked for until 160, then come the restart's wait, the join with its own two and
+// the wait for a handle.
+constexpr std::uint32_t k_handle_wait_begin = 160 + 3220 + 1820 + 3220;
+
+TEST_F(ChatSenders, SpaceMessageWaits900MsForTheHandleOfItsRestart) {
+    start_ready();
+    lose_connection_at_10();
+    ChatClock::at(30, [this] { server.hold_openings(); });
+    ChatClock::at(k_handle_wait_begin + 899, [this] {
+        server.release_openings();
+        ASSERT_TRUE(comes_true([this] { return server.sent_by().back().connection != 0; }));
+    });
+    EXPECT_TRUE(chat_ws_send_space_message("space-1", "x"));
+    EXPECT_EQ(ChatClock::now(), k_handle_wait_begin + 900);
+    EXPECT_EQ(fake_frame_value(server.sent().back(), "text"), "x");
+}
+
+TEST_F(ChatSenders, SpaceMessageWithoutThatHandleFails) {
+    start_ready();
+    lose_connection_at_10();
+    ChatClock::at(30, [this] { server.refuse_openings("connect-host", 12029); });
+    EXPECT_FALSE(chat_ws_send_space_message("space-1", "x"));
+    EXPECT_EQ(ChatClock::now(), k_handle_wait_begin + 920);
+    EXPECT_EQ(fake_frame_value(server.sent().back(), "type"), "chat:join");
+}
+
 TEST_F(ChatSenders, SpaceMessageWithoutASpaceDoesNotConnectAgain) {
     start_ready();
     lose_connection_at_10();

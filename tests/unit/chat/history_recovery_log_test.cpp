@@ -21,7 +21,7 @@ class HistoryRecoveryLog : public testing::Test {
     ~HistoryRecoveryLog() override { std::filesystem::remove_all(k_file); }
 
     static std::string content() {
-        std::ifstream file(k_file);
+        std::ifstream file(k_file, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
 };

@@ -191,6 +191,42 @@ TEST_F(ScopeChat, RoomMessageFallsBackToTheBackend) {
               Texts(2, "[HUB][CHAT] websocket send failed, delivered via HTTP fallback"));
 }
 
+TEST_F(ScopeChat, RoomMessageThatTheChannelFailsTwiceFallsBackToo) {
+    start_joined();
+    std::size_t messages = 0;
+    server.at_each_send([this, &messages](const std::string& text) {
+        if (fake_frame_value(text, "type") == "message:send") {
+            ++messages;
+            server.fail_sends(1);
+        }
+    });
+    const std::uint32_t begin = ChatClock::now();
+    ChatClock::at(begin + 119, [this] { ASSERT_TRUE(wait_for_connection(2)); });
+    web.answer(200, "{}");
+    EXPECT_TRUE(send("room", "room-1", "hola"));
+    EXPECT_EQ(messages, 2U) << "over the first connection and over another one";
+    EXPECT_EQ(server.openings().size(), 2U);
+    EXPECT_EQ(web.calls().size(), 1U);
+    EXPECT_EQ(web.last_call(), (WebCall{"POST", k_base + "room/room-1/messages",
+                                        R"({"sessionToken":"the-token","text":"hola"})", true}));
+    EXPECT_EQ(log_lines().back(), "[HUB][CHAT] websocket send failed, delivered via HTTP fallback");
+    EXPECT_STREQ(m_error, "");
+}
+
+TEST_F(ScopeChat, SpaceMessageThatTheChannelFailsTwiceDoesNot) {
+    start_joined();
+    server.at_each_send([this](const std::string& text) {
+        if (fake_frame_value(text, "type") == "message:send") {
+            server.fail_sends(1);
+        }
+    });
+    ChatClock::at(ChatClock::now() + 119, [this] { ASSERT_TRUE(wait_for_connection(2)); });
+    EXPECT_FALSE(send("space", "space-1", "hola"));
+    EXPECT_STREQ(m_error, "No se pudo enviar mensaje por socket de chat");
+    EXPECT_EQ(server.failed_sends(), 2U);
+    EXPECT_TRUE(web.calls().empty());
+}
+
 TEST_F(ScopeChat, SpaceMessageDoesNot) {
     unselect();
     EXPECT_FALSE(send("space", "space-1", "x"));
