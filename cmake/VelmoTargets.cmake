@@ -27,13 +27,13 @@ function(velmo_library name)
 endfunction()
 
 # velmo_test(NAME SOURCES file... [LINKS target...] [SOUND [SOUND_ARGUMENTS argument...]]
-# [GUI_DISPLAY] [WEB_SERVER] [LABELS label...] [TIMEOUT seconds]): one GoogleTest program, run as one
-# ctest entry in a folder of its own. SOUND runs it with a private sound server (one virtual card, or
-# as the arguments tell scripts/with-sound), GUI_DISPLAY with a private display and window manager,
+# [GUI_DISPLAY [DISPLAY_SIZE WIDTHxHEIGHT]] [WEB_SERVER] [LABELS label...] [TIMEOUT seconds]): one GoogleTest
+# program, run as one ctest entry in a folder of its own. SOUND runs it with a private sound server (one virtual card,
+# or as the arguments tell scripts/with-sound), GUI_DISPLAY with a private display and window manager,
 # WEB_SERVER with a web server that it scripts; natively and under Wine alike.
 function(velmo_test name)
   cmake_parse_arguments(
-    ARG "SOUND;GUI_DISPLAY;WEB_SERVER" "TIMEOUT" "SOURCES;LINKS;LABELS;SOUND_ARGUMENTS" ${ARGN})
+    ARG "SOUND;GUI_DISPLAY;WEB_SERVER" "TIMEOUT;DISPLAY_SIZE" "SOURCES;LINKS;LABELS;SOUND_ARGUMENTS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE velmo_flags velmo_gtest ${ARG_LINKS})
@@ -43,6 +43,9 @@ function(velmo_test name)
   set(launcher ${PROJECT_SOURCE_DIR}/scripts/in-temp-folder)
   if(ARG_GUI_DISPLAY)
     list(APPEND launcher ${PROJECT_SOURCE_DIR}/scripts/with-display --wm)
+    if(ARG_DISPLAY_SIZE)
+      list(APPEND launcher --size ${ARG_DISPLAY_SIZE})
+    endif()
   endif()
   if(ARG_SOUND)
     list(APPEND launcher ${PROJECT_SOURCE_DIR}/scripts/with-sound ${ARG_SOUND_ARGUMENTS})

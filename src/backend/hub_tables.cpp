@@ -9,6 +9,7 @@ char g_selected_space_id[64] = "";
 HubRoom g_hub_rooms[k_max_hub_rooms];
 std::int32_t g_hub_room_count = 0;
 std::int32_t g_selected_room_index = -1;
+char g_hub_rooms_space_id[128] = "";
 
 HubSpaceUser g_hub_space_users[k_max_hub_space_users];
 std::int32_t g_hub_space_user_count = 0;

@@ -52,6 +52,7 @@ extern char g_selected_space_id[64]; ///< what the chat channel and the rooms be
 extern HubRoom g_hub_rooms[k_max_hub_rooms];
 extern std::int32_t g_hub_room_count;
 extern std::int32_t g_selected_room_index; ///< -1: none
+extern char g_hub_rooms_space_id[128];     ///< whose rooms these are; empty: nobody's
 
 extern HubSpaceUser g_hub_space_users[k_max_hub_space_users];
 extern std::int32_t g_hub_space_user_count;

@@ -30,8 +30,8 @@ bool take_members(const char* answer, const char* space_id, std::span<char> /*er
     return true;
 }
 
-bool take_rooms(const char* answer, const char* /*space_id*/, std::span<char> /*error*/) {
-    rebuild_rooms_table(answer);
+bool take_rooms(const char* answer, const char* space_id, std::span<char> /*error*/) {
+    rebuild_rooms_table(answer, space_id);
     return true;
 }
 
@@ -63,6 +63,7 @@ bool enter_joined_space(const char* answer, const char* /*space_id*/, std::span<
         !backend_load_rooms(g_hub_servers[g_selected_server_index].id, {})) {
         g_hub_room_count = 0; // those in the table are another space's
         g_selected_room_index = -1;
+        copy_text(g_hub_rooms_space_id, "");
     }
     return true;
 }
@@ -222,7 +223,7 @@ bool backend_load_space_members(const char* space_id, std::span<char> error) {
 }
 
 bool backend_load_rooms(const char* space_id, std::span<char> error) {
-    return run(k_load_rooms, {space_id, g_session_token}, {}, error);
+    return run(k_load_rooms, {space_id, g_session_token}, {.space_id = space_id}, error);
 }
 
 bool backend_create_room(const char* space_id, const char* name, std::span<char> error) {

@@ -129,8 +129,9 @@ void rebuild_spaces_table(const char* answer) {
     notify(g_onSpacesLoaded);
 }
 
-void rebuild_rooms_table(const char* answer) {
+void rebuild_rooms_table(const char* answer, const char* space_id) {
     g_selected_room_index = -1;
+    copy_text(g_hub_rooms_space_id, space_id);
     rebuild_table<HubRoom>(answer, g_hub_rooms, g_hub_room_count, fill_room);
     notify(g_onRoomsLoaded);
 }

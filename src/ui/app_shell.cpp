@@ -4,6 +4,7 @@
 #include "storage/local_files.h"
 #include "storage/session_restore.h"
 #include "ui/display_text.h"
+#include "ui/hub/hub_chat_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
 #include "ui/ui_internal.h"
@@ -36,13 +37,25 @@ GtkWidget* create_header_bar() {
     return header;
 }
 
+void on_window_laid_out(GdkSurface*, int, int, gpointer window) {
+    update_hub_chat_input_height(gtk_widget_get_height(GTK_WIDGET(window)));
+}
+
+/// The first tick comes when the window has been seen: the input would change its height then.
+void on_window_realize(GtkWidget* window, gpointer) {
+    g_signal_connect_object(gtk_native_get_surface(GTK_NATIVE(window)), "layout",
+                            G_CALLBACK(on_window_laid_out), window, G_CONNECT_AFTER);
+}
+
 void create_window(GtkApplication* application) {
     keep(g_window, gtk_application_window_new(application));
+    g_signal_connect_after(g_window, "realize", G_CALLBACK(on_window_realize), nullptr);
     GtkWindow* const window = GTK_WINDOW(g_window);
     gtk_window_set_title(window, tr("app_window_title"));
     gtk_window_set_default_size(window, k_default_width, k_default_height);
     gtk_window_maximize(window);
     gtk_window_set_titlebar(window, create_header_bar());
+    watch_window_input(g_window);
 }
 
 void show_voice_server(const char* server_url) {

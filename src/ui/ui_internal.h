@@ -36,7 +36,12 @@ inline void set_margins(GtkWidget* widget, int margin) {
 inline void set_tooltip_and_name(GtkWidget* widget, const char* text) {
     gtk_widget_set_tooltip_text(widget, text);
     gtk_accessible_update_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, text, -1);
+    // A button's icon, which GTK gives as its label, has no name.
+    gtk_accessible_reset_relation(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_RELATION_LABELLED_BY);
 }
+
+/// Where the label has to cut its text, its tooltip is all of it (cut_text.cpp).
+void tell_cut_text(GtkWidget* label);
 
 // Shell (app_shell.cpp, page_stack.cpp).
 extern GObjectPtr<GtkApplication> g_app;
@@ -107,6 +112,22 @@ void hide_google_connecting_popup();
 /// A null or empty text stands for a channel that is being loaded.
 void show_loading_popup(const char* text);
 void hide_loading_popup();
+
+// Input during a wait (waiting_input.cpp).
+using SecondPressHandler = void (*)();
+
+/// From a popup's showing until all that was pressed meanwhile has come, the window takes neither
+/// keys nor buttons; as if the popup, which becomes modal only when it is painted and lets the
+/// pointer through, were modal from the first moment.
+void watch_window_input(GtkWidget* window);
+
+/// For what the last press of the pointer led to, where it shows a popup: GTK would make nothing of
+/// a double click's second press then. `handler` is called, on the main loop, when that press
+/// comes, or has come when the wait is over.
+void expect_second_press(SecondPressHandler handler);
+
+/// To be called when a popup is hidden.
+void release_window_input();
 
 // Texts (relabel.cpp).
 

@@ -37,6 +37,13 @@ GtkWidget* create_contents(const char* text) {
     return box;
 }
 
+// A press on the popup would be lost with it, if it is seen only when the caller has blocked.
+void let_pointer_through(GtkWidget* popup) {
+    cairo_region_t* const nothing = cairo_region_create();
+    gdk_surface_set_input_region(gtk_native_get_surface(GTK_NATIVE(popup)), nothing);
+    cairo_region_destroy(nothing);
+}
+
 struct PaintWatch {
     GtkWidget* const& popup;
     int frames_once_active = 0;
@@ -83,19 +90,25 @@ void show_popup(GtkWidget*& slot, const char* text) {
         gtk_window_set_transient_for(popup, GTK_WINDOW(g_window));
         gtk_window_set_destroy_with_parent(popup, TRUE);
     }
-    gtk_window_set_modal(popup, TRUE);
     gtk_window_set_decorated(popup, FALSE);
     gtk_window_set_resizable(popup, FALSE);
     gtk_window_set_default_size(popup, k_width, k_height);
     gtk_window_set_child(popup, create_contents(text));
     gtk_window_present(popup);
+    let_pointer_through(slot);
     run_pending_until_painted(slot);
+    if (slot != nullptr) {
+        // Not before: Windows would throw away what is pressed under a modal one, and the second
+        // press of a double click is still of use.
+        gtk_window_set_modal(GTK_WINDOW(slot), TRUE);
+    }
 }
 
 void hide_popup(GtkWidget*& slot) {
     if (slot != nullptr) {
         gtk_window_destroy(GTK_WINDOW(slot));
         forget(slot);
+        release_window_input();
     }
 }
 

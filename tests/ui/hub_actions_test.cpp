@@ -129,13 +129,16 @@ TEST_F(HubActions, AdministersASpaceWhoOwnsItOrIsNamedInIt) {
 
 TEST_F(HubActions, TheGeneralRoomIsTheFirstOneOrOneOfThatName) {
     add_rooms({"r1:Cine", "r2:GENERAL", "r3:Generales", "r4:general", "r5:"});
-    EXPECT_TRUE(is_general_room_index(0));
-    EXPECT_TRUE(is_general_room_index(1));
-    EXPECT_FALSE(is_general_room_index(2));
-    EXPECT_TRUE(is_general_room_index(3));
-    EXPECT_FALSE(is_general_room_index(4));
-    EXPECT_FALSE(is_general_room_index(-1));
-    EXPECT_FALSE(is_general_room_index(5));
+    for (const int language : {k_language_spanish, k_language_english}) {
+        g_language = language;
+        EXPECT_TRUE(is_general_room_index(0));
+        EXPECT_TRUE(is_general_room_index(1));
+        EXPECT_FALSE(is_general_room_index(2));
+        EXPECT_TRUE(is_general_room_index(3));
+        EXPECT_FALSE(is_general_room_index(4));
+        EXPECT_FALSE(is_general_room_index(-1));
+        EXPECT_FALSE(is_general_room_index(5));
+    }
 }
 
 TEST_F(HubActions, ASpaceIsAddedById) {
@@ -164,7 +167,22 @@ TEST_F(HubActions, ASpaceIsAddedById) {
             add_space("s" + std::to_string(g_hub_server_count), "x");
         }
         EXPECT_FALSE(add_hub_server("n3"));
+        EXPECT_FALSE(add_hub_server("n2")); // known, but the table is full
         EXPECT_EQ(g_hub_server_count, k_max_hub_spaces);
+        EXPECT_EQ(g_selected_server_index, 0);
+    });
+}
+
+TEST_F(HubActions, ASpaceOfAnIdThatIsTooLongIsAddedOnce) {
+    run_interface([] {
+        const std::string kept(sizeof(HubSpace::id) - 1, 'i');
+        EXPECT_TRUE(add_hub_server(kept.c_str()));
+        EXPECT_TRUE(add_hub_server((kept + "1").c_str()));
+        EXPECT_TRUE(add_hub_server("otro"));
+        EXPECT_TRUE(add_hub_server((kept + std::string(500, '2')).c_str()));
+        EXPECT_EQ(g_hub_servers[0].id, kept);
+        EXPECT_EQ(list_lines(), (Texts{"Servidor 1", "Servidor 2"}));
+        EXPECT_EQ(g_selected_server_index, 0);
     });
 }
 
@@ -172,7 +190,10 @@ TEST_F(HubActions, RoomsAreCachedForTheSelectedSpaceOnly) {
     add_space("s1", "Uno");
     add_space("s2", "Dos");
     add_rooms({"r1:General", "r2:Cine"});
+    copy_text(g_hub_rooms_space_id, "s2");
     cache_selected_space_rooms();
+    g_selected_server_index = 0;
+    cache_selected_space_rooms(); // they are not this one's
     EXPECT_FALSE(g_hub_servers[0].roomsCached);
     g_selected_server_index = 1;
     cache_selected_space_rooms();
@@ -181,6 +202,16 @@ TEST_F(HubActions, RoomsAreCachedForTheSelectedSpaceOnly) {
     EXPECT_EQ(g_hub_servers[1].cachedRoomCount, 2);
     EXPECT_STREQ(g_hub_servers[1].cachedRooms[1].name, "Cine");
     EXPECT_FALSE(g_hub_servers[0].roomsCached);
+}
+
+TEST_F(HubActions, RoomsTakenFromOneSpacesCacheDoNotGetIntoAnothers) {
+    const HubSpace& first = add_space("s1", "Uno", {"r1:General"});
+    add_space("s2", "Dos", {"r2:Cine"});
+    copy_text(g_hub_rooms_space_id, "s2");
+    take_cached_rooms(first);
+    g_selected_server_index = 1;
+    cache_selected_space_rooms();
+    EXPECT_STREQ(g_hub_servers[1].cachedRooms[0].name, "Cine");
 }
 
 // --- Accepting and declining ---
@@ -371,6 +402,21 @@ TEST_F(HubActions, ACodeLeadsToItsSpaceWhichTheListShowsAsSelected) {
         EXPECT_EQ(typed(g_invite_code_entry), "");
         EXPECT_EQ(selected_row(), rows().at(1));
         EXPECT_TRUE(no_window_over_the_hub());
+    });
+}
+
+TEST_F(HubActions, ACodesSpaceWhoseRoomsCannotBeLoadedCachesNone) {
+    answer(k_join, 200, R"({"id":"s1"})");
+    answer(k_spaces, 200, k_two_spaces);
+    answer("GET /api/spaces/s1/rooms", 500, "{}");
+    run_interface([] {
+        make_controls();
+        copy_text(g_hub_rooms_space_id, "s1");
+        type(g_invite_code_entry, "ABCD");
+        on_join_space_by_code_clicked(g_join_code_btn, nullptr);
+        cache_selected_space_rooms();
+        EXPECT_EQ(g_selected_server_index, 1);
+        EXPECT_FALSE(g_hub_servers[1].roomsCached);
     });
 }
 

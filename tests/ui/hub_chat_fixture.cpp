@@ -193,6 +193,36 @@ void HubChatTest::scroll_to(double value) {
     gtk_adjustment_set_value(scrolling(), value);
 }
 
+void HubChatTest::emit_wheel(double dy) {
+    GListModel* const controllers = gtk_widget_observe_controllers(g_hub_chat_scroll);
+    gboolean handled = FALSE;
+    for (guint i = 0; i < g_list_model_get_n_items(controllers); ++i) {
+        const GObjectPtr<GtkEventController> controller(
+            GTK_EVENT_CONTROLLER(g_list_model_get_item(controllers, i)));
+        if (GTK_IS_EVENT_CONTROLLER_SCROLL(controller.get()) &&
+            gtk_event_controller_get_propagation_phase(controller.get()) == GTK_PHASE_CAPTURE) {
+            g_signal_emit_by_name(controller.get(), "scroll", 0.0, dy, &handled);
+            EXPECT_FALSE(handled);
+        }
+    }
+    g_object_unref(controllers);
+}
+
+void HubChatTest::emit_key(guint key) {
+    GListModel* const controllers = gtk_widget_observe_controllers(g_hub_chat_scroll);
+    gboolean handled = FALSE;
+    for (guint i = 0; i < g_list_model_get_n_items(controllers); ++i) {
+        const GObjectPtr<GtkEventController> controller(
+            GTK_EVENT_CONTROLLER(g_list_model_get_item(controllers, i)));
+        if (GTK_IS_EVENT_CONTROLLER_KEY(controller.get())) {
+            g_signal_emit_by_name(controller.get(), "key-pressed", key, 0U, GdkModifierType{},
+                                  &handled);
+            EXPECT_FALSE(handled);
+        }
+    }
+    g_object_unref(controllers);
+}
+
 bool HubChatTest::is_loading_shown() {
     return gtk_widget_get_visible(g_hub_chat_loading_label) != FALSE;
 }

@@ -58,6 +58,9 @@ class HubChatTest : public testing::Test {
     static double bottom();
     static bool is_at_bottom();
     static void scroll_to(double value);
+    /// As the wheel and the keyboard do it, on the list.
+    static void emit_wheel(double dy);
+    static void emit_key(guint key);
     static bool is_loading_shown();
 
     static std::string title();

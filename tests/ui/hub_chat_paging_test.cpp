@@ -71,10 +71,7 @@ class HubChatPaging : public HubChatTest {
     }
 
     /// Lets everything be laid out that waits for it.
-    static void settle() {
-        ASSERT_FALSE(row_widgets().empty());
-        PaintedPlaces(row_widgets().back()).wait_for(3);
-    }
+    static void settle() { ASSERT_TRUE(wait_for_pictures()); }
 
     void open_channel() {
         chat_ws_start_for_selected_space();
@@ -86,34 +83,10 @@ class HubChatPaging : public HubChatTest {
         server.answer("messages:history", [](const std::string&) { return Texts{}; });
     }
 
-    static void emit_wheel(double dy) {
-        GListModel* const controllers = gtk_widget_observe_controllers(g_hub_chat_scroll);
-        gboolean handled = FALSE;
-        for (guint i = 0; i < g_list_model_get_n_items(controllers); ++i) {
-            const GObjectPtr<GtkEventController> controller(
-                GTK_EVENT_CONTROLLER(g_list_model_get_item(controllers, i)));
-            if (GTK_IS_EVENT_CONTROLLER_SCROLL(controller.get()) &&
-                gtk_event_controller_get_propagation_phase(controller.get()) == GTK_PHASE_CAPTURE) {
-                g_signal_emit_by_name(controller.get(), "scroll", 0.0, dy, &handled);
-                EXPECT_FALSE(handled);
-            }
-        }
-        g_object_unref(controllers);
-    }
-
-    static void emit_key(guint key) {
-        GListModel* const controllers = gtk_widget_observe_controllers(g_hub_chat_scroll);
-        gboolean handled = FALSE;
-        for (guint i = 0; i < g_list_model_get_n_items(controllers); ++i) {
-            const GObjectPtr<GtkEventController> controller(
-                GTK_EVENT_CONTROLLER(g_list_model_get_item(controllers, i)));
-            if (GTK_IS_EVENT_CONTROLLER_KEY(controller.get())) {
-                g_signal_emit_by_name(controller.get(), "key-pressed", key, 0U, GdkModifierType{},
-                                      &handled);
-                EXPECT_FALSE(handled);
-            }
-        }
-        g_object_unref(controllers);
+    /// Blocks the loop meanwhile: the check finds the connection gone, and what it said untaken.
+    static void run_until_the_loss_check_is_due() {
+        g_usleep(300'000);
+        run_main_loop_for_ms(50);
     }
 };
 
@@ -379,7 +352,7 @@ TEST_F(HubChatPaging, OfASpaceThatCannotBeAskedForEverythingIsAsBefore) {
     EXPECT_TRUE(web.calls().empty());
 
     char error[256] = "";
-    EXPECT_FALSE(load_older_hub_chat_messages(error, sizeof error));
+    EXPECT_FALSE(load_older_hub_chat_messages(error));
     EXPECT_STREQ(error, "No se pudo cargar historial por socket");
     EXPECT_EQ(row_widgets().size(), 60U);
 }
@@ -431,7 +404,7 @@ TEST_F(HubChatPaging, OfARoomThatNobodyAnswersForTheErrorIsTheBackends) {
     web.answer(500, "{}");
     g_hub_chat_loading_history = true;
     char error[256] = "";
-    EXPECT_FALSE(load_older_hub_chat_messages(error, sizeof error));
+    EXPECT_FALSE(load_older_hub_chat_messages(error));
     EXPECT_STREQ(error, "Consulta de chat falló (HTTP 500)");
     EXPECT_FALSE(g_hub_chat_loading_history);
     EXPECT_FALSE(is_loading_shown());
@@ -451,14 +424,80 @@ TEST_F(HubChatPaging, OfARoomThePageIsAskedForOverTheChannelFirst) {
     EXPECT_EQ(rows().size(), 61U);
 }
 
+TEST_F(HubChatPaging, AnOlderPageThatIsLostWithItsConnectionCanBeAskedForAgain) {
+    answer_later();
+    show_many_rows();
+    open_channel();
+    offer_more();
+    scroll_to(5.0);
+    ASSERT_TRUE(g_hub_chat_loading_history);
+    run_main_loop_for_ms(400);
+    EXPECT_TRUE(g_hub_chat_loading_history); // the answer may take its time
+    EXPECT_TRUE(is_loading_shown());
+    server.say_close();
+    ASSERT_TRUE(wait_until([] { return !g_hub_chat_loading_history; }));
+    EXPECT_FALSE(is_loading_shown());
+    EXPECT_FALSE(g_hub_chat_pending_history_prepend);
+    scroll_to(3.0);
+    ASSERT_EQ(sent_requests(), (Texts{k_older_of_space, k_older_of_space}));
+    EXPECT_TRUE(g_hub_chat_loading_history);
+    say(history_frame(history_message("Ana", "viejo")));
+    EXPECT_EQ(rows().size(), 61U);
+    EXPECT_EQ(rows().front().text, "viejo");
+}
+
+TEST_F(HubChatPaging, AnOlderPageIsLostToAnotherConnectionToo) {
+    answer_later();
+    show_many_rows();
+    open_channel();
+    offer_more();
+    scroll_to(5.0);
+    chat_ws_restart_for_selected_space();
+    ASSERT_TRUE(chat_ws_wait_until_ready(5000));
+    ASSERT_TRUE(wait_until([] { return !g_hub_chat_loading_history; }));
+    EXPECT_FALSE(is_loading_shown());
+}
+
+TEST_F(HubChatPaging, APageThatTheConnectionSaysLastOfAllIsNotLost) {
+    answer_later();
+    show_many_rows();
+    open_channel();
+    offer_more();
+    scroll_to(5.0);
+    server.say(history_frame(history_message("Ana", "viejo")));
+    server.say_close();
+    server.wait_until_gone();
+    run_until_the_loss_check_is_due();
+    EXPECT_EQ(rows().size(), 61U);
+    EXPECT_EQ(rows().front().text, "viejo");
+    EXPECT_FALSE(g_hub_chat_loading_history);
+}
+
+TEST_F(HubChatPaging, TheFirstPagesLabelGoesWithTheConnection) {
+    answer_later();
+    show_column();
+    ASSERT_TRUE(load_space_chat_by_index(0));
+    ASSERT_TRUE(is_loading_shown());
+    server.say_close();
+    ASSERT_TRUE(wait_until([] { return !is_loading_shown(); }));
+    HubSpace& space = g_hub_servers[0];
+    space.roomsCached = true;
+    space.cachedRoomCount = 1;
+    copy_text(space.cachedRooms[0].id, "r1");
+    ASSERT_TRUE(load_room_chat_by_indices(0, 0));
+    ASSERT_TRUE(is_loading_shown());
+    server.say_close();
+    ASSERT_TRUE(wait_until([] { return !is_loading_shown(); }));
+}
+
 TEST_F(HubChatPaging, WithoutAChatOrACursorItSaysWhy) {
     show_column();
     char error[256] = "";
-    EXPECT_FALSE(load_older_hub_chat_messages(error, sizeof error));
+    EXPECT_FALSE(load_older_hub_chat_messages(error));
     EXPECT_STREQ(error, "No hay chat seleccionado");
     offer_more();
     g_hub_chat_next_before[0] = '\0';
-    EXPECT_FALSE(load_older_hub_chat_messages(error, sizeof error));
+    EXPECT_FALSE(load_older_hub_chat_messages(error));
     EXPECT_STREQ(error, "No hay más historial");
     EXPECT_FALSE(g_hub_chat_pending_history_prepend);
 }

@@ -117,6 +117,41 @@ TEST_F(HubChatRows, AHeaderIsCutAtItsBuffer) {
     EXPECT_EQ(rows().at(0).header, std::string(195, 'n'));
 }
 
+TEST_F(HubChatRows, AHeadersCutLeavesNoPartOfACharacter) {
+    show_column();
+    std::string name = "n";
+    for (int i = 0; i < 150; ++i) {
+        name += "ñ"; // two bytes each: the buffer's end is within one
+    }
+    append_hub_chat_row(name.c_str(), "hola", "2024-05-01T10:20:30");
+    name.resize(195);
+    EXPECT_EQ(rows().at(0).header, name);
+    append_hub_chat_row(("n" + name).c_str(), "hola", nullptr);
+    EXPECT_EQ(rows().at(1).header, "n" + name.substr(0, 193));
+}
+
+TEST_F(HubChatRows, ASendersOddBytesDoNotPushTheTimeOut) {
+    show_column();
+    append_hub_chat_row(std::string(95, '\xFF').c_str(), "hola", "2024-05-01T10:20:30");
+    std::string name;
+    for (int i = 0; i < 95; ++i) {
+        name += "\uFFFD"; // three bytes for one
+    }
+    EXPECT_EQ(rows(), (ChatRows{row(name, "hola")}));
+}
+
+TEST_F(HubChatRows, AnyPartOfACharacterAtANamesEndIsLeftOut) {
+    show_column();
+    for (const char* const part : {"\xC3", "\xE2", "\xE2\x82", "\xF0\x9F\x98"}) {
+        append_hub_chat_row((std::string("Ana") + part).c_str(), "hola", "2024-05-01T10:20:30");
+        EXPECT_EQ(rows().back(), row("Ana", "hola"));
+    }
+    append_hub_chat_row("Ana\u20AC", "hola", "2024-05-01T10:20:30");
+    append_hub_chat_row("\xC3", "hola", "2024-05-01T10:20:30");
+    EXPECT_EQ(rows().at(4), row("Ana\u20AC", "hola"));
+    EXPECT_EQ(rows().at(5), row("-", "hola"));
+}
+
 TEST_F(HubChatRows, LongWordsLeaveTheColumnItsWidth) {
     show_column(440, 500);
     append_hub_chat_row(std::string(95, 'W').c_str(), std::string(511, 'W').c_str(),
@@ -147,11 +182,11 @@ TEST_F(HubChatRows, TheLoadingLabelMovesNothing) {
     }
     wait_until([] { return gtk_widget_get_height(row_widgets().back()) > 0 && is_at_bottom(); });
     GtkWidget* const last = row_widgets().back();
-    run_main_loop_for_ms(50);
+    wait_for_pictures();
     const double place = place_of(last);
     set_hub_chat_loading_indicator(true);
     wait_until([] { return gtk_widget_get_height(g_hub_chat_loading_label) > 0; });
-    run_main_loop_for_ms(50);
+    wait_for_pictures();
     EXPECT_EQ(place_of(last), place);
     EXPECT_EQ(gtk_label_get_text(GTK_LABEL(g_hub_chat_loading_label)),
               std::string("Cargando historial..."));
@@ -234,6 +269,12 @@ TEST_F(HubChatRows, AtMost256MessagesOfAPageAreShown) {
     EXPECT_EQ(rows().back(), row("A", "255"));
 }
 
+TEST_F(HubChatRows, AnEmptySenderInAPageIsADashs) {
+    show_column();
+    apply(history_message("", "uno") + "," + history_message("Luis", "dos"));
+    EXPECT_EQ(rows(), (ChatRows{row("-", "uno"), row("Luis", "dos")}));
+}
+
 TEST_F(HubChatRows, AMessageWithoutASenderOrATextEndsThePage) {
     show_column();
     apply(history_message("Ana", "uno") + R"(,{"senderDisplayName":"Luis"})");
@@ -268,6 +309,28 @@ TEST_F(HubChatRows, TheFirstMessageTakesThePlaceOfTheEmptyNotice) {
     apply("");
     prepend_hub_chat_row("Luis", "adiós", nullptr);
     EXPECT_EQ(rows(), (ChatRows{{"Luis", "adiós"}}));
+}
+
+TEST_F(HubChatRows, TheNoticesChangeWithTheLanguage) {
+    show_column();
+    show_no_hub_chat();
+    set_hub_chat_loading_indicator(true);
+    g_language = k_language_english;
+    apply_language_to_ui();
+    EXPECT_EQ(rows(), (ChatRows{{"-", "No messages yet."}}));
+    EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_chat_loading_label)),
+                 tr("hub_chat_loading_history"));
+    EXPECT_STRNE(gtk_label_get_text(GTK_LABEL(g_hub_chat_loading_label)), "Cargando historial...");
+    append_hub_chat_row("Ana", "hola", nullptr); // the notice is gone: nothing is left to relabel
+    g_language = k_language_spanish;
+    apply_language_to_ui();
+    EXPECT_EQ(rows(), (ChatRows{{"Ana", "hola"}}));
+    EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_chat_loading_label)), "Cargando historial...");
+    apply("");
+    apply(history_message("Ana", "hola")); // the same where another list took its place
+    g_language = k_language_english;
+    apply_language_to_ui();
+    EXPECT_EQ(rows(), (ChatRows{row("Ana", "hola")}));
 }
 
 TEST_F(HubChatRows, AnotherNoticeStays) {

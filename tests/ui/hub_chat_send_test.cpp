@@ -4,10 +4,29 @@
 #include "backend/hub_tables.h"
 #include "base/text.h"
 #include "chat/chat_connection.h"
+#include "chat/scope_chat.h"
 #include "support/fake_clock.h"
 #include "ui/hub/hub_chat_internal.h"
+#include "ui/localisation.h"
 
 #include <algorithm>
+#include <memory>
+
+namespace {
+
+bool g_fails_without_a_reason = false;
+
+} // namespace
+
+// In the way of what sends, which is built once more for it.
+bool send_scripted_message(const char* scope_type, const char* scope_id, const char* text,
+                           std::span<char> error);
+
+bool send_scripted_message(const char* scope_type, const char* scope_id, const char* text,
+                           std::span<char> error) {
+    return !g_fails_without_a_reason &&
+           backend_send_scope_chat_message(scope_type, scope_id, text, error);
+}
 
 namespace {
 
@@ -160,15 +179,98 @@ TEST_F(HubChatSend, ReturnEndsWhatAnInputMethodComposesBeforeItSends) {
     EXPECT_EQ(sent_requests(), Texts{frame("uno")});
 }
 
-TEST_F(HubChatSend, ASendThatFailsWithoutAReasonHasTheOwnWords) {
+TEST_F(HubChatSend, OfAScopeThatIsNoneTheMessageSaysSo) {
     copy_text(g_hub_chat_scope_type, "nothing");
     write_input("hola");
     click_send();
     expect_message("scope inválido para chat");
 }
 
+TEST_F(HubChatSend, ASendThatFailsWithoutAReasonHasTheOwnWords) {
+    g_fails_without_a_reason = true;
+    write_input("hola");
+    click_send();
+    expect_message("No se pudo enviar el mensaje");
+    EXPECT_EQ(input(), "hola");
+    g_language = k_language_english;
+    click_send();
+    const Texts texts = take_message();
+    g_fails_without_a_reason = false;
+    EXPECT_NE(std::find(texts.begin(), texts.end(), "Could not send message"), texts.end());
+    EXPECT_TRUE(server.openings().empty());
+}
+
+TEST_F(HubChatSend, OnesOwnMessageIsShownOnceTheHistoryIsLoadedAgain) {
+    server.answer("messages:history", [](const std::string&) {
+        return Texts{history_frame(history_message("Anita", "mío"))};
+    });
+    open_channel();
+    write_input("mío");
+    click_send();
+    say(live_message("Anita", "mío")); // its echo
+    EXPECT_TRUE(row_widgets().empty());
+    ASSERT_TRUE(load_space_chat_by_index(0));
+    ASSERT_TRUE(wait_until([] { return !row_widgets().empty(); }));
+    EXPECT_EQ(rows(), (ChatRows{{"Anita [2024-05-01-10:20:30]", "mío"}}));
+}
+
 TEST_F(HubChatSend, TabLeavesTheInput) {
     EXPECT_FALSE(gtk_text_view_get_accepts_tab(GTK_TEXT_VIEW(g_hub_chat_input_view)));
+}
+
+TEST_F(HubChatSend, TheLayoutTickGivesTheInputAPartOfTheWindowsHeight) {
+    for (const int height : {400, 560, 700, 2000}) {
+        gtk_window_set_default_size(GTK_WINDOW(g_window), 480, height);
+        gtk_widget_set_size_request(g_window, -1, height); // no screen makes it lower
+        ASSERT_TRUE(wait_until([height] { return gtk_widget_get_height(g_window) == height; }));
+        EXPECT_EQ(update_login_layout_tick(nullptr), G_SOURCE_CONTINUE);
+        int width = 0;
+        int input_height = 0;
+        gtk_widget_get_size_request(g_hub_chat_input_box, &width, &input_height);
+        EXPECT_EQ(input_height, std::clamp(height * 15 / 100, 84, 220));
+        EXPECT_EQ(width, -1);
+        ASSERT_TRUE(wait_until([input_height] {
+            return gtk_widget_get_height(g_hub_chat_input_box) == input_height;
+        }));
+    }
+}
+
+/// The window's height and the input's, in every picture that is painted.
+struct PaintedHeights {
+    int window;
+    int input;
+};
+
+gboolean note_heights(GSignalInvocationHint*, guint, const GValue*, gpointer heights) {
+    if (g_window != nullptr && g_hub_chat_input_box != nullptr &&
+        gtk_widget_get_height(g_window) > 0) {
+        int input = 0;
+        gtk_widget_get_size_request(g_hub_chat_input_box, nullptr, &input);
+        static_cast<std::vector<PaintedHeights>*>(heights)->push_back(
+            {gtk_widget_get_height(g_window), input});
+    }
+    return TRUE;
+}
+
+TEST_F(HubChatTest, TheInputHasItsHeightFromTheFirstPictureOfTheWindowOn) {
+    std::vector<PaintedHeights> heights;
+    const std::unique_ptr<void, decltype(&g_type_class_unref)> frame_clock(
+        g_type_class_ref(GDK_TYPE_FRAME_CLOCK), g_type_class_unref);
+    const guint paint = g_signal_lookup("paint", GDK_TYPE_FRAME_CLOCK);
+    const gulong hook = g_signal_add_emission_hook(paint, 0, note_heights, &heights, nullptr);
+    run_interface([&heights] {
+        wait_until([&heights] {
+            gtk_widget_queue_draw(g_window);
+            return gtk_window_is_maximized(GTK_WINDOW(g_window)) && !heights.empty() &&
+                   heights.back().window > 650;
+        });
+    });
+    g_signal_remove_emission_hook(paint, hook);
+    for (const PaintedHeights& painted : heights) {
+        EXPECT_EQ(painted.input, std::clamp(painted.window * 15 / 100, 84, 220)) << painted.window;
+    }
+    ASSERT_FALSE(heights.empty());
+    EXPECT_GT(heights.back().input, 97);
 }
 
 TEST_F(HubChatSend, TheInputsHeightFollowsTheWindows) {

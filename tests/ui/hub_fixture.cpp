@@ -4,6 +4,7 @@
 #include "audio/audio_engine.h"
 #include "backend/endpoints.h"
 #include "backend/identity.h"
+#include "backend/spaces_api.h"
 #include "base/clock.h"
 #include "base/text.h"
 #include "chat/chat_connection.h"
@@ -35,13 +36,12 @@ void forget_everything() {
     std::memset(static_cast<void*>(g_hub_rooms), 0, sizeof(g_hub_rooms));
     empty_hub_tables();
     for (char* text : {g_user_id, g_username, g_user_email, g_display_name, g_session_token,
-                       g_selected_space_id, g_backend_url, g_hub_presence_room_id}) {
+                       g_selected_space_id, g_backend_url}) {
         text[0] = '\0';
     }
     copy_text(g_current_room, "general");
     copy_text(g_server_url, "127.0.0.1:3602");
-    g_hub_room_presence_count = 0;
-    sync_hub_room_presence_from_peers(nullptr, 0);
+    begin_hub_room_presence("");
     g_is_connected = false;
     g_is_speaking = false;
     g_joining_room_transition = false;
@@ -68,10 +68,6 @@ HubRoom make_room(const std::string& text) {
     return room;
 }
 
-void connect(const char*, const char* url) {
-    GUI_UpdateConnectionState(Network_Connect(url) ? 2 : 0);
-}
-
 void join(const char* room_id) {
     Network_SendMessage(k_voice_message_join, room_id);
     GUI_UpdateConnectionState(3);
@@ -79,6 +75,7 @@ void join(const char* room_id) {
 
 void leave() {
     Network_SendMessage(k_voice_message_leave, "{}");
+    GUI_UpdatePeerList(nullptr, 0);
     GUI_UpdateConnectionState(2);
 }
 
@@ -94,6 +91,19 @@ void show_recorded_message(const char* title, const char* detail, int type) {
     g_kinds.push_back(type);
     GUI_ShowMessage(title, detail, type);
 }
+
+namespace {
+
+void connect(const char*, const char* url) {
+    if (Network_Connect(url)) {
+        GUI_UpdateConnectionState(2);
+    } else {
+        show_recorded_message("Error de conexión", "No se pudo conectar al servidor",
+                              k_gui_message_error);
+    }
+}
+
+} // namespace
 
 void PrintTo(const Alert& alert, std::ostream* out) {
     *out << alert.kind << " " << alert.title << ": " << alert.detail;
@@ -168,6 +178,28 @@ Texts HubTest::requests() const {
         requests.push_back(call.method + " " + path.substr(0, path.find('?')));
     }
     return requests;
+}
+
+void HubTest::do_behind_popup(void (*action)()) {
+    // Before anything else: the popup does not wait for long.
+    g_idle_add_full(
+        G_PRIORITY_HIGH,
+        [](gpointer data) -> gboolean {
+            reinterpret_cast<void (*)()>(data)();
+            return G_SOURCE_REMOVE;
+        },
+        reinterpret_cast<gpointer>(action), nullptr);
+}
+
+void HubTest::close_window_behind_popup() {
+    do_behind_popup([] { gtk_window_destroy(GTK_WINDOW(g_window)); });
+}
+
+void HubTest::load_spaces_behind_popup() {
+    do_behind_popup([] {
+        char error[256] = "";
+        backend_load_spaces(error);
+    });
 }
 
 void HubTest::show_hub() {

@@ -50,6 +50,11 @@ class HubTest : public testing::Test {
     void forget_requests() { m_web.forget_calls(); }
     void at_each_request(std::function<void()> callback) { m_at_request = std::move(callback); }
 
+    /// What happens in the loop of the popup that is shown next.
+    static void do_behind_popup(void (*action)());
+    static void close_window_behind_popup();
+    static void load_spaces_behind_popup();
+
     /// The hub in its window, laid out.
     static void show_hub();
 
@@ -79,7 +84,8 @@ class HubTest : public testing::Test {
     /// The messages of join (0) and leave (1) that the voice server got, in order, and "connect".
     Texts voice_journal() const;
 
-    /// Registers what the core does: connects, joins, leaves, and says so to the interface.
+    /// Registers what the core does: connects, joins, leaves, and says so to the interface. Of a
+    /// connection that fails it shows a message of its own and no state.
     static void play_core();
 
     /// The lines of the hub's log since the test began, without their times.

@@ -2,6 +2,7 @@
 #include "hub_fixture.h"
 
 #include "backend/identity.h"
+#include "base/glib_owner.h"
 #include "base/text.h"
 #include "storage/local_files.h"
 #include "ui/hub/hub_chat_internal.h"
@@ -202,8 +203,11 @@ TEST_F(HubProfile, IconButtonsSayWhatTheyDo) {
             EXPECT_TRUE(gtk_widget_has_css_class(one.button, one.css_class)) << one.key;
             EXPECT_EQ(tooltip(one.button), tr(one.key));
             EXPECT_EQ(gtk_widget_get_sensitive(one.button) != FALSE, one.sensitive) << one.key;
-            EXPECT_TRUE(gtk_test_accessible_has_property(GTK_ACCESSIBLE(one.button),
-                                                         GTK_ACCESSIBLE_PROPERTY_LABEL));
+            const GCharPtr difference(gtk_test_accessible_check_property(
+                GTK_ACCESSIBLE(one.button), GTK_ACCESSIBLE_PROPERTY_LABEL, tr(one.key)));
+            EXPECT_EQ(difference, nullptr) << difference.get();
+            EXPECT_FALSE(gtk_test_accessible_has_relation(GTK_ACCESSIBLE(one.button),
+                                                          GTK_ACCESSIBLE_RELATION_LABELLED_BY));
         }
         EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(g_hub_add_space_action_btn)), "+");
     });

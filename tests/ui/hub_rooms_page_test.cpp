@@ -13,6 +13,7 @@
 
 namespace {
 
+constexpr const char* k_spaces = "GET /api/spaces";
 constexpr const char* k_rooms = "GET /api/spaces/s1/rooms";
 constexpr const char* k_create = "POST /api/spaces/s1/rooms";
 
@@ -243,6 +244,80 @@ TEST_F(HubRooms, EnteringASpaceShowsItsRoomsUnderTheNameOfTheField) {
         EXPECT_EQ(visible_page(), "rooms");
         ASSERT_EQ(room_rows().size(), 1U);
         EXPECT_EQ(keyboard(), room_rows().at(0));
+    });
+}
+
+TEST_F(HubRooms, ASpaceWhoseRoomsCannotBeLoadedIsEnteredWithThoseThatAreKnown) {
+    answer(k_rooms, 403, R"({"error":"Solo para miembros"})");
+    run_interface([] {
+        add_space("s1", "Uno", {"r1:General"});
+        add_rooms({"r8:De otro espacio", "r9:De otro espacio"});
+        g_selected_server_index = 0;
+        show_hub();
+        on_connect_server_clicked(nullptr, nullptr);
+        EXPECT_EQ(g_loading_popup, nullptr);
+        EXPECT_EQ(visible_page(), "rooms");
+        EXPECT_EQ(label_texts(g_rooms_list), (Texts{"General", "Usuarios: 0 · Sala de voz"}));
+        EXPECT_EQ(take_alert(), failure("Sala", "Solo para miembros"));
+        EXPECT_TRUE(no_window_over_the_hub());
+        EXPECT_EQ(visible_page(), "rooms");
+    });
+}
+
+TEST_F(HubRooms, AWindowClosedWhileThePopupComesUpEntersNoSpace) {
+    run_interface([this] {
+        enter_space();
+        show_hub();
+        close_window_behind_popup();
+        on_connect_server_clicked(nullptr, nullptr);
+        EXPECT_EQ(g_window, nullptr);
+        EXPECT_EQ(g_loading_popup, nullptr);
+        EXPECT_EQ(requests(), Texts{});
+    });
+}
+
+TEST_F(HubRooms, ASpaceThatMovedBehindThePopupIsEnteredWhereItIs) {
+    answer(k_spaces, 200, R"({"spaces":[{"id":"s0","name":"Cero"},{"id":"s1","name":"Uno"}]})");
+    answer_rooms("s1", {"r1:General"});
+    run_interface([this] {
+        enter_space();
+        show_hub();
+        load_spaces_behind_popup();
+        on_connect_server_clicked(nullptr, nullptr);
+        EXPECT_EQ(requests(), (Texts{k_spaces, k_rooms}));
+        EXPECT_EQ(g_selected_server_index, 1);
+        EXPECT_STREQ(g_selected_space_id, "s1");
+        EXPECT_EQ(list_lines(), (Texts{"Cero", "Uno", "  General"}));
+        EXPECT_EQ(visible_page(), "rooms");
+        EXPECT_EQ(room_rows().size(), 1U);
+    });
+}
+
+TEST_F(HubRooms, ASpaceThatIsGoneBehindThePopupIsNotEntered) {
+    answer(k_spaces, 200, R"({"spaces":[{"id":"s0","name":"Cero"}]})");
+    run_interface([this] {
+        enter_space();
+        show_hub();
+        load_spaces_behind_popup();
+        on_connect_server_clicked(nullptr, nullptr);
+        EXPECT_EQ(requests(), Texts{k_spaces});
+        EXPECT_EQ(g_loading_popup, nullptr);
+        EXPECT_EQ(g_selected_server_index, -1);
+        EXPECT_EQ(visible_page(), "hub");
+        EXPECT_TRUE(no_window_over_the_hub());
+    });
+}
+
+TEST_F(HubRooms, RoomsLoadedForOneSpaceAreNotCachedInTheOneSelectedMeanwhile) {
+    answer_rooms("s1", {"r1:General"});
+    run_interface([this] {
+        enter_space();
+        add_space("s2", "Dos", {"r5:Patio"});
+        at_each_request([] { g_selected_server_index = 1; });
+        load_rooms_for_selected_server();
+        EXPECT_EQ(requests(), Texts{k_rooms});
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "Dos", "  Patio"}));
+        EXPECT_FALSE(g_hub_servers[0].roomsCached);
     });
 }
 

@@ -18,6 +18,7 @@
 
 namespace {
 
+constexpr const char* k_spaces = "GET /api/spaces";
 constexpr const char* k_rooms_1 = "GET /api/spaces/s1/rooms";
 constexpr const char* k_rooms_2 = "GET /api/spaces/s2/rooms";
 
@@ -63,12 +64,28 @@ class HubSelection : public HubTest {
         at_each_request([this] { popups_at_requests.push_back(popup_text()); });
     }
 
+    /// Enter on a row, which GTK keeps until the key has been dealt with.
+    static void press_enter_on(std::size_t index) {
+        gtk_widget_grab_focus(rows().at(index));
+        const GObjectPtr<GtkListBoxRow> kept(static_cast<GtkListBoxRow*>(g_object_ref(row(index))));
+        press_on_list("activate-cursor-row");
+        run_pending();
+    }
+
+    static void run_pending() {
+        while (g_main_context_pending(nullptr) != FALSE) {
+            g_main_context_iteration(nullptr, FALSE);
+        }
+    }
+
     static void press_on_list(const char* signal) { g_signal_emit_by_name(g_servers_list, signal); }
 
-    static void press_down() {
-        g_signal_emit_by_name(g_servers_list, "move-cursor", GTK_MOVEMENT_DISPLAY_LINES, 1, FALSE,
-                              FALSE);
+    static void move_cursor(int lines) {
+        g_signal_emit_by_name(g_servers_list, "move-cursor", GTK_MOVEMENT_DISPLAY_LINES, lines,
+                              FALSE, FALSE);
     }
+
+    static void press_down() { move_cursor(1); }
 };
 
 TEST_F(HubSelection, SelectingASpaceOpensItsChatAndLoadsItsRooms) {
@@ -222,6 +239,59 @@ TEST_F(HubSelection, ARoomIsFoundAgainWhereItsSpaceListsItNow) {
         select(5); // the other space's only room, which is gone
         EXPECT_STREQ(g_selected_space_id, "s2");
         EXPECT_EQ(g_selected_room_index, -1);
+        EXPECT_EQ(click_lines(),
+                  (Texts{"row-selected space=0 room=1", "room-selected space=0 room=2",
+                         "row-selected space=1 room=0", "room-selected space=1 room=-1"}));
+    });
+}
+
+TEST_F(HubSelection, ARoomIsFoundAgainInSpacesThatCameBehindThePopup) {
+    answer(k_spaces, 200, R"({"spaces":[{"id":"s0","name":"Cero"},{"id":"s1","name":"Uno"}]})");
+    run_interface([this] {
+        add_space("s1", "Uno", {"r1:General", "r2:Cine"});
+        show_hub();
+        answer_rooms("s1", {"r0:Primera", "r1:General", "r2:Cine"});
+        load_spaces_behind_popup();
+        select(2);
+        EXPECT_EQ(requests(), (Texts{k_spaces, k_rooms_1}));
+        EXPECT_EQ(g_selected_server_index, 1);
+        EXPECT_STREQ(g_selected_space_id, "s1");
+        EXPECT_EQ(g_selected_room_index, 2);
+        EXPECT_EQ(click_lines(),
+                  (Texts{"row-selected space=0 room=1", "room-selected space=1 room=2"}));
+        EXPECT_EQ(list_lines(), (Texts{"Cero", "Uno", "  Primera", "  General", "  Cine"}));
+        EXPECT_EQ(selected_row(), rows().at(1));
+        EXPECT_EQ(g_loading_popup, nullptr);
+    });
+}
+
+TEST_F(HubSelection, ASpaceThatIsGoneBehindThePopupIsNotSelected) {
+    answer(k_spaces, 200, R"({"spaces":[{"id":"s0","name":"Cero"}]})");
+    run_interface([this] {
+        add_space("s1", "Uno", {"r1:General"});
+        show_hub();
+        load_spaces_behind_popup();
+        select(1);
+        EXPECT_EQ(requests(), Texts{k_spaces});
+        EXPECT_EQ(g_selected_server_index, -1);
+        EXPECT_EQ(list_lines(), Texts{"Cero"});
+        EXPECT_EQ(selected_row(), nullptr);
+        EXPECT_EQ(click_lines(), Texts{"row-selected space=0 room=0"});
+        EXPECT_EQ(g_loading_popup, nullptr);
+        EXPECT_TRUE(no_window_over_the_hub());
+    });
+}
+
+TEST_F(HubSelection, ChangedRoomsOfTheChannelsSpaceDoNotBecomeThoseOfTheSelectedOne) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        show_hub();
+        select(0);
+        EXPECT_TRUE(add_hub_server("s2")); // the channel stays with the first
+        chat.say(R"({"type":"room:created","spaceId":"s1"})");
+        ASSERT_TRUE(wait_until([this] { return requests() == Texts{k_rooms_1, k_rooms_1}; }));
+        EXPECT_FALSE(g_hub_servers[1].roomsCached);
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine", "Servidor 2"}));
     });
 }
 
@@ -283,7 +353,7 @@ TEST_F(HubSelection, AWindowClosedMeanwhileEndsTheSwitch) {
     run_interface([this] {
         add_space("s1", "Uno");
         show_hub();
-        g_idle_add_once([](gpointer) { gtk_window_destroy(GTK_WINDOW(g_window)); }, nullptr);
+        close_window_behind_popup();
         select(0);
         EXPECT_EQ(g_window, nullptr);
         EXPECT_EQ(requests(), Texts{});
@@ -423,10 +493,53 @@ TEST_F(HubSelection, EnterOnARoomEntersIt) {
         add_space("s1", "Uno");
         show_hub();
         select(0);
-        gtk_widget_grab_focus(rows().at(1));
-        press_on_list("activate-cursor-row");
+        press_enter_on(1);
         EXPECT_EQ(voice_journal(), (Texts{"connect", "join r1"}));
         EXPECT_EQ(keyboard(), rows().at(1));
+    });
+}
+
+TEST_F(HubSelection, EnterOnARoomThatIsGoneWhenItsSpaceIsLoadedEntersNone) {
+    answer_voice();
+    run_interface([this] {
+        play_core();
+        add_space("s1", "Uno", {"r1:General"});
+        add_space("s2", "Dos", {"r3:General"});
+        show_hub();
+        answer_rooms("s2", {});
+        press_enter_on(3);
+        EXPECT_STREQ(g_selected_space_id, "s2");
+        EXPECT_EQ(g_selected_room_index, -1);
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "Dos"}));
+        EXPECT_EQ(selected_row(), rows().at(2));
+        EXPECT_EQ(keyboard(), rows().at(2));
+        EXPECT_EQ(voice_journal(), Texts{});
+        EXPECT_TRUE(no_window_over_the_hub());
+        // The next keys go on from there.
+        press_on_list("activate-cursor-row");
+        EXPECT_EQ(voice_journal(), Texts{});
+        move_cursor(-1);
+        EXPECT_STREQ(g_selected_space_id, "s1");
+        EXPECT_EQ(g_selected_room_index, 0);
+    });
+}
+
+TEST_F(HubSelection, EnterOnARoomEntersItAlsoWhenItsSpaceHasMovedMeanwhile) {
+    answer_voice();
+    answer(k_spaces, 200,
+           R"({"spaces":[{"id":"s0","name":"Cero"},{"id":"s1","name":"Uno"},)"
+           R"({"id":"s2","name":"Dos"}]})");
+    run_interface([this] {
+        play_core();
+        add_space("s1", "Uno", {"r1:General"});
+        add_space("s2", "Dos", {"r3:General"});
+        show_hub();
+        load_spaces_behind_popup();
+        press_enter_on(3);
+        EXPECT_EQ(g_selected_server_index, 2);
+        EXPECT_STREQ(g_selected_space_id, "s2");
+        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r3"}));
+        EXPECT_EQ(list_lines(), (Texts{"Cero", "Uno", "Dos", "  General", "    ana"}));
     });
 }
 
@@ -521,10 +634,42 @@ TEST_F(HubSelection, ASingleClicksTimerOpensTheRoomsChat) {
     });
 }
 
+TEST_F(HubSelection, ASingleClicksTimerNeedsASpaceAndARoom) {
+    run_interface([] {
+        add_space("s1", "Uno", {"r1:General", "r2:Cine"});
+        g_selected_server_index = 0;
+        copy_text(g_selected_space_id, "s1");
+        const auto commit = [](std::int32_t space, std::int32_t room) {
+            g_pending_room_click_space_index = space;
+            g_pending_room_click_index = room;
+            EXPECT_EQ(on_room_single_click_timeout(nullptr), G_SOURCE_REMOVE);
+            EXPECT_EQ(g_pending_room_click_space_index, -1);
+            EXPECT_EQ(g_pending_room_click_index, -1);
+            return std::string(g_hub_chat_scope_id);
+        };
+        EXPECT_EQ(commit(-1, 0), "");
+        EXPECT_EQ(commit(0, -1), "");
+        EXPECT_EQ(click_lines(), Texts{});
+        EXPECT_EQ(commit(0, 2), "");
+        EXPECT_EQ(commit(1, 0), "");
+        EXPECT_EQ(commit(0, 0), "r1");
+        EXPECT_EQ(click_lines(),
+                  (Texts{"single-commit space=0 room=2", "single-commit space=1 room=0",
+                         "single-commit space=0 room=0"}));
+    });
+}
+
 TEST_F(HubSelection, TheDoubleClicksTimeIsTheToolkitsWithinBounds) {
     GtkSettings* const settings = gtk_settings_get_default();
-    for (const auto& [time, expected] :
-         {std::pair{400, 400}, {100, 180}, {180, 180}, {900, 900}, {5000, 900}}) {
+    for (const auto& [time, expected] : {std::pair{400, 400},
+                                         {0, 180},
+                                         {179, 180},
+                                         {180, 180},
+                                         {181, 181},
+                                         {899, 899},
+                                         {900, 900},
+                                         {901, 900},
+                                         {5000, 900}}) {
         g_object_set(settings, "gtk-double-click-time", time, nullptr);
         EXPECT_EQ(get_natural_double_click_time_ms(), expected);
     }

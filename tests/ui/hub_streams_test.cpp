@@ -7,7 +7,10 @@
 #include "chat/chat_connection.h"
 #include "support/fake_clock.h"
 #include "ui/hub/hub_chat_internal.h"
+#include "ui/hub/hub_internal.h"
 #include "ui/localisation.h"
+
+#include <string_view>
 
 namespace {
 
@@ -154,6 +157,19 @@ TEST_F(HubStreams, AWatchThatCannotBeSentChangesNothing) {
     EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
 }
 
+TEST_F(HubStreams, AWatchThatCannotBeSentLeavesThePageThatIsShown) {
+    open_channel();
+    watch("u2");
+    server.fail_sends(100);
+    copy_text(g_hub_streaming_user_id, "u3");
+    click_row_of("u3");
+    EXPECT_GT(server.failed_sends(), 0U);
+    EXPECT_STREQ(g_hub_viewing_stream_user_id, "u2");
+    EXPECT_EQ(shown_page(), "hub-stream-view");
+    EXPECT_FALSE(is_input_shown());
+    EXPECT_EQ(status(), "Viendo stream...");
+}
+
 TEST_F(HubStreams, AButtonWithoutAnIdentifierOrWithoutASpaceDoesNothing) {
     open_channel();
     click_row_of("");
@@ -208,6 +224,49 @@ TEST_F(HubStreams, AnotherSpaceEndsTheViewWithoutAWord) {
     EXPECT_EQ(shown_page(), "hub-room-chat");
     EXPECT_TRUE(is_input_shown());
     EXPECT_EQ(status(), "No hay stream activo ahora.");
+}
+
+/// The row of a space, as the list has it now.
+GtkListBoxRow* row_of_space(const char* space_id) {
+    for (GtkWidget* const row : children_of(g_servers_list)) {
+        const auto* const id =
+            static_cast<const char*>(g_object_get_data(G_OBJECT(row), "space-id"));
+        if (GTK_IS_LIST_BOX_ROW(row) && std::string_view(or_empty(id)) == space_id) {
+            return GTK_LIST_BOX_ROW(row);
+        }
+    }
+    return nullptr;
+}
+
+TEST_F(HubChatTest, SelectingAnotherSpaceEndsTheViewWithoutAWord) {
+    web.answer(200, R"({"rooms":[]})");
+    run_interface([this] {
+        switch_to_hub_page();
+        refresh_hub_server_list();
+        wait_until([] { return gtk_widget_get_height(g_servers_list) > 0; });
+        ASSERT_STREQ(g_selected_space_id, "s1");
+        chat_ws_start_for_selected_space();
+        ASSERT_TRUE(chat_ws_join_space_chat("s1"));
+        copy_text(g_hub_streaming_user_id, "u2");
+        GtkWidget* const button = gtk_button_new();
+        g_object_ref_sink(button);
+        g_object_set_data_full(G_OBJECT(button), "stream-user-id", g_strdup("u2"), g_free);
+        on_hub_space_user_stream_action_clicked(button, nullptr);
+        g_object_unref(button);
+        ASSERT_EQ(shown_page(), "hub-stream-view");
+        gtk_list_box_select_row(GTK_LIST_BOX(g_servers_list), row_of_space("s2"));
+        EXPECT_STREQ(g_selected_space_id, "s2");
+        EXPECT_EQ(shown_page(), "hub-room-chat");
+        EXPECT_TRUE(gtk_widget_get_visible(g_hub_chat_input_box));
+        EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
+        EXPECT_STREQ(g_hub_streaming_user_id, "");
+    });
+    int watched = 0;
+    for (const std::string& text : server.sent()) {
+        watched += text == frame("stream:watch", "u2") ? 1 : 0;
+        EXPECT_EQ(text.find("stream:unwatch"), std::string::npos) << text;
+    }
+    EXPECT_EQ(watched, 1);
 }
 
 TEST_F(HubStreams, TheStatusIsTheFirstThatAppliesInTheLanguageShown) {

@@ -83,6 +83,14 @@ class HubVoice : public HubTest {
         sync_hub_room_presence_from_peers(peers.data(), static_cast<std::int32_t>(peers.size()));
     }
 
+    /// The two messages of a connection that fails: the core's comes first.
+    static void expect_failure_messages() {
+        EXPECT_EQ(take_alert(), failure("Error de conexión", "No se pudo conectar al servidor"));
+        EXPECT_EQ(take_alert(), failure("Error", "No se pudo conectar al servidor de voz "
+                                                 "(udp://backend.example:3602)"));
+        EXPECT_TRUE(no_window_over_the_hub());
+    }
+
     void lose_connection() {
         Network_SetDisconnectedCallback(nullptr);
         GUI_UpdateConnectionState(0);
@@ -206,11 +214,12 @@ TEST_F(HubVoice, AFailedConnectLeavesTheRoomEmptyAndSaysWhere) {
     run_interface([this] {
         listen();
         enter_space();
+        GUI_UpdateConnectionState(2); // connected, and in no room
         EXPECT_FALSE(connect_and_join_voice_room_by_index(1, true));
+        EXPECT_EQ(g_told, Texts{"connect ana udp://backend.example:3602, Ingresando a la sala..."});
         EXPECT_EQ(g_loading_popup, nullptr);
-        EXPECT_EQ(take_alert(), failure("Error", "No se pudo conectar al servidor de voz "
-                                                 "(udp://backend.example:3602)"));
-        EXPECT_TRUE(no_window_over_the_hub());
+        EXPECT_EQ(g_state, 2); // of a failed connection the core shows none
+        expect_failure_messages();
         EXPECT_STREQ(g_hub_presence_room_id, "r2");
         EXPECT_EQ(g_hub_room_presence_count, 0);
         EXPECT_FALSE(g_is_connected);
@@ -230,14 +239,32 @@ TEST_F(HubVoice, AFailedChangeOfRoomsLeavesTheFirst) {
         show_peers({make_peer("leo")});
         voice.fail_resolve_with = 11001;
         EXPECT_FALSE(connect_and_join_voice_room_by_index(1, false));
-        take_alert();
+        EXPECT_EQ(g_loading_popup, nullptr);
+        EXPECT_FALSE(g_room_join_loading_active);
+        EXPECT_FALSE(g_joining_room_transition);
+        expect_failure_messages();
         EXPECT_FALSE(g_is_connected);
+        EXPECT_EQ(g_state, 0); // that of the connection before
         EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
         resync_hub_room_presence(); // as the meter does
         EXPECT_EQ(present(), Texts{"ana"});
         voice.fail_resolve_with = 0;
         EXPECT_TRUE(connect_and_join_voice_room_by_index(1, false));
         EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine", "    ana"}));
+    });
+}
+
+TEST_F(HubVoice, ARoomStaysSelectedWhereThePopupsLoopHasListedItAnew) {
+    answer_voice();
+    answer_rooms("s1", {"r0:Primera", "r1:General", "r2:Cine"});
+    run_interface([this] {
+        listen();
+        enter_space();
+        do_behind_popup(load_rooms_for_selected_server);
+        EXPECT_TRUE(connect_and_join_voice_room_by_index(1, false));
+        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r2"}));
+        EXPECT_EQ(g_selected_room_index, 2);
+        EXPECT_STREQ(g_current_room, "Cine");
     });
 }
 
@@ -256,7 +283,7 @@ TEST_F(HubVoice, AWindowClosedWhileThePopupComesUpEndsTheJoin) {
     run_interface([this] {
         listen();
         enter_space();
-        g_idle_add_once([](gpointer) { gtk_window_destroy(GTK_WINDOW(g_window)); }, nullptr);
+        close_window_behind_popup();
         EXPECT_FALSE(connect_and_join_voice_room_by_index(0, false));
         EXPECT_EQ(voice_journal(), Texts{});
         EXPECT_FALSE(g_is_connected);
@@ -269,7 +296,7 @@ TEST_F(HubVoice, AWindowClosedWhileAnotherRoomIsEnteredJoinsNothingOverTheOldCon
         listen();
         enter_space();
         connect_and_join_voice_room_by_index(0, false);
-        g_idle_add_once([](gpointer) { gtk_window_destroy(GTK_WINDOW(g_window)); }, nullptr);
+        close_window_behind_popup();
         EXPECT_FALSE(connect_and_join_voice_room_by_index(1, false));
         EXPECT_EQ(voice_journal(), (Texts{"connect", "join r1"}));
         EXPECT_FALSE(g_is_connected);
@@ -375,6 +402,85 @@ TEST_F(HubVoice, MembersAreAskedForOnceInTwentySeconds) {
         copy_text(g_selected_space_id, "");
         show_peers({});
         EXPECT_EQ(requests().size(), 3U);
+    });
+}
+
+TEST_F(HubVoice, MembersWhoseTableHoldsAnotherSpacesAreAskedForAgain) {
+    run_interface([this] {
+        const FakeClock clock;
+        enter_space();
+        sync_hub_space_users_from_room_presence();
+        copy_text(g_hub_space_users_space_id, "s2");
+        sync_hub_space_users_from_room_presence();
+        EXPECT_EQ(requests(), (Texts{k_members, k_members}));
+    });
+}
+
+TEST_F(HubVoice, RefusedMembersAreNotAskedForAtEachChangeOfSpeaking) {
+    answer(k_members, 403, R"({"error":"Solo para miembros"})");
+    run_interface([this] {
+        const FakeClock clock;
+        enter_space();
+        begin_hub_room_presence("r1");
+        show_peers({});
+        show_peers({make_peer("leo", true)});
+        clock_sleep_ms(20000);
+        resync_hub_room_presence();
+        EXPECT_EQ(requests(), Texts{k_members});
+        clock_sleep_ms(1);
+        resync_hub_room_presence();
+        resync_hub_room_presence();
+        EXPECT_EQ(requests(), (Texts{k_members, k_members}));
+        EXPECT_EQ(log_lines().back(),
+                  "[HUB][SPACE][USERS] members-load-fail spaceId=s1 error=Solo para miembros");
+        copy_text(g_selected_space_id, "s2"); // that one may be willing
+        show_peers({});
+        EXPECT_EQ(requests().back(), "GET /api/spaces/s2/members");
+        EXPECT_EQ(requests().size(), 3U);
+    });
+}
+
+TEST_F(HubVoice, TheWaitAfterARefusalBeginsWithTheAnswer) {
+    answer(k_members, 403, "{}");
+    run_interface([this] {
+        const FakeClock clock;
+        enter_space();
+        begin_hub_room_presence("r1");
+        at_each_request([] { clock_sleep_ms(30000); });
+        show_peers({});
+        show_peers({make_peer("leo")});
+        EXPECT_EQ(requests(), Texts{k_members});
+    });
+}
+
+TEST_F(HubVoice, EnteringARoomAsksForRefusedMembersOnce) {
+    answer_voice();
+    answer(k_members, 403, "{}");
+    run_interface([this] {
+        listen();
+        enter_space();
+        run_room_text_and_voice_join(0, 0);
+        EXPECT_EQ(requests(), Texts{k_members});
+        run_room_text_and_voice_join(0, 1);
+        EXPECT_EQ(requests(), (Texts{k_members, k_members}));
+        EXPECT_EQ(present(), Texts{"ana"});
+    });
+}
+
+TEST_F(HubVoice, LeavingARoomAsksForRefusedMembersOnce) {
+    answer(k_members, 403, "{}");
+    run_interface([this] {
+        const FakeClock clock;
+        play_core();
+        enter_space();
+        g_is_connected = true;
+        begin_hub_room_presence("r1");
+        show_peers({make_peer("leo")});
+        clock_sleep_ms(20001);
+        forget_requests();
+        on_back_to_hub_clicked(nullptr, nullptr);
+        EXPECT_EQ(requests(), Texts{k_members});
+        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
     });
 }
 

@@ -151,6 +151,9 @@ TEST_F(RoomChat, ALongWordIsBrokenWithoutAHyphen) {
     }
 }
 
+/// More than the view takes to scroll.
+constexpr int k_scroll_pictures = 20;
+
 /// The chat in the real view.
 class RoomChatView : public RoomTest {
   protected:
@@ -189,14 +192,14 @@ class RoomChatView : public RoomTest {
 TEST_F(RoomChatView, AMessageScrollsTheViewButASystemLineDoesNot) {
     run_interface([] {
         show(100);
-        run_main_loop_for_ms(300);
+        wait_for_pictures(k_scroll_pictures);
         EXPECT_EQ(gtk_adjustment_get_value(position()), 0.0);
         GUI_AddChatMessage("Ana", "x");
         wait_until(is_at_bottom);
         const double before = gtk_adjustment_get_upper(position());
         GUI_AddSystemMessage("x"); // at once
         wait_until([before] { return gtk_adjustment_get_upper(position()) > before; });
-        run_main_loop_for_ms(300);
+        wait_for_pictures(k_scroll_pictures);
         EXPECT_FALSE(is_at_bottom());
     });
     EXPECT_EQ(g_chat_view, nullptr);
@@ -208,10 +211,10 @@ TEST_F(RoomChatView, TheLastOfSeveralMessagesIsSeenThoughEachComesWhileTheViewMo
         show(100);
         for (int i = 0; i < 5; ++i) {
             GUI_AddChatMessage("Ana", "x");
-            run_main_loop_for_ms(40);
+            wait_for_pictures(2);
         }
         wait_until(is_at_bottom);
-        run_main_loop_for_ms(300);
+        wait_for_pictures(k_scroll_pictures);
         wait_until(is_at_bottom); // for good
     });
 }
@@ -223,7 +226,7 @@ TEST_F(RoomChatView, WhoeverReadsElsewhereWithTheInsertionPointIsNotTakenAway) {
         gtk_text_buffer_get_start_iter(g_chat_buffer, &start);
         gtk_text_buffer_place_cursor(g_chat_buffer, &start);
         GUI_AddChatMessage("Ana", "x");
-        run_main_loop_for_ms(300);
+        wait_for_pictures(k_scroll_pictures);
         EXPECT_EQ(gtk_adjustment_get_value(position()), 0.0);
     });
 }
@@ -235,7 +238,7 @@ TEST_F(RoomChatView, MessagesThatCameBeforeTheRoomWasShownAreSeenToTheLast) {
         }
         show(0);
         wait_until(is_at_bottom);
-        run_main_loop_for_ms(300);
+        wait_for_pictures(k_scroll_pictures);
         wait_until(is_at_bottom); // for good
     });
 }
@@ -257,11 +260,11 @@ TEST_F(RoomChatView, AReaderOfOlderMessagesStaysThereWhenTheViewGetsLower) {
         wait_until(is_at_bottom);
         wait_until([] { // the view has come to rest
             gtk_adjustment_set_value(position(), 100.0);
-            run_main_loop_for_ms(300);
+            wait_for_pictures(k_scroll_pictures);
             return gtk_adjustment_get_value(position()) == 100.0;
         });
         make_lower();
-        run_main_loop_for_ms(300);
+        wait_for_pictures(k_scroll_pictures);
         EXPECT_EQ(gtk_adjustment_get_value(position()), 100.0);
     });
 }

@@ -283,6 +283,9 @@ TEST_F(RoomPeers, TheKeyboardElsewhereStaysElsewhere) {
     });
 }
 
+/// More than the list takes to scroll.
+constexpr int k_scroll_pictures = 20;
+
 TEST_F(RoomPeers, ALongListStaysWhereItWasScrolledWhenItIsBuiltAnew) {
     run_interface([] {
         std::vector<Peer> peers;
@@ -298,11 +301,11 @@ TEST_F(RoomPeers, ALongListStaysWhereItWasScrolledWhenItIsBuiltAnew) {
         });
         gtk_widget_grab_focus(peer_rows()[20].row);
         wait_until([position] { return gtk_adjustment_get_value(position) > 300.0; });
-        run_main_loop_for_ms(300);
+        wait_for_pictures(k_scroll_pictures);
         const double before = gtk_adjustment_get_value(position);
         peers.erase(peers.begin());
         show_peers(peers);
-        run_main_loop_for_ms(300);
+        wait_for_pictures(k_scroll_pictures);
         EXPECT_EQ(gtk_adjustment_get_value(position), before);
         EXPECT_EQ(focused(), peer_rows()[19].row);
     });
@@ -392,7 +395,7 @@ class RoomStreams : public RoomTest {
     /// Streams are announced over an open channel only.
     static void open_chat() {
         chat_ws_start_for_selected_space();
-        wait_until([] { return g_chat_ws_auth_ok == 1; });
+        wait_until([] { return chat_ws_wait_until_ready(0); });
     }
 
     static void click(GtkWidget* button) { g_signal_emit_by_name(button, "clicked"); }

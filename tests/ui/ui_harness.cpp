@@ -84,6 +84,19 @@ bool wait_until(const std::function<bool()>& condition) {
     return true;
 }
 
+bool wait_for_pictures(int count) {
+    GdkFrameClock* const clock = gtk_widget_get_frame_clock(g_window);
+    int painted = 0;
+    const gulong handler = g_signal_connect_after(
+        clock, "paint", G_CALLBACK(+[](GdkFrameClock*, int* n) { ++*n; }), &painted);
+    const bool is_done = wait_until([count, &painted] {
+        gtk_widget_queue_draw(g_window);
+        return painted >= count;
+    });
+    g_signal_handler_disconnect(clock, handler);
+    return is_done;
+}
+
 void run_main_loop_for_ms(std::int64_t milliseconds) {
     const std::int64_t end = g_get_monotonic_time() + milliseconds * 1000;
     wait_until([end] { return g_get_monotonic_time() >= end; });

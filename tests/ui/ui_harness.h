@@ -16,6 +16,10 @@ int run_interface(const std::function<void()>& body);
 /// Runs the main loop until `condition` holds. False, and a test failure, after ten seconds.
 bool wait_until(const std::function<bool()>& condition);
 
+/// Runs the main loop until the main window was painted so often: what waits for a layout has had
+/// it.
+bool wait_for_pictures(int count = 3);
+
 /// Runs the main loop for a stretch of real time, to see that something does not happen.
 void run_main_loop_for_ms(std::int64_t milliseconds);
 

@@ -63,7 +63,7 @@ void on_history_event(const ChatHistoryEvent& event) {
 
 void take_stream_start(const char* user_id) {
     copy_text(g_hub_streaming_user_id, user_id);
-    g_hub_local_streaming = are_equal(user_id, g_user_id);
+    g_hub_local_streaming = is_local_user(user_id);
 }
 
 void take_stream_stop(const char* user_id) {
@@ -75,7 +75,7 @@ void take_stream_stop(const char* user_id) {
         g_hub_viewing_stream_user_id[0] = '\0';
         show_hub_room_chat_view();
     }
-    if (are_equal(user_id, g_user_id)) {
+    if (is_local_user(user_id)) {
         g_hub_local_streaming = false;
     }
 }

@@ -4,7 +4,9 @@
 
 #include "backend/hub_tables.h"
 #include "base/clock.h"
+#include "base/main_thread.h"
 #include "base/text.h"
+#include "chat/chat_connection.h"
 #include "chat/chat_messages.h"
 #include "chat/scope_chat.h"
 
@@ -12,12 +14,20 @@
 
 namespace {
 
+constexpr std::int32_t k_page_size = 100;
 constexpr double k_top_pixels = 8.0;
 constexpr std::uint32_t k_retry_pause_ms = 5000;
+constexpr guint k_loss_check_ms = 250;
 
 /// When the last request failed, in ms of the clock.
 bool g_has_failed = false;
 std::uint32_t g_failed_at = 0;
+
+/// Looks after the answer that is waited for; 0: none is.
+guint g_loss_check = 0;
+
+/// The connection that the page was asked for over.
+std::weak_ptr<WebSocket> g_asked_over;
 
 bool is_at_top() {
     return g_hub_chat_scroll != nullptr &&
@@ -25,8 +35,10 @@ bool is_at_top() {
                GTK_SCROLLED_WINDOW(g_hub_chat_scroll))) <= k_top_pixels;
 }
 
-bool has_scope() {
-    return !is_empty(g_hub_chat_scope_type) && !is_empty(g_hub_chat_scope_id);
+/// Whether the connection is gone, or another one has taken its place.
+bool is_answer_lost() {
+    const ChatSocket asked = g_asked_over.lock();
+    return asked == nullptr || asked != chat_ws_get_handle_with_wait(0);
 }
 
 void stop_loading() {
@@ -34,13 +46,26 @@ void stop_loading() {
     set_hub_chat_loading_indicator(false);
 }
 
-bool request_older() {
-    constexpr std::int32_t k_page_size = 100;
-    return std::strcmp(g_hub_chat_scope_type, "room") == 0
-               ? chat_ws_request_room_history(g_hub_chat_scope_id, k_page_size,
-                                              g_hub_chat_next_before)
-               : chat_ws_request_space_history(g_hub_chat_scope_id, k_page_size,
-                                               g_hub_chat_next_before);
+void give_up_lost_answer(void*) {
+    if (g_loss_check != 0 && is_answer_lost()) {
+        g_hub_chat_pending_history_prepend = false;
+        stop_loading();
+    }
+}
+
+gboolean on_loss_check(gpointer) {
+    if (is_answer_lost()) {
+        // The answer may have come last of all: what the connection said is taken first.
+        main_thread_post_task({give_up_lost_answer, [](void*) {}, nullptr});
+    }
+    return G_SOURCE_CONTINUE;
+}
+
+void stop_loss_check() {
+    if (g_loss_check != 0) {
+        g_source_remove(g_loss_check);
+        g_loss_check = 0;
+    }
 }
 
 } // namespace
@@ -52,6 +77,15 @@ void set_hub_chat_loading_indicator(bool on) {
     if (g_hub_chat_loading_label != nullptr) {
         gtk_widget_set_visible(g_hub_chat_loading_label, on);
     }
+    if (!on) {
+        stop_loss_check(); // nothing is waited for any more
+    }
+}
+
+void await_hub_chat_page() {
+    g_asked_over = chat_ws_get_handle_with_wait(0);
+    stop_loss_check();
+    g_loss_check = g_timeout_add(k_loss_check_ms, on_loss_check, nullptr);
 }
 
 void clear_hub_chat_pagination_state() {
@@ -61,18 +95,29 @@ void clear_hub_chat_pagination_state() {
     stop_loading();
 }
 
-bool load_older_hub_chat_messages(char* error, std::size_t error_size) {
-    if (!has_scope()) {
-        copy_text(error, error_size, "No hay chat seleccionado");
+bool request_hub_chat_page(const char* before) {
+    const auto request = std::strcmp(g_hub_chat_scope_type, "room") == 0
+                             ? chat_ws_request_room_history
+                             : chat_ws_request_space_history;
+    if (!request(g_hub_chat_scope_id, k_page_size, before)) {
+        return false;
+    }
+    await_hub_chat_page();
+    return true;
+}
+
+bool load_older_hub_chat_messages(std::span<char> error) {
+    if (!has_hub_chat_scope()) {
+        copy_text(error, "No hay chat seleccionado");
         return false;
     }
     if (is_empty(g_hub_chat_next_before)) {
-        copy_text(error, error_size, "No hay más historial");
+        copy_text(error, "No hay más historial");
         return false;
     }
     g_hub_chat_pending_history_prepend = true;
     set_hub_chat_loading_indicator(true);
-    if (request_older()) {
+    if (request_hub_chat_page(g_hub_chat_next_before)) {
         return true;
     }
     g_hub_chat_pending_history_prepend = false;
@@ -80,24 +125,25 @@ bool load_older_hub_chat_messages(char* error, std::size_t error_size) {
     if (std::strcmp(g_hub_chat_scope_type, "room") == 0) {
         char before[sizeof g_hub_chat_next_before]; // what is read changes it
         copy_text(before, g_hub_chat_next_before);
-        is_loaded =
-            backend_load_scope_chat_page(g_hub_chat_scope_type, g_hub_chat_scope_id, nullptr,
-                                         before, true, false, std::span(error, error_size));
+        is_loaded = backend_load_scope_chat_page(g_hub_chat_scope_type, g_hub_chat_scope_id,
+                                                 nullptr, before, true, false, error);
     } else {
-        copy_text(error, error_size, "No se pudo cargar historial por socket");
+        copy_text(error, "No se pudo cargar historial por socket");
     }
     stop_loading();
     return is_loaded;
 }
 
+// Scrolling tries again as often as it is done: the few pixels at the top are used up in a step or
+// two, and what the list moves by itself is over when a try that took seconds is.
 void page_hub_chat_at_top() {
     if (g_hub_chat_loading_history || !g_hub_chat_has_more_history ||
-        is_empty(g_hub_chat_next_before) || !has_scope() || !is_at_top()) {
+        is_empty(g_hub_chat_next_before) || !has_hub_chat_scope() || !is_at_top()) {
         return;
     }
     g_hub_chat_loading_history = true;
     char error[256] = "";
-    g_has_failed = !load_older_hub_chat_messages(error, sizeof error);
+    g_has_failed = !load_older_hub_chat_messages(error);
     if (g_has_failed) {
         g_failed_at = clock_ticks_ms();
         g_hub_chat_loading_history = false;

@@ -3,12 +3,14 @@
 #include "ui/hub/hub_chat_internal.h"
 
 #include "base/text.h"
+#include "base/utf8.h"
 #include "ui/display_text.h"
 #include "ui/hub/chat_timestamp.h"
 #include "ui/localisation.h"
 
 #include <initializer_list>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -45,9 +47,16 @@ GtkLabel* append_row_label(GtkWidget* box, const char* text, const char* css_cla
     return label;
 }
 
+/// `sender` without the part of a character that its buffer has left at its end: in the middle of a
+/// header it would be shown as a foreign one.
+std::string whole_characters(std::string_view sender) {
+    return std::string(sender.substr(0, length_in_whole_characters(sender)));
+}
+
 /// `created_at` as the server wrote it; empty for a message without a time.
 void append_header(GtkWidget* box, const char* sender, const char* created_at) {
-    const std::string name = display_text(first_filled(sender, "-"));
+    // The header has its size in the sender's own bytes; what is shown for them may take more.
+    const std::string name = first_filled(whole_characters(or_empty(sender)).c_str(), "-");
     char header[196];
     if (is_empty(created_at)) {
         format_text(header, "%s", name.c_str());
@@ -59,7 +68,7 @@ void append_header(GtkWidget* box, const char* sender, const char* created_at) {
     GtkLabel* const label = append_row_label(box, header, "hub-chat-header");
 
     PangoAttribute* const bold = pango_attr_weight_new(PANGO_WEIGHT_BOLD);
-    bold->end_index = static_cast<guint>(name.size());
+    bold->end_index = static_cast<guint>(display_text(name.c_str()).size());
     PangoAttribute* const dim = pango_attr_foreground_alpha_new(k_time_alpha);
     dim->start_index = bold->end_index;
     set_attributes(label, {bold, dim});
@@ -120,9 +129,8 @@ void clear_hub_chat_list() {
     if (has_keyboard && g_hub_chat_input_view != nullptr) {
         gtk_widget_grab_focus(g_hub_chat_input_view); // the row that has it goes
     }
-    while (GtkWidget* const row = gtk_widget_get_last_child(g_hub_chat_list)) {
-        gtk_list_box_remove(GTK_LIST_BOX(g_hub_chat_list), row);
-    }
+    forget(g_hub_chat_empty_label);
+    replace_hub_chat_list();
     follow_newest_hub_chat_row();
 }
 

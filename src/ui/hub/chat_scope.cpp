@@ -5,7 +5,6 @@
 #include "backend/hub_tables.h"
 #include "base/text.h"
 #include "chat/chat_connection.h"
-#include "chat/chat_messages.h"
 #include "chat/scope_chat.h"
 #include "ui/hub/hub_internal.h"
 
@@ -13,7 +12,6 @@
 
 namespace {
 
-constexpr std::int32_t k_page_size = 100;
 constexpr const char* k_general_name = "General";
 
 /// From here on the column is that chat's: nothing of another one stands under its title.
@@ -21,6 +19,7 @@ void show_scope(const char* type, const char* id, const char* title) {
     copy_text(g_hub_chat_scope_type, type);
     copy_text(g_hub_chat_scope_id, id);
     g_hub_chat_pending_history_prepend = false;
+    expect_hub_chat_page(true);
     clear_hub_chat_pagination_state();
     set_hub_chat_title(title);
     clear_hub_chat_list();
@@ -28,17 +27,21 @@ void show_scope(const char* type, const char* id, const char* title) {
     set_hub_chat_loading_indicator(true);
 }
 
-void need_chat_channel() {
+} // namespace
+
+bool has_hub_chat_scope() {
+    return !is_empty(g_hub_chat_scope_type) && !is_empty(g_hub_chat_scope_id);
+}
+
+bool chat_channel_serves_selected_space() {
+    return std::strcmp(g_chat_ws_space_id, g_selected_space_id) == 0;
+}
+
+void need_hub_chat_channel() {
     const bool is_usable = chat_ws_connection_is_usable() && chat_channel_serves_selected_space();
     if (!is_usable && !is_empty(g_selected_space_id)) {
         chat_ws_restart_for_selected_space();
     }
-}
-
-} // namespace
-
-bool chat_channel_serves_selected_space() {
-    return std::strcmp(g_chat_ws_space_id, g_selected_space_id) == 0;
 }
 
 bool load_space_chat_by_index(std::int32_t space_index) {
@@ -47,9 +50,8 @@ bool load_space_chat_by_index(std::int32_t space_index) {
         return false;
     }
     show_scope("space", space->id, space->name);
-    need_chat_channel();
-    const bool is_requested =
-        chat_ws_request_space_history(g_hub_chat_scope_id, k_page_size, nullptr);
+    need_hub_chat_channel();
+    const bool is_requested = request_newest_hub_chat_page();
     if (!is_requested) {
         set_hub_chat_loading_indicator(false);
     }
@@ -64,9 +66,8 @@ bool load_room_chat_by_indices(std::int32_t space_index, std::int32_t room_index
     }
     const HubRoom& room = space->cachedRooms[room_index];
     show_scope("room", room.id, room.name);
-    need_chat_channel();
-    chat_ws_follow_room(room.id);
-    if (chat_ws_request_room_history(room.id, k_page_size, nullptr)) {
+    need_hub_chat_channel();
+    if (request_newest_hub_chat_page()) {
         return true;
     }
     char error[256] = "";

@@ -22,6 +22,9 @@ bool g_has_new_rows = false;
 bool g_is_placing = false;
 guint g_place_tick = 0;
 
+/// The first of the rows whose style is still to be looked for; null: none is.
+GtkWidget* g_unstyled_row = nullptr;
+
 /// The row that was the first before others were put on top of it; null: none were.
 GtkWidget* g_held_row = nullptr;
 
@@ -44,29 +47,35 @@ int height_for(GtkWidget* widget, int width) {
     return height;
 }
 
-/// The list's width, and what of it its rows have.
-struct Widths {
-    int list;
-    int rows;
-};
-
-Widths widths() {
-    GtkAdjustment* const horizontal =
-        gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(g_hub_chat_scroll));
-    const int list = static_cast<int>(gtk_adjustment_get_page_size(horizontal));
-    const int frame =
-        gtk_widget_get_allocated_width(g_hub_chat_list) - gtk_widget_get_width(g_hub_chat_list);
-    return {list, list - frame};
+/// The width that the list has in the scrolled window.
+int list_width() {
+    return static_cast<int>(gtk_adjustment_get_page_size(
+        gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(g_hub_chat_scroll))));
 }
 
-int height_above_held_row() {
-    const int width = widths().rows;
+/// The height of the rows above `end`, of all for null. Those that were laid out at this width
+/// have theirs: to ask thousands of rows anew would take longer than all the rest of a picture.
+int height_of_rows_above(const GtkWidget* end) {
+    const int frame =
+        gtk_widget_get_allocated_width(g_hub_chat_list) - gtk_widget_get_width(g_hub_chat_list);
+    const int width = list_width() - frame;
     int height = 0;
-    for (GtkWidget* row = gtk_widget_get_first_child(g_hub_chat_list);
-         row != nullptr && row != g_held_row; row = gtk_widget_get_next_sibling(row)) {
-        height += height_for(row, width);
+    for (GtkWidget* row = gtk_widget_get_first_child(g_hub_chat_list); row != end;
+         row = gtk_widget_get_next_sibling(row)) {
+        height += gtk_widget_get_allocated_width(row) == width
+                      ? gtk_widget_get_allocated_height(row)
+                      : height_for(row, width);
     }
     return height;
+}
+
+int height_of_list() {
+    if (gtk_widget_get_allocated_width(g_hub_chat_list) == 0) { // it was never laid out
+        return height_for(g_hub_chat_list, list_width());
+    }
+    const int frame =
+        gtk_widget_get_allocated_height(g_hub_chat_list) - gtk_widget_get_height(g_hub_chat_list);
+    return height_of_rows_above(nullptr) + frame;
 }
 
 /// Brings the reader to where it belongs among the rows that are about to be laid out.
@@ -74,12 +83,12 @@ void place_reader(GtkAdjustment* adjustment) {
     Bounds bounds = bounds_of(adjustment);
     double value = gtk_adjustment_get_value(adjustment);
     if (g_has_new_rows) {
-        bounds.upper = std::max<double>(bounds.page, height_for(g_hub_chat_list, widths().list));
+        bounds.upper = std::max<double>(bounds.page, height_of_list());
     }
     if (g_follows_newest) {
         value = bounds.upper - bounds.page;
     } else if (g_held_row != nullptr) {
-        value += height_above_held_row();
+        value += height_of_rows_above(g_held_row);
     }
     g_is_placing = true;
     gtk_adjustment_configure(adjustment, value, 0.0, bounds.upper,
@@ -98,6 +107,33 @@ gboolean on_place_tick(GtkWidget*, GdkFrameClock*, gpointer) {
     g_has_new_rows = false;
     forget(g_held_row);
     return G_SOURCE_REMOVE;
+}
+
+/// Lets a widget and what is in it look for their style, where that is due.
+void update_style(GtkWidget* widget) {
+    GdkRGBA color;
+    gtk_style_context_get_color(gtk_widget_get_style_context(widget), &color);
+    for (GtkWidget* child = gtk_widget_get_first_child(widget); child != nullptr;
+         child = gtk_widget_get_next_sibling(child)) {
+        update_style(child);
+    }
+}
+
+/// Rows on top of thousands let each of these look for its style anew. GTK does so in the turn of
+/// the next picture, which has enough to do; this does it before, in turns of its own.
+gboolean update_styles_before_the_picture(gpointer) {
+    constexpr int k_rows_a_turn = 1000;
+    if (g_hub_chat_list == nullptr || g_held_row == nullptr) {
+        forget(g_unstyled_row);
+        return G_SOURCE_REMOVE;
+    }
+    GtkWidget* row = g_unstyled_row;
+    for (int i = 0; row != nullptr && i < k_rows_a_turn; ++i) {
+        update_style(row);
+        row = gtk_widget_get_next_sibling(row);
+    }
+    keep(g_unstyled_row, row);
+    return row != nullptr ? G_SOURCE_CONTINUE : G_SOURCE_REMOVE;
 }
 
 /// Before the next layout: what is set during one is not laid out any more.
@@ -120,11 +156,19 @@ void on_bounds_changed(GtkAdjustment* adjustment, gpointer) {
     }
 }
 
+/// What was missed stands below the newest row; who reads older ones keeps the place.
+void refresh_at_bottom() {
+    if (is_at_bottom(vertical())) {
+        refresh_scrolled_hub_chat();
+    }
+}
+
 void on_value_changed(GtkAdjustment* adjustment, gpointer) {
     // What a layout moves is no scrolling: a list that was emptied stands at its top, too.
     if (!g_is_placing && bounds_of(adjustment) == g_known_bounds) {
         g_follows_newest = is_at_bottom(adjustment);
         page_hub_chat_at_top();
+        refresh_at_bottom();
     }
 }
 
@@ -132,10 +176,11 @@ gboolean on_wheel(GtkEventControllerScroll*, double, double dy, gpointer) {
     if (dy < 0.0) {
         retry_hub_chat_page_at_top();
     }
+    refresh_at_bottom();
     return FALSE;
 }
 
-gboolean on_key_up_the_list(GtkEventControllerKey*, guint key, guint, GdkModifierType, gpointer) {
+gboolean on_key_in_the_list(GtkEventControllerKey*, guint key, guint, GdkModifierType, gpointer) {
     switch (key) {
     case GDK_KEY_Up:
     case GDK_KEY_KP_Up:
@@ -144,6 +189,15 @@ gboolean on_key_up_the_list(GtkEventControllerKey*, guint key, guint, GdkModifie
     case GDK_KEY_Home:
     case GDK_KEY_KP_Home:
         retry_hub_chat_page_at_top();
+        refresh_at_bottom();
+        break;
+    case GDK_KEY_Down:
+    case GDK_KEY_KP_Down:
+    case GDK_KEY_Page_Down:
+    case GDK_KEY_KP_Page_Down:
+    case GDK_KEY_End:
+    case GDK_KEY_KP_End:
+        refresh_at_bottom();
         break;
     default:
         break;
@@ -155,6 +209,7 @@ void on_edge_overshot(GtkScrolledWindow*, GtkPositionType edge, gpointer) {
     if (edge == GTK_POS_TOP) {
         retry_hub_chat_page_at_top();
     }
+    refresh_at_bottom();
 }
 
 } // namespace
@@ -167,7 +222,7 @@ void watch_hub_chat_scroll() {
     g_signal_connect(vertical(), "changed", G_CALLBACK(on_bounds_changed), nullptr);
     g_signal_connect(vertical(), "value-changed", G_CALLBACK(on_value_changed), nullptr);
 
-    // Who is at the top cannot scroll further: the value stays, so nothing says that it changed.
+    // Who is at an end cannot scroll further: the value stays, so nothing says that it changed.
     GtkEventController* const wheel =
         gtk_event_controller_scroll_new(GTK_EVENT_CONTROLLER_SCROLL_VERTICAL);
     gtk_event_controller_set_propagation_phase(wheel, GTK_PHASE_CAPTURE);
@@ -175,7 +230,7 @@ void watch_hub_chat_scroll() {
     gtk_widget_add_controller(g_hub_chat_scroll, wheel);
     GtkEventController* const keys = gtk_event_controller_key_new();
     gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
-    g_signal_connect(keys, "key-pressed", G_CALLBACK(on_key_up_the_list), nullptr);
+    g_signal_connect(keys, "key-pressed", G_CALLBACK(on_key_in_the_list), nullptr);
     gtk_widget_add_controller(g_hub_chat_scroll, keys);
     g_signal_connect(g_hub_chat_scroll, "edge-overshot", G_CALLBACK(on_edge_overshot), nullptr);
 }
@@ -197,6 +252,8 @@ void hold_hub_chat_place() {
         return;
     }
     keep(g_held_row, gtk_widget_get_first_child(g_hub_chat_list));
+    keep(g_unstyled_row, g_held_row);
+    g_idle_add_full(GTK_PRIORITY_RESIZE, update_styles_before_the_picture, nullptr, nullptr);
     // A fling or a drag under way goes by absolute places, which are about to be others.
     GtkScrolledWindow* const scroll = GTK_SCROLLED_WINDOW(g_hub_chat_scroll);
     gtk_scrolled_window_set_kinetic_scrolling(scroll, FALSE);

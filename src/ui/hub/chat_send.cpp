@@ -52,7 +52,7 @@ void on_hub_chat_send_clicked(GtkWidget*, gpointer) {
         return;
     }
     const char* const text = read_input();
-    if (is_empty(g_hub_chat_scope_type) || is_empty(g_hub_chat_scope_id)) {
+    if (!has_hub_chat_scope()) {
         show_room_message(tr("msg_chat_select_first"), k_gui_message_warning);
         return;
     }
@@ -67,6 +67,7 @@ void on_hub_chat_send_clicked(GtkWidget*, gpointer) {
     }
     gtk_text_buffer_set_text(input_buffer(), "", 0);
     gtk_widget_grab_focus(g_hub_chat_input_view);
+    refresh_hub_chat_if_missed(); // sending may have restarted the channel
 }
 
 gboolean on_hub_chat_key_pressed(GtkEventControllerKey*, guint key, guint, GdkModifierType state,

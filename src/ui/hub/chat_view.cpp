@@ -40,19 +40,11 @@ GtkWidget* create_loading_label() {
 }
 
 GtkWidget* create_chat_page() {
-    keep(g_hub_chat_list, gtk_list_box_new());
-    gtk_widget_add_css_class(g_hub_chat_list, "hub-chat-list");
-    gtk_list_box_set_selection_mode(GTK_LIST_BOX(g_hub_chat_list), GTK_SELECTION_NONE);
-    gtk_widget_set_valign(g_hub_chat_list, GTK_ALIGN_END); // a short chat stands at the bottom
-    gtk_accessible_update_relation(GTK_ACCESSIBLE(g_hub_chat_list),
-                                   GTK_ACCESSIBLE_RELATION_LABELLED_BY, g_hub_chat_title_label,
-                                   nullptr, -1);
-
     keep(g_hub_chat_scroll, gtk_scrolled_window_new());
     gtk_widget_set_vexpand(g_hub_chat_scroll, TRUE);
     gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(g_hub_chat_scroll), GTK_POLICY_NEVER,
                                    GTK_POLICY_AUTOMATIC);
-    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(g_hub_chat_scroll), g_hub_chat_list);
+    create_hub_chat_list();
     watch_hub_chat_scroll();
 
     keep(g_hub_chat_loading_label, create_loading_label());
@@ -123,14 +115,15 @@ GtkWidget* create_hub_chat_column() {
     keep(g_hub_content_stack, gtk_stack_new());
     GtkStack* const stack = GTK_STACK(g_hub_content_stack);
     gtk_widget_set_vexpand(g_hub_content_stack, TRUE);
-    gtk_stack_add_named(stack, create_chat_page(), "hub-room-chat");
-    gtk_stack_add_named(stack, create_hub_stream_page(), "hub-stream-view");
+    gtk_stack_add_named(stack, create_chat_page(), k_hub_chat_page);
+    gtk_stack_add_named(stack, create_hub_stream_page(), k_hub_stream_page);
     gtk_box_append(GTK_BOX(column), g_hub_content_stack);
 
     keep(g_hub_chat_input_box, create_input_box());
     gtk_box_append(GTK_BOX(column), g_hub_chat_input_box);
     update_hub_chat_input_height(0);
 
+    expect_hub_chat_page(false);
     register_hub_chat_events();
     return column;
 }

@@ -5,11 +5,15 @@
 #include "ui/ui_internal.h"
 
 #include <cstdint>
+#include <span>
+
+constexpr const char* k_hub_chat_page = "hub-room-chat";
+constexpr const char* k_hub_stream_page = "hub-stream-view";
 
 // The column, top to bottom (chat_view.cpp).
 extern GtkWidget* g_hub_chat_title_label;
 extern GtkWidget* g_hub_chat_loading_label;
-extern GtkWidget* g_hub_content_stack; ///< "hub-room-chat" and "hub-stream-view"
+extern GtkWidget* g_hub_content_stack; ///< with these two pages
 extern GtkWidget* g_hub_chat_scroll;
 extern GtkWidget* g_hub_chat_list;
 extern GtkWidget* g_hub_chat_input_box;
@@ -28,6 +32,14 @@ void show_no_hub_chat();
 
 /// Keeps the input box in step with the window's height, in pixels.
 void update_hub_chat_input_height(std::int32_t window_height);
+
+// The list (chat_list.cpp).
+
+/// Puts an empty list into the scrolled window.
+void create_hub_chat_list();
+
+/// The same in place of a list with rows, however many: they go bit by bit, out of sight.
+void replace_hub_chat_list();
 
 // Rows (chat_rows.cpp).
 
@@ -68,12 +80,21 @@ extern bool g_hub_chat_pending_history_prepend;
 bool apply_chat_history_payload(const char* payload, bool prepend, bool set_title,
                                 const char* title);
 void set_hub_chat_loading_indicator(bool on);
+
+/// A page was asked for over the channel: when the channel goes down before the answer is there,
+/// nothing is loading any more, a quarter of a second later.
+void await_hub_chat_page();
 void clear_hub_chat_pagination_state();
 
-/// Asks for the page before the oldest message shown; false with a sentence in `error`.
-bool load_older_hub_chat_messages(char* error, std::size_t error_size);
+/// Asks over the channel for the shown chat's page before the cursor, the newest one without; false
+/// when it cannot be asked for. Blocks until it is sent.
+bool request_hub_chat_page(const char* before);
 
-/// The list was scrolled: asks for the older page when there is one and the reader is at the top.
+/// Asks for the page before the oldest message shown; false with a sentence in `error`.
+bool load_older_hub_chat_messages(std::span<char> error);
+
+/// The list was scrolled: asks for the older page when there is one and the reader is at the top,
+/// also where that failed just now.
 void page_hub_chat_at_top();
 
 /// The same for who is at the top and would scroll further; not soon after it failed.
@@ -81,8 +102,13 @@ void retry_hub_chat_page_at_top();
 
 // Which chat (chat_scope.cpp). Both block until the request is sent.
 
+bool has_hub_chat_scope();
+
 /// Whether the channel was opened for the selected space, whether or not it is still there.
 bool chat_channel_serves_selected_space();
+
+/// Opens the selected space's channel where it is gone or another's. Does not wait for it.
+void need_hub_chat_channel();
 
 /// Opens the chat of a space and asks for its newest messages; false when they cannot be asked for,
 /// or the index is out of range.
@@ -94,6 +120,24 @@ bool load_room_chat_by_indices(std::int32_t space_index, std::int32_t room_index
 /// The room that stands for the space's chat: "General", else the first that is cached; empty for
 /// none.
 const char* resolve_space_chat_room_id(std::int32_t space_index);
+
+// What was missed (chat_catch_up.cpp). The channel does not come back by itself: somebody restarts
+// it, and what was written meanwhile is told by nobody.
+
+/// A chat is being opened, whose newest page is still to be asked for; or no chat is open.
+void expect_hub_chat_page(bool is_opened);
+
+/// Asks for the opened chat's newest page, which takes the place of what is shown; false when it
+/// cannot be asked for. Blocks until it is sent.
+bool request_newest_hub_chat_page();
+
+/// Asks for the newest page again where the channel is gone or was restarted since it was asked
+/// for, or where it could not be; restarts the channel for it, and does not wait for that. Nothing
+/// otherwise: the reader's place stays.
+void refresh_hub_chat_if_missed();
+
+/// The same for who scrolls, not soon after the last time.
+void refresh_scrolled_hub_chat();
 
 // Sending (chat_send.cpp).
 void watch_hub_chat_input();
@@ -113,6 +157,9 @@ extern char g_hub_viewing_stream_user_id[64];
 extern GtkWidget* g_hub_stream_page;
 extern GtkWidget* g_hub_stream_status_label;
 extern GtkWidget* g_hub_stream_back_btn;
+
+/// Whether the identifier is the signed-in user's; without one of its own nobody's is.
+bool is_local_user(const char* user_id);
 
 GtkWidget* create_hub_stream_page();
 void show_hub_room_chat_view();

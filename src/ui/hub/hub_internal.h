@@ -62,6 +62,10 @@ extern bool
 /// place stay.
 void refresh_hub_server_list();
 
+/// To be called at the end of what selects a row. For Enter, GTK puts its cursor on the row after
+/// that, also on one that was taken off the list; the next key would act on what is gone.
+void take_list_cursor_off_removed_row(GtkListBoxRow* row);
+
 /// Shows the box that says so exactly when there are no spaces.
 void update_hub_empty_state();
 
@@ -88,11 +92,12 @@ bool user_is_admin_of_space_index(std::int32_t space_index);
 /// range.
 bool is_general_room_index(std::int32_t room_index);
 
-/// Adds a space of this id to the table, or finds it there, and selects it. False for an empty id
-/// or a full table.
+/// Adds a space of this id to the table, or finds it there, and selects it. False for an empty id,
+/// and with a full table also for a known one.
 bool add_hub_server(const char* id);
 
-/// Copies the rooms table into the selected space's record.
+/// Copies the rooms table into the selected space's record, unless the rooms are another space's:
+/// the selection may have gone on while they were loaded.
 void cache_selected_space_rooms();
 
 /// Fills the rooms table from the space's record; empties it when they are not cached.

@@ -6,22 +6,30 @@
 #include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr int k_column_gap = 12;
 constexpr int k_tab_margin = 12;
 constexpr int k_user_column_width = 280;
 constexpr int k_spaces_column_width = 360;
+// Before the layout of the next frame, whatever else waits.
+constexpr int k_fit_priority = G_PRIORITY_HIGH;
 constexpr int k_header_spacing = 6;
 constexpr int k_user_box_spacing = 6;
 constexpr int k_user_box_gap = 8;
 constexpr int k_display_name_max = 32;
 
 GtkWidget* g_columns_scroll = nullptr;
+guint g_fit_source = 0;
+int g_chat_min_width = 0; // that the chat's column asks for by itself
+int g_fitted_width = 0;   // of what is seen of the columns, when the chat was last brought into it
 
 GtkWidget* create_column(int width) {
     GtkWidget* const column = gtk_box_new(GTK_ORIENTATION_VERTICAL, k_column_gap);
     gtk_widget_add_css_class(column, "settings-section");
+    gtk_widget_add_css_class(column, "hub-column");
     gtk_widget_set_size_request(column, width, -1);
     gtk_widget_set_hexpand(column, FALSE); // whatever in it does
     return column;
@@ -32,6 +40,7 @@ GtkWidget* append_caption(GtkWidget* box, const char* text, const char* css_clas
     GtkWidget* const label = gtk_label_new(text);
     gtk_label_set_xalign(GTK_LABEL(label), 0.0F);
     gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
+    tell_cut_text(label);
     gtk_widget_add_css_class(label, css_class);
     gtk_box_append(GTK_BOX(box), label);
     return label;
@@ -168,6 +177,58 @@ GtkWidget* create_spaces_column() {
     return column;
 }
 
+int seen_width() {
+    GtkAdjustment* const position =
+        gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(g_columns_scroll));
+    return static_cast<int>(gtk_adjustment_get_page_size(position));
+}
+
+// Where not all columns find room, list and chat fill what is seen: the user's column is then
+// wholly in or wholly out of sight.
+int least_chat_width(int seen) {
+    constexpr int k_beside_chat = 2 * k_tab_margin + k_column_gap + k_spaces_column_width;
+    const int all = k_user_column_width + k_column_gap + k_beside_chat + g_chat_min_width;
+    return seen >= all ? g_chat_min_width : std::max(g_chat_min_width, seen - k_beside_chat);
+}
+
+gboolean fit_columns(gpointer) {
+    g_fit_source = 0;
+    if (g_columns_scroll == nullptr || g_hub_content_stack == nullptr) {
+        return G_SOURCE_REMOVE;
+    }
+    GtkWidget* const chat = gtk_widget_get_parent(g_hub_content_stack);
+    const int seen = seen_width();
+    const int wanted = least_chat_width(seen);
+    int now = 0;
+    gtk_widget_get_size_request(chat, &now, nullptr);
+    if (now != wanted) {
+        gtk_widget_set_size_request(chat, wanted, -1); // the layout that follows comes back here
+        g_fitted_width = 0;
+    } else if (seen != g_fitted_width) {
+        g_fitted_width = seen;
+        if (selected_hub_space() != nullptr) {
+            reveal_hub_chat_column();
+        }
+    }
+    return G_SOURCE_REMOVE;
+}
+
+// Within a layout nothing can be laid out anew.
+void fit_columns_soon() {
+    if (g_fit_source == 0) {
+        g_fit_source = g_idle_add_full(k_fit_priority, fit_columns, nullptr, nullptr);
+    }
+}
+
+void watch_seen_width() {
+    g_fitted_width = 0;
+    GtkAdjustment* const position =
+        gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(g_columns_scroll));
+    for (const char* signal : {"notify::page-size", "notify::upper"}) {
+        g_signal_connect(position, signal, G_CALLBACK(fit_columns_soon), nullptr);
+    }
+}
+
 // None of them is selected any more, so none of the chats is shown.
 void on_spaces_loaded() {
     refresh_hub_server_list();
@@ -182,13 +243,17 @@ GtkWidget* create_hub_servers_tab() {
     set_margins(columns, k_tab_margin);
     gtk_box_append(GTK_BOX(columns), create_user_column());
     gtk_box_append(GTK_BOX(columns), create_spaces_column());
-    gtk_box_append(GTK_BOX(columns), create_hub_chat_column());
+    GtkWidget* const chat = create_hub_chat_column();
+    gtk_widget_add_css_class(chat, "hub-column");
+    gtk_widget_get_size_request(chat, &g_chat_min_width, nullptr);
+    gtk_box_append(GTK_BOX(columns), chat);
     show_no_hub_chat();
     update_hub_empty_state();
     Backend_SetSpacesLoadedCallback(on_spaces_loaded);
 
     keep(g_columns_scroll, gtk_scrolled_window_new());
     gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(g_columns_scroll), columns);
+    watch_seen_width();
     return g_columns_scroll;
 }
 
@@ -220,9 +285,13 @@ void reveal_hub_chat_column() {
         gtk_widget_compute_bounds(chat, columns, &chat_place) == FALSE) {
         return;
     }
+    GtkAdjustment* const position =
+        gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(g_columns_scroll));
     // With the margins around them. Where there is no room for both, the list stays.
-    const float end = chat_place.origin.x + chat_place.size.width + 2 * k_tab_margin;
-    gtk_adjustment_clamp_page(
-        gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(g_columns_scroll)),
-        static_cast<double>(spaces_place.origin.x), static_cast<double>(end));
+    const double start = spaces_place.origin.x;
+    const double end = chat_place.origin.x + chat_place.size.width + 2.0F * k_tab_margin;
+    const double before = gtk_adjustment_get_value(position);
+    const double least = end - gtk_adjustment_get_page_size(position);
+    // Set, because that ends the scrolling that giving the keyboard to a row has begun.
+    gtk_adjustment_set_value(position, std::min(std::max(before, least), start));
 }

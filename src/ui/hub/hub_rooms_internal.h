@@ -5,6 +5,7 @@
 #include "ui/ui_internal.h"
 
 #include <cstdint>
+#include <string_view>
 
 struct Peer;
 
@@ -24,7 +25,8 @@ extern std::int32_t g_hub_room_presence_count;
 
 // Who is present (presence.cpp).
 
-/// The people of this room are shown from now on; nobody is known yet.
+/// The people of this room are shown from now on; nobody is known yet. Members that were refused
+/// may be asked for again.
 void begin_hub_room_presence(const char* room_id);
 
 /// The local user and the `count` peers, which are read during the call only.
@@ -33,7 +35,7 @@ void sync_hub_room_presence_from_peers(const Peer* peers, std::int32_t count);
 /// The same with the peers of the last time, when the local user begins or ends to speak.
 void resync_hub_room_presence();
 
-/// Asks the backend for the members of the selected space.
+/// Asks the backend for the members of the selected space; once in 20 s, also where it refuses.
 void sync_hub_space_users_from_room_presence();
 
 void clear_hub_room_presence();
@@ -60,6 +62,14 @@ extern std::int64_t g_last_room_click_time_us; ///< 0: none
 extern std::int32_t g_pending_room_click_space_index;
 extern std::int32_t g_pending_room_click_index;
 extern guint g_room_single_click_timeout_id; ///< 0: no timer
+
+/// Selects the space at this index and shows the loading popup, whose loop may close the window or
+/// bring other spaces. The space is selected where it is then listed; false, without the popup,
+/// when it or the window is gone.
+bool select_space_behind_popup(std::int32_t index, const char* popup_text);
+
+/// Where the rooms table lists the room now; -1 when it does not.
+std::int32_t room_index_of_id(std::string_view id);
 
 void on_server_row_selected(GtkListBox* list, GtkListBoxRow* row, gpointer data);
 void on_server_row_activated(GtkListBox* list, GtkListBoxRow* row, gpointer data);

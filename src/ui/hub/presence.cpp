@@ -19,10 +19,16 @@
 
 namespace {
 
-constexpr std::uint32_t k_members_fresh_ms = 20000;
+constexpr std::uint32_t k_members_again_ms = 20000;
+
+struct MembersRequest {
+    char space_id[sizeof(g_selected_space_id)];
+    std::uint32_t answered_ms;
+    bool was_refused; // or not answered at all
+};
 
 std::vector<Peer> g_last_peers;
-std::optional<std::uint32_t> g_members_loaded_ms; // those of g_hub_space_users_space_id
+std::optional<MembersRequest> g_members_request; // the latest
 
 void add_person(const char* username, bool speaking) {
     if (is_empty(username) || g_hub_room_presence_count >= k_hub_presence_max) {
@@ -41,10 +47,31 @@ void show_presence() {
     }
 }
 
-bool has_fresh_members() {
-    return g_members_loaded_ms.has_value() &&
-           std::strcmp(g_hub_space_users_space_id, g_selected_space_id) == 0 &&
-           clock_ticks_ms() - *g_members_loaded_ms <= k_members_fresh_ms;
+// Everybody's beginning and ending to speak leads here: a backend that refuses, or that blocks
+// until the request is given up, is not asked again each time either.
+bool has_asked_for_members() {
+    return g_members_request.has_value() &&
+           std::strcmp(g_members_request->space_id, g_selected_space_id) == 0 &&
+           clock_ticks_ms() - g_members_request->answered_ms <= k_members_again_ms &&
+           (g_members_request->was_refused ||
+            std::strcmp(g_hub_space_users_space_id, g_selected_space_id) == 0);
+}
+
+bool load_members() {
+    char error[256] = "";
+    if (backend_load_space_members(g_selected_space_id, error)) {
+        return true;
+    }
+    append_hub_click_log("[HUB][SPACE][USERS] members-load-fail spaceId=%s error=%s",
+                         g_selected_space_id, first_filled(error, "unknown"));
+    return false;
+}
+
+// A refusal holds for one stay in a room.
+void forget_refused_members() {
+    if (g_members_request.has_value() && g_members_request->was_refused) {
+        g_members_request.reset();
+    }
 }
 
 } // namespace
@@ -58,6 +85,7 @@ void begin_hub_room_presence(const char* room_id) {
     copy_text(g_hub_presence_room_id, room_id);
     g_hub_room_presence_count = 0;
     g_last_peers.clear();
+    forget_refused_members();
 }
 
 void count_hub_room_users() {
@@ -93,16 +121,14 @@ void resync_hub_room_presence() {
 
 void sync_hub_space_users_from_room_presence() {
     // With the window gone nobody is left to see them.
-    if (is_empty(g_selected_space_id) || g_window == nullptr || has_fresh_members()) {
+    if (is_empty(g_selected_space_id) || g_window == nullptr || has_asked_for_members()) {
         return;
     }
-    char error[256] = "";
-    if (!backend_load_space_members(g_selected_space_id, error)) {
-        append_hub_click_log("[HUB][SPACE][USERS] members-load-fail spaceId=%s error=%s",
-                             g_selected_space_id, first_filled(error, "unknown"));
-        return;
-    }
-    g_members_loaded_ms = clock_ticks_ms();
+    MembersRequest request{};
+    copy_text(request.space_id, g_selected_space_id);
+    request.was_refused = !load_members();
+    request.answered_ms = clock_ticks_ms();
+    g_members_request = request;
 }
 
 void clear_hub_room_presence() {

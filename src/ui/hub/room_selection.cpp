@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -29,14 +30,20 @@ std::int32_t stored_index(GtkListBoxRow* row, const char* key) {
     return GPOINTER_TO_INT(g_object_get_data(G_OBJECT(row), key)) - 1;
 }
 
+const char* stored_text(GtkListBoxRow* row, const char* key) {
+    return or_empty(static_cast<const char*>(g_object_get_data(G_OBJECT(row), key)));
+}
+
+// GTK activates a row that it has selected before, even if that has taken it off the list: its
+// space may have moved since, its room be gone.
 ClickedRow read_row(GtkListBoxRow* row) {
     if (row == nullptr) {
         return {-1, -1, {}};
     }
-    ClickedRow clicked{stored_index(row, "space-index"), stored_index(row, "room-index"), {}};
+    ClickedRow clicked{
+        hub_space_index_of_id(stored_text(row, "space-id")), stored_index(row, "room-index"), {}};
     if (clicked.room_index >= 0) {
-        clicked.room_id =
-            or_empty(static_cast<const char*>(g_object_get_data(G_OBJECT(row), "chat-scope-id")));
+        clicked.room_id = stored_text(row, "chat-scope-id");
     }
     return clicked;
 }
@@ -44,16 +51,6 @@ ClickedRow read_row(GtkListBoxRow* row) {
 void select_space(std::int32_t index) {
     g_selected_server_index = index;
     copy_text(g_selected_space_id, g_hub_servers[index].id);
-}
-
-// The rooms may have been loaded anew since the row was drawn.
-std::int32_t room_index_of(const ClickedRow& clicked) {
-    for (std::int32_t i = 0; !clicked.room_id.empty() && i < g_hub_room_count; ++i) {
-        if (clicked.room_id == g_hub_rooms[i].id) {
-            return i;
-        }
-    }
-    return -1;
 }
 
 bool is_selected(std::int32_t index) {
@@ -83,17 +80,11 @@ bool switch_space(std::int32_t index, bool is_another) {
     if (is_another) {
         clear_hub_stream_state_for_space_change();
     }
-    const std::string id = g_hub_servers[index].id;
-    select_space(index);
-    show_loading_popup(tr(is_another ? "msg_switching_space" : "msg_loading_space_data"));
-    // The popup's loop may have brought other spaces.
-    const std::int32_t now_at = hub_space_index_of_id(id.c_str());
-    if (g_window == nullptr || now_at < 0) {
-        hide_loading_popup();
+    if (!select_space_behind_popup(
+            index, tr(is_another ? "msg_switching_space" : "msg_loading_space_data"))) {
         return false;
     }
-    select_space(now_at);
-    switch_chat(g_hub_servers[now_at]);
+    switch_chat(*selected_hub_space());
     char error[256] = "";
     const bool loaded = load_rooms_of_selected_space(error);
     hide_loading_popup();
@@ -134,6 +125,37 @@ bool have_rooms_of_selected_space() {
     return true;
 }
 
+void activate_clicked(const ClickedRow& clicked) {
+    cancel_pending_click();
+    if (hub_space_at(clicked.space_index) == nullptr) {
+        return;
+    }
+    select_space(clicked.space_index);
+    if (!chat_ws_connection_is_usable()) {
+        chat_ws_restart_for_selected_space();
+    }
+    refresh_hub_chat_if_missed();
+    if (have_rooms_of_selected_space()) {
+        run_room_text_and_voice_join(g_selected_server_index, room_index_of_id(clicked.room_id));
+        forget_last_click();
+    }
+}
+
+ClickedRow g_second_press_row{-1, -1, {}};
+std::string g_second_press_space_id;
+
+// The row itself may be gone, or another room's.
+void activate_row_of_second_press() {
+    g_second_press_row.space_index = hub_space_index_of_id(g_second_press_space_id.c_str());
+    activate_clicked(g_second_press_row);
+}
+
+void expect_second_press_on(const ClickedRow& clicked) {
+    g_second_press_row = clicked;
+    g_second_press_space_id = g_hub_servers[clicked.space_index].id;
+    expect_second_press(activate_row_of_second_press);
+}
+
 } // namespace
 
 std::int32_t g_last_room_click_space_index = -1;
@@ -142,6 +164,28 @@ std::int64_t g_last_room_click_time_us = 0;
 std::int32_t g_pending_room_click_space_index = -1;
 std::int32_t g_pending_room_click_index = -1;
 guint g_room_single_click_timeout_id = 0;
+
+bool select_space_behind_popup(std::int32_t index, const char* popup_text) {
+    const std::string id = g_hub_servers[index].id;
+    select_space(index);
+    show_loading_popup(popup_text);
+    const std::int32_t now_at = hub_space_index_of_id(id.c_str());
+    if (g_window == nullptr || now_at < 0) {
+        hide_loading_popup();
+        return false;
+    }
+    select_space(now_at);
+    return true;
+}
+
+std::int32_t room_index_of_id(std::string_view id) {
+    for (std::int32_t i = 0; !id.empty() && i < g_hub_room_count; ++i) {
+        if (id == g_hub_rooms[i].id) {
+            return i;
+        }
+    }
+    return -1;
+}
 
 void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
     if (g_refreshing_hub_list) {
@@ -163,35 +207,30 @@ void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
     // A space that was entered otherwise, by a code or an invitation, has neither chat nor channel.
     const bool is_complete = g_hub_servers[clicked.space_index].roomsCached &&
                              !is_empty(g_hub_chat_scope_id) && chat_channel_serves_selected_space();
-    if ((is_another || !is_complete) && !switch_space(clicked.space_index, is_another)) {
-        return;
+    bool is_there = true;
+    if (is_another || !is_complete) {
+        expect_second_press_on(clicked);
+        is_there = switch_space(clicked.space_index, is_another);
+    } else {
+        refresh_hub_chat_if_missed();
     }
-    if (clicked.room_index >= 0) {
-        g_selected_room_index = room_index_of(clicked);
+    if (is_there && clicked.room_index >= 0) {
+        g_selected_room_index = room_index_of_id(clicked.room_id);
         append_hub_click_log("[HUB][CLICK] room-selected space=%d room=%d", g_selected_server_index,
                              g_selected_room_index);
     }
+    take_list_cursor_off_removed_row(row);
 }
 
 void on_server_row_activated(GtkListBox*, GtkListBoxRow* row, gpointer) {
     if (g_refreshing_hub_list) {
         return;
     }
-    cancel_pending_click();
     const ClickedRow clicked = read_row(row);
-    if (hub_space_at(clicked.space_index) == nullptr) {
-        return;
+    if (row != nullptr) { // the popup takes the release of the button, which would end it
+        gtk_widget_unset_state_flags(GTK_WIDGET(row), GTK_STATE_FLAG_ACTIVE);
     }
-    // The popup takes the release of the button, which would end it.
-    gtk_widget_unset_state_flags(GTK_WIDGET(row), GTK_STATE_FLAG_ACTIVE);
-    select_space(clicked.space_index);
-    if (!chat_ws_connection_is_usable()) {
-        chat_ws_restart_for_selected_space();
-    }
-    if (have_rooms_of_selected_space()) {
-        run_room_text_and_voice_join(g_selected_server_index, room_index_of(clicked));
-        forget_last_click();
-    }
+    activate_clicked(clicked);
 }
 
 gboolean on_room_single_click_timeout(gpointer) {

@@ -47,6 +47,7 @@ GtkWidget* append_text(GtkWidget* box, const std::string& text,
     GtkWidget* const label = gtk_label_new(text.c_str());
     gtk_label_set_xalign(GTK_LABEL(label), 0.0F);
     gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
+    tell_cut_text(label);
     for (const char* css_class : classes) {
         gtk_widget_add_css_class(label, css_class);
     }
@@ -308,18 +309,18 @@ void on_create_room_clicked(GtkWidget*, gpointer) {
 }
 
 void on_connect_server_clicked(GtkWidget*, gpointer) {
-    const HubSpace* const space = selected_hub_space();
-    if (space == nullptr) {
+    if (selected_hub_space() == nullptr) {
         GUI_ShowMessage(tr("msg_title_space"), tr("msg_select_space"), k_gui_message_warning);
         return;
     }
-    copy_text(g_selected_space_id, space->id);
     sync_voice_server_from_backend_url(g_backend_url);
     if (g_hub_display_name_entry != nullptr) {
         set_display_name_from_raw_input(
             get_sanitized_editable_text(GTK_EDITABLE(g_hub_display_name_entry), sanitize_username));
     }
-    show_loading_popup(tr("msg_loading_space"));
+    if (!select_space_behind_popup(g_selected_server_index, tr("msg_loading_space"))) {
+        return;
+    }
     load_rooms_for_selected_server();
     hide_loading_popup();
     switch_to_rooms_page();

@@ -113,7 +113,9 @@ bool add_hub_server(const char* id) {
     if (is_empty(id) || g_hub_server_count >= k_max_hub_spaces) {
         return false;
     }
-    const std::int32_t known = hub_space_index_of_id(id);
+    char kept_id[sizeof(HubSpace::id)]; // a longer one is cut, and known by what is kept of it
+    copy_text(kept_id, id);
+    const std::int32_t known = hub_space_index_of_id(kept_id);
     if (known >= 0) {
         g_selected_server_index = known;
     } else {
@@ -122,7 +124,7 @@ bool add_hub_server(const char* id) {
         ++g_hub_server_count;
         space = {};
         format_text(space.name, "Servidor %d", g_hub_server_count);
-        copy_text(space.id, id);
+        copy_text(space.id, kept_id);
         copy_text(space.role, "owner");
         copy_text(space.adminUserId, g_user_id);
     }
@@ -132,7 +134,7 @@ bool add_hub_server(const char* id) {
 
 void cache_selected_space_rooms() {
     HubSpace* const space = selected_hub_space();
-    if (space == nullptr) {
+    if (space == nullptr || std::strcmp(space->id, g_hub_rooms_space_id) != 0) {
         return;
     }
     space->cachedRoomCount = std::clamp(g_hub_room_count, 0, k_max_hub_rooms);
@@ -142,6 +144,7 @@ void cache_selected_space_rooms() {
 }
 
 void take_cached_rooms(const HubSpace& space) {
+    copy_text(g_hub_rooms_space_id, space.id);
     g_hub_room_count = space.roomsCached ? space.cachedRoomCount : 0;
     std::copy_n(space.cachedRooms, g_hub_room_count, g_hub_rooms);
     g_selected_room_index = -1;
@@ -175,6 +178,7 @@ void show_hub_space_info_view_for_index(std::int32_t space_index) {
         show_hub_room_chat_view();
     } else if (is_shown_space_chat(*space)) {
         show_hub_room_chat_view();
+        refresh_hub_chat_if_missed();
     } else if (!load_space_chat_by_index(space_index)) {
         show_unavailable_chat(*space);
     }

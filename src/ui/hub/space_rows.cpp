@@ -123,6 +123,8 @@ void set_row_data(GObject* widget, const HubListRow& row) {
     if (row.kind != HubListRow::Kind::presence) {
         const bool is_space = row.kind == HubListRow::Kind::space;
         set_index(widget, "room-index", row.room_index);
+        set_text(widget, "space-id",
+                 row.space_id); // the index changes with the next list of spaces
         set_text(widget, "chat-scope-type", is_space ? "space" : "room");
         set_text(widget, "chat-scope-id", is_space ? row.space_id : row.room_id);
         set_text(widget, "chat-title", row.name);

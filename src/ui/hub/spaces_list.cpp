@@ -124,9 +124,31 @@ GtkListBoxRow* row_of_selected_space(GtkListBox* list, const std::vector<HubList
                : nullptr;
 }
 
+// The removal of a row is the only thing that makes GTK forget that the cursor is on it.
+gboolean take_cursor_off(gpointer removed_row) {
+    GtkWidget* const row = GTK_WIDGET(removed_row);
+    if (g_servers_list == nullptr || gtk_widget_get_parent(row) != nullptr) {
+        return G_SOURCE_REMOVE;
+    }
+    const bool was_refreshing = std::exchange(g_refreshing_hub_list, true);
+    gtk_list_box_append(GTK_LIST_BOX(g_servers_list), row);
+    gtk_list_box_remove(GTK_LIST_BOX(g_servers_list), row);
+    if (GtkWidget* const focused = focused_row()) {
+        gtk_widget_grab_focus(focused); // the cursor goes where the keyboard is
+    }
+    g_refreshing_hub_list = was_refreshing;
+    return G_SOURCE_REMOVE;
+}
+
 } // namespace
 
 bool g_refreshing_hub_list = false;
+
+void take_list_cursor_off_removed_row(GtkListBoxRow* row) {
+    if (g_servers_list != nullptr && gtk_widget_get_parent(GTK_WIDGET(row)) == nullptr) {
+        g_idle_add_full(G_PRIORITY_HIGH, take_cursor_off, g_object_ref(row), g_object_unref);
+    }
+}
 
 void refresh_hub_server_list() {
     if (g_servers_list == nullptr) {

@@ -16,15 +16,8 @@ namespace {
 constexpr int k_page_spacing = 16;
 constexpr int k_status_width_chars = 40;
 
-constexpr const char* k_chat_page = "hub-room-chat";
-constexpr const char* k_stream_page = "hub-stream-view";
-
 bool are_equal(const char* a, const char* b) {
     return std::strcmp(a, b) == 0;
-}
-
-bool is_local_user(const char* user_id) {
-    return !is_empty(g_user_id) && are_equal(user_id, g_user_id);
 }
 
 bool has_keyboard(GtkWidget* widget) {
@@ -90,6 +83,10 @@ GtkWidget* g_hub_stream_page = nullptr;
 GtkWidget* g_hub_stream_status_label = nullptr;
 GtkWidget* g_hub_stream_back_btn = nullptr;
 
+bool is_local_user(const char* user_id) {
+    return !is_empty(g_user_id) && are_equal(user_id, g_user_id);
+}
+
 GtkWidget* create_hub_stream_page() {
     keep(g_hub_stream_status_label, gtk_label_new(nullptr));
     gtk_widget_add_css_class(g_hub_stream_status_label, "hub-stream-status");
@@ -120,14 +117,14 @@ GtkWidget* create_hub_stream_page() {
 }
 
 void show_hub_room_chat_view() {
-    show_page(k_chat_page, true, g_hub_stream_page, g_hub_chat_input_view);
+    show_page(k_hub_chat_page, true, g_hub_stream_page, g_hub_chat_input_view);
 }
 
 void show_hub_stream_view_for_user(const char* user_id) {
     if (!is_empty(user_id)) {
         copy_text(g_hub_viewing_stream_user_id, user_id);
     }
-    show_page(k_stream_page, false, g_hub_chat_input_box, g_hub_stream_back_btn);
+    show_page(k_hub_stream_page, false, g_hub_chat_input_box, g_hub_stream_back_btn);
     update_hub_stream_status_label();
 }
 

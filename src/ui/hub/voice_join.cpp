@@ -5,6 +5,7 @@
 #include "backend/identity.h"
 #include "base/text.h"
 #include "chat/hub_click_log.h"
+#include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
@@ -92,6 +93,7 @@ bool connect_and_join_voice_room_by_index(std::int32_t room_index, bool show_mai
         return true;
     }
     begin_join();
+    g_selected_room_index = room_index_of_id(room.id);
     copy_text(g_current_room, room.name);
     begin_hub_room_presence(room.id);
     sync_voice_server_from_backend_url(g_backend_url);
@@ -119,6 +121,7 @@ bool connect_and_join_voice_room_by_index(std::int32_t room_index, bool show_mai
     g_joining_room_transition = false;
     sync_hub_room_presence_from_peers(nullptr, 0);
     sync_hub_space_users_from_room_presence();
+    refresh_hub_chat_if_missed();
     return true;
 }
 

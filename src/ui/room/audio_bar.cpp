@@ -37,7 +37,7 @@ void show_toggle(const AudioToggle& toggle) {
     }
     gtk_button_set_icon_name(GTK_BUTTON(toggle.button),
                              toggle.is_off ? toggle.off_icon : toggle.on_icon);
-    name_icon_button(toggle.button, toggle.name);
+    set_tooltip_and_name(toggle.button, toggle.name);
     gtk_accessible_update_state(
         GTK_ACCESSIBLE(toggle.button), GTK_ACCESSIBLE_STATE_PRESSED,
         toggle.is_off ? GTK_ACCESSIBLE_TRISTATE_TRUE : GTK_ACCESSIBLE_TRISTATE_FALSE, -1);
@@ -70,6 +70,7 @@ GtkWidget* append_text(GtkWidget* bar, const char* text, const char* css_class) 
     GtkWidget* const label = gtk_label_new(text);
     gtk_label_set_xalign(GTK_LABEL(label), 0.0F);
     gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
+    tell_cut_text(label);
     gtk_label_set_single_line_mode(GTK_LABEL(label), TRUE);
     gtk_widget_add_css_class(label, css_class);
     gtk_box_append(GTK_BOX(bar), label);

@@ -22,6 +22,7 @@ GtkWidget* append_caption(GtkWidget* box, const char* text, const char* css_clas
     GtkWidget* const label = gtk_label_new(text);
     gtk_label_set_xalign(GTK_LABEL(label), 0.0F);
     gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
+    tell_cut_text(label);
     gtk_label_set_single_line_mode(GTK_LABEL(label), TRUE);
     gtk_widget_add_css_class(label, css_class);
     gtk_box_append(GTK_BOX(box), label);
@@ -133,7 +134,7 @@ void relabel_room_view() {
                                        tr("channel_chat_placeholder"), -1);
     }
     if (g_chat_send_btn != nullptr) {
-        name_icon_button(g_chat_send_btn, tr("hub_chat_send_btn"));
+        set_tooltip_and_name(g_chat_send_btn, tr("hub_chat_send_btn"));
     }
     relabel_peers_list();
 }

@@ -112,6 +112,7 @@ void append_row(const Participant& participant) {
     GtkWidget* const microphone = create_microphone(participant.is_local);
     GtkWidget* const name = gtk_label_new(participant.text.c_str());
     gtk_label_set_ellipsize(GTK_LABEL(name), PANGO_ELLIPSIZE_END);
+    tell_cut_text(name);
     gtk_label_set_single_line_mode(GTK_LABEL(name), TRUE); // names come from a server
     gtk_widget_set_halign(name, GTK_ALIGN_START);
     gtk_widget_set_hexpand(name, TRUE);

@@ -2,6 +2,7 @@
 // through the facade, and by the channel tab's controls.
 #include "backend/identity.h"
 #include "base/text.h"
+#include "chat/local_time.h"
 #include "ui/display_text.h"
 #include "ui/editable_text.h"
 #include "ui/room/room_internal.h"
@@ -14,10 +15,6 @@ namespace {
 
 constexpr double k_time_scale = 0.85;
 
-struct GDateTimeUnref {
-    void operator()(GDateTime* time) const { g_date_time_unref(time); }
-};
-
 // The text is valid UTF-8; `tag` is one of the buffer's.
 void append_tagged(const char* text, const char* tag) {
     GtkTextIter end;
@@ -26,9 +23,9 @@ void append_tagged(const char* text, const char* tag) {
 }
 
 void append_time() {
-    const std::unique_ptr<GDateTime, GDateTimeUnref> now(g_date_time_new_now_local());
-    const GCharPtr text(g_date_time_format(now.get(), "[%H:%M] "));
-    append_tagged(text.get(), "time");
+    char time[16];
+    format_local_time(time, "[%H:%M] ");
+    append_tagged(time, "time");
 }
 
 void append_line_end() {

@@ -30,9 +30,6 @@ bool peer_name_matches_active_streamer(const char* name);
 void relabel_room_view();
 void relabel_peers_list();
 
-/// The name of a button that shows an icon only: its tooltip, and what is read out for it.
-void name_icon_button(GtkWidget* button, const char* name);
-
 /// Lets a reader at the end of the chat stay there when the view's height changes. Once, when the
 /// view is in what it scrolls in.
 void keep_newest_in_view();

@@ -21,9 +21,3 @@ GtkWidget* g_settings_account_title_label = nullptr;
 GtkWidget* g_settings_account_desc_label = nullptr;
 GtkWidget* g_logout_btn = nullptr;
 bool g_is_testing_audio = false;
-
-void name_icon_button(GtkWidget* button, const char* name) {
-    set_tooltip_and_name(button, name);
-    // The icon, which GTK gives as its label, has no name.
-    gtk_accessible_reset_relation(GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_RELATION_LABELLED_BY);
-}
