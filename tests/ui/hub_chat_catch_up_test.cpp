@@ -178,6 +178,34 @@ TEST_F(HubChatCatchUp, AChatThatCouldNotBeLoadedIsLoadedLater) {
     EXPECT_TRUE(shows(held_messages(1, 2)));
 }
 
+TEST_F(HubChatCatchUp, AChatThatTheServerDidNotLetInIsLoadedLaterOverTheSameChannel) {
+    chat_ws_start_for_selected_space();
+    ASSERT_TRUE(chat_ws_wait_until_ready(5000));
+    server.answer("chat:join", [](const std::string&) { return Texts{}; });
+    {
+        const FakeClock clock;
+        EXPECT_FALSE(load_space_chat_by_index(0));
+    }
+    server.answer_friendly();
+    hold_history(2);
+    refresh_hub_chat_if_missed();
+    EXPECT_TRUE(shows(held_messages(1, 2)));
+    EXPECT_EQ(server.openings().size(), 1U);
+}
+
+TEST_F(HubChatCatchUp, AChannelWhoseEndNobodyHasNoticedYetIsMissedToo) {
+    hold_history(1);
+    open_space();
+    server.say_close();
+    ASSERT_TRUE(server.wait_until_gone());
+    hold_history(2);
+    // Its thread may be about to end.
+    EXPECT_TRUE(wait_until([] {
+        refresh_hub_chat_if_missed();
+        return rows() == held_messages(1, 2);
+    }));
+}
+
 TEST_F(HubChatCatchUp, APageThatIsLostAgainIsAskedForAgain) {
     open_space_and_miss(1, 1);
     answer_later();

@@ -320,6 +320,8 @@ Texts HubTest::voice_journal() const {
             journal.push_back("join " + text);
         } else if (packet == VoicePacketType::leave_room) {
             journal.push_back("leave " + text);
+        } else if (packet == VoicePacketType::speaking) {
+            journal.push_back("speaking " + std::to_string(datagram.bytes.back()));
         } else if (packet == VoicePacketType::disconnect) {
             journal.emplace_back("disconnect");
         }

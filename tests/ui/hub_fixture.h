@@ -81,7 +81,8 @@ class HubTest : public testing::Test {
 
     /// The voice server lets everybody in.
     void answer_voice();
-    /// The messages of join (0) and leave (1) that the voice server got, in order, and "connect".
+    /// What the voice server was told, in order: "connect", "join r1", "speaking 1", "leave {}" and
+    /// "disconnect".
     Texts voice_journal() const;
 
     /// Registers what the core does: connects, joins, leaves, and says so to the interface. Of a

@@ -332,6 +332,18 @@ TEST_F(HubPage, TheFirstOrSelectedSpaceHasTheKeyboardAndKeepsIt) {
     });
 }
 
+TEST_F(HubPage, WithoutSpacesTheKeyboardIsAtTheButtonThatMakesOne) {
+    run_interface([] {
+        refresh_hub_server_list();
+        switch_to_hub_page();
+        EXPECT_EQ(keyboard(), g_hub_add_space_action_btn);
+        EXPECT_FALSE(gtk_widget_grab_focus(g_servers_list)); // it would be framed, a line high
+        add_space("s1", "Uno");
+        refresh_hub_server_list();
+        EXPECT_TRUE(gtk_widget_grab_focus(rows().at(0)));
+    });
+}
+
 TEST_F(HubPage, LongNamesLeaveTheUsersColumnItsWidth) {
     run_interface([] {
         copy_text(g_username, std::string(63, 'W').c_str());

@@ -12,6 +12,7 @@
 #include "ui/room/room_internal.h"
 #include "voice/voice_connection.h"
 
+#include <functional>
 #include <utility>
 
 namespace {
@@ -576,6 +577,47 @@ TEST_F(HubVoice, BackToTheSpacesDisconnectsOnTheSamePage) {
         EXPECT_EQ(g_state, 0);
         EXPECT_EQ(visible_page(), "rooms");
         EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
+    });
+}
+
+// The meter's timer is the shell's: here it ticks when it is told to.
+void speak(float level) {
+    GUI_UpdateAudioLevel(level);
+    update_audio_meter(nullptr);
+}
+
+TEST_F(HubVoice, WhoLeavesInTheMiddleOfAWordIsSilentInTheNextRoom) {
+    answer_voice();
+    run_interface([this] {
+        listen();
+        enter_space();
+        const std::function<void()> ways[] = {[] { on_back_to_hub_clicked(nullptr, nullptr); },
+                                              [] { on_back_to_servers_clicked(nullptr, nullptr); },
+                                              [this] { lose_connection(); }};
+        for (const auto& leave : ways) {
+            connect_and_join_voice_room_by_index(1, false);
+            speak(1.0F);
+            ASSERT_TRUE(g_is_speaking);
+            leave();
+            connect_and_join_voice_room_by_index(0, false);
+            update_audio_meter(nullptr);
+            EXPECT_FALSE(g_is_speaking);
+        }
+    });
+}
+
+TEST_F(HubVoice, WhoGoesOnTalkingInAnotherRoomIsToldOfThere) {
+    answer_voice();
+    run_interface([this] {
+        listen();
+        enter_space();
+        connect_and_join_voice_room_by_index(0, false);
+        speak(1.0F);
+        connect_and_join_voice_room_by_index(1, false);
+        update_audio_meter(nullptr);
+        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r1", "speaking 1", "disconnect",
+                                          "connect", "join r2", "speaking 1"}));
+        speak(0.0F);
     });
 }
 

@@ -65,8 +65,8 @@ gboolean on_ready_check(gpointer) {
 
 } // namespace
 
-void expect_hub_chat_page(bool is_opened) {
-    g_newest_page = is_opened ? NewestPage::missing : NewestPage::of_no_chat;
+void forget_newest_hub_chat_page() {
+    g_newest_page = NewestPage::of_no_chat;
     g_tried_at.reset();
     if (g_ready_check != 0) {
         g_source_remove(g_ready_check);

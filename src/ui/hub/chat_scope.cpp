@@ -19,7 +19,7 @@ void show_scope(const char* type, const char* id, const char* title) {
     copy_text(g_hub_chat_scope_type, type);
     copy_text(g_hub_chat_scope_id, id);
     g_hub_chat_pending_history_prepend = false;
-    expect_hub_chat_page(true);
+    forget_newest_hub_chat_page();
     clear_hub_chat_pagination_state();
     set_hub_chat_title(title);
     clear_hub_chat_list();

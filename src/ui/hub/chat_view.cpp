@@ -123,7 +123,7 @@ GtkWidget* create_hub_chat_column() {
     gtk_box_append(GTK_BOX(column), g_hub_chat_input_box);
     update_hub_chat_input_height(0);
 
-    expect_hub_chat_page(false);
+    forget_newest_hub_chat_page();
     register_hub_chat_events();
     return column;
 }

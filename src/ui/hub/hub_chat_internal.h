@@ -124,8 +124,8 @@ const char* resolve_space_chat_room_id(std::int32_t space_index);
 // What was missed (chat_catch_up.cpp). The channel does not come back by itself: somebody restarts
 // it, and what was written meanwhile is told by nobody.
 
-/// A chat is being opened, whose newest page is still to be asked for; or no chat is open.
-void expect_hub_chat_page(bool is_opened);
+/// No chat is open, or another one is about to be: nothing was missed, and nothing is waited for.
+void forget_newest_hub_chat_page();
 
 /// Asks for the opened chat's newest page, which takes the place of what is shown; false when it
 /// cannot be asked for. Blocks until it is sent.

@@ -141,5 +141,6 @@ void clear_hub_room_presence() {
 
 void leave_lost_voice_room() {
     g_is_connected = false;
+    GUI_UpdateAudioLevel(0.0F);
     clear_hub_room_presence();
 }

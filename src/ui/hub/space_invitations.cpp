@@ -33,7 +33,7 @@ GtkWidget* code_entry_of(GtkWidget* button) {
     return own != nullptr ? own : g_invite_code_entry;
 }
 
-// What the entry holds; it may be gone once a call has returned.
+// What the entry holds, apart from the sanitiser's buffer, which the next text takes.
 std::string read(GtkWidget* entry, Sanitiser sanitiser) {
     return get_sanitized_editable_text(entry != nullptr ? GTK_EDITABLE(entry) : nullptr, sanitiser);
 }

@@ -72,6 +72,7 @@ void leave_voice() {
     g_is_connected = false; // what follows is no loss
     Network_Disconnect();
     Audio_Stop();
+    GUI_UpdateAudioLevel(0.0F); // the last one would count as speech in a room without a microphone
     GUI_UpdateConnectionState(0);
 }
 
@@ -110,6 +111,7 @@ bool connect_and_join_voice_room_by_index(std::int32_t room_index, bool show_mai
         return false;
     }
     g_is_connected = true;
+    g_was_speaking = false; // nobody was told in this room: who goes on talking is told of anew
     if (g_on_join_room != nullptr) {
         g_on_join_room(room.id);
     }

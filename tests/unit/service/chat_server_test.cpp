@@ -44,68 +44,92 @@ TEST(ChatServer, MembersHearEachOther) {
     }
 }
 
+/// A main context of this thread's own, for as long as it lives.
+class OwnContext {
+  public:
+    OwnContext() { g_main_context_push_thread_default(m_context); }
+    OwnContext(const OwnContext&) = delete;
+    OwnContext& operator=(const OwnContext&) = delete;
+    ~OwnContext() {
+        g_main_context_pop_thread_default(m_context);
+        g_main_context_unref(m_context);
+    }
+
+    /// False when `condition` has not come true after 10 s.
+    template <typename Condition>
+    bool iterate_until(Condition condition) {
+        bool is_late = false;
+        GSource* const timer = g_timeout_source_new_seconds(10);
+        const auto on_late = +[](gpointer data) -> gboolean {
+            *static_cast<bool*>(data) = true;
+            return G_SOURCE_REMOVE;
+        };
+        g_source_set_callback(timer, on_late, &is_late, nullptr);
+        g_source_attach(timer, m_context);
+        while (!condition() && !is_late) {
+            g_main_context_iteration(m_context, TRUE);
+        }
+        g_source_destroy(timer);
+        g_source_unref(timer);
+        return condition();
+    }
+
+  private:
+    GMainContext* m_context = g_main_context_new();
+};
+
 // Another implementation of the protocol.
 TEST(ChatServer, LibrarysOwnClientUnderstandsIt) {
     RunningChat server;
-    GMainContext* const context = g_main_context_new();
-    g_main_context_push_thread_default(context);
-    {
-        struct Conversation {
-            GObjectPtr<SoupWebsocketConnection> connection{};
-            std::vector<std::string> texts{};
-            bool is_failed = false;
-            bool is_closed = false;
-        } talk;
-        const GObjectPtr<SoupSession> session(soup_session_new());
-        const std::string address = "ws://127.0.0.1:" + std::to_string(server.port()) + "/ws";
-        const GObjectPtr<SoupMessage> message(soup_message_new("GET", address.c_str()));
-        soup_session_websocket_connect_async(
-            session.get(), message.get(), nullptr, nullptr, G_PRIORITY_DEFAULT, nullptr,
-            [](GObject* source, GAsyncResult* result, gpointer data) {
-                auto& one = *static_cast<Conversation*>(data);
-                one.connection.reset(
-                    soup_session_websocket_connect_finish(SOUP_SESSION(source), result, nullptr));
-                one.is_failed = one.connection == nullptr;
-            },
-            &talk);
-        while (talk.connection == nullptr && !talk.is_failed) {
-            g_main_context_iteration(context, TRUE);
-        }
-        ASSERT_FALSE(talk.is_failed);
-        g_signal_connect(
-            talk.connection.get(), "message",
-            G_CALLBACK(+[](SoupWebsocketConnection*, int, GBytes* bytes, gpointer data) {
-                gsize size = 0;
-                const auto* const text = static_cast<const char*>(g_bytes_get_data(bytes, &size));
-                static_cast<Conversation*>(data)->texts.emplace_back(text, size);
-            }),
-            &talk);
-        g_signal_connect(talk.connection.get(), "closed",
-                         G_CALLBACK(+[](SoupWebsocketConnection*, gpointer data) {
-                             static_cast<Conversation*>(data)->is_closed = true;
-                         }),
-                         &talk);
-        const std::string token = R"("sessionToken":")" + server.ana() + "\"}";
-        for (const std::string& frame :
-             {R"({"type":"auth",)" + token,
-              R"({"type":"subscribe","channel":"spaceRooms","spaceId":")" + server.space() + "\"," +
-                  token}) {
-            soup_websocket_connection_send_text(talk.connection.get(), frame.c_str());
-        }
-        while (talk.texts.size() < 2 && !talk.is_closed) {
-            g_main_context_iteration(context, TRUE);
-        }
-        ASSERT_EQ(talk.texts.size(), 2U);
-        EXPECT_NE(talk.texts[0].find("auth:ok"), std::string::npos);
-        EXPECT_NE(talk.texts[1].find("General"), std::string::npos);
-        soup_websocket_connection_close(talk.connection.get(), 1000, nullptr);
-        while (!talk.is_closed) {
-            g_main_context_iteration(context, TRUE);
-        }
-        EXPECT_EQ(soup_websocket_connection_get_close_code(talk.connection.get()), 1000);
+    OwnContext context;
+    struct Conversation {
+        GObjectPtr<SoupWebsocketConnection> connection{};
+        std::vector<std::string> texts{};
+        bool is_failed = false;
+        bool is_closed = false;
+    } talk;
+    const GObjectPtr<SoupSession> session(soup_session_new());
+    const std::string address = "ws://127.0.0.1:" + std::to_string(server.port()) + "/ws";
+    const GObjectPtr<SoupMessage> message(soup_message_new("GET", address.c_str()));
+    soup_session_websocket_connect_async(
+        session.get(), message.get(), nullptr, nullptr, G_PRIORITY_DEFAULT, nullptr,
+        [](GObject* source, GAsyncResult* result, gpointer data) {
+            auto& one = *static_cast<Conversation*>(data);
+            one.connection.reset(
+                soup_session_websocket_connect_finish(SOUP_SESSION(source), result, nullptr));
+            one.is_failed = one.connection == nullptr;
+        },
+        &talk);
+    ASSERT_TRUE(
+        context.iterate_until([&talk] { return talk.connection != nullptr || talk.is_failed; }));
+    ASSERT_FALSE(talk.is_failed);
+    g_signal_connect(talk.connection.get(), "message",
+                     G_CALLBACK(+[](SoupWebsocketConnection*, int, GBytes* bytes, gpointer data) {
+                         gsize size = 0;
+                         const auto* const text =
+                             static_cast<const char*>(g_bytes_get_data(bytes, &size));
+                         static_cast<Conversation*>(data)->texts.emplace_back(text, size);
+                     }),
+                     &talk);
+    g_signal_connect(talk.connection.get(), "closed",
+                     G_CALLBACK(+[](SoupWebsocketConnection*, gpointer data) {
+                         static_cast<Conversation*>(data)->is_closed = true;
+                     }),
+                     &talk);
+    const std::string token = R"("sessionToken":")" + server.ana() + "\"}";
+    for (const std::string& frame : {R"({"type":"auth",)" + token,
+                                     R"({"type":"subscribe","channel":"spaceRooms","spaceId":")" +
+                                         server.space() + "\"," + token}) {
+        soup_websocket_connection_send_text(talk.connection.get(), frame.c_str());
     }
-    g_main_context_pop_thread_default(context);
-    g_main_context_unref(context);
+    ASSERT_TRUE(
+        context.iterate_until([&talk] { return talk.texts.size() >= 2 || talk.is_closed; }));
+    ASSERT_EQ(talk.texts.size(), 2U);
+    EXPECT_NE(talk.texts[0].find("auth:ok"), std::string::npos);
+    EXPECT_NE(talk.texts[1].find("General"), std::string::npos);
+    soup_websocket_connection_close(talk.connection.get(), 1000, nullptr);
+    ASSERT_TRUE(context.iterate_until([&talk] { return talk.is_closed; }));
+    EXPECT_EQ(soup_websocket_connection_get_close_code(talk.connection.get()), 1000);
 }
 
 TEST(ChatServer, WrongTokenIsAnErrorAndThenAGoodbye) {
