@@ -104,7 +104,10 @@ ChatPublishing chat_ws_publish(const ChatRun& run, const StopEvent& stop, const 
 
 void chat_ws_withdraw(const ChatRun& run, const ChatSocket& socket) {
     if (socket != nullptr) {
-        const std::lock_guard lock(g_chat_ws_send_lock);
+        std::unique_lock send_lock(g_chat_ws_send_lock, std::defer_lock);
+        if (socket == current_socket()) { // nobody sends over another, whose next run need not wait
+            send_lock.lock();
+        }
         web_socket_close(*socket, k_normal_closure);
     }
     const std::lock_guard lock(g_chat_ws_state_lock);

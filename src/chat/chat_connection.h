@@ -27,7 +27,7 @@ void chat_ws_stop();
 void chat_ws_restart_for_selected_space();
 
 /// Which run of the connection is the latest: another number after each start and each stop, and
-/// the same one while a connection lives and after it ended by itself.
+/// once one that ended by itself was cleaned up.
 std::uint32_t chat_ws_run_number();
 
 /// The connection as soon as it is open, null when it is not within `milliseconds`.

@@ -37,7 +37,8 @@ GtkWidget* create_contents(const char* text) {
     return box;
 }
 
-// A press on the popup would be lost with it, if it is seen only when the caller has blocked.
+// A press on the popup would be lost with it, if it is seen only when the caller has blocked. Before
+// it is shown: a window manager looks at it then, and may miss what comes a moment later.
 void let_pointer_through(GtkWidget* popup) {
     cairo_region_t* const nothing = cairo_region_create();
     gdk_surface_set_input_region(gtk_native_get_surface(GTK_NATIVE(popup)), nothing);
@@ -94,8 +95,9 @@ void show_popup(GtkWidget*& slot, const char* text) {
     gtk_window_set_resizable(popup, FALSE);
     gtk_window_set_default_size(popup, k_width, k_height);
     gtk_window_set_child(popup, create_contents(text));
-    gtk_window_present(popup);
+    gtk_widget_realize(slot);
     let_pointer_through(slot);
+    gtk_window_present(popup);
     run_pending_until_painted(slot);
     if (slot != nullptr) {
         // Not before: Windows would throw away what is pressed under a modal one, and the second

@@ -74,8 +74,7 @@ TEST_F(HubChatCatchUp, WhoeverSendsAfterTheServerWasGoneSeesWhatWasMissed) {
 
 TEST_F(HubChatCatchUp, WhoeverScrollsAtTheNewestMessageSeesWhatWasMissed) {
     for (const auto move :
-         {+[] { emit_wheel(1.0); }, +[] { emit_wheel(-1.0); }, +[] { emit_key(GDK_KEY_Down); },
-          +[] { emit_key(GDK_KEY_Page_Up); },
+         {+[] { emit_wheel(1.0); }, +[] { emit_key(GDK_KEY_Down); }, +[] { emit_key(GDK_KEY_End); },
           +[] { g_signal_emit_by_name(g_hub_chat_scroll, "edge-overshot", GTK_POS_BOTTOM); }}) {
         open_space_and_miss(1, 1); // all of them are in sight: there is nothing to scroll
         move();
@@ -94,6 +93,23 @@ TEST_F(HubChatCatchUp, AReaderOfOlderMessagesKeepsThePlaceUntilTheNewestIsInSigh
     scroll_to(bottom());
     EXPECT_TRUE(shows(held_messages(1, 62)));
     EXPECT_TRUE(wait_until(is_at_bottom));
+}
+
+TEST_F(HubChatCatchUp, WhoGoesUpFromTheNewestMessageIsNotTakenBack) {
+    open_space_and_miss(60, 2);
+    emit_wheel(-1.0);
+    emit_key(GDK_KEY_Page_Up);
+    g_signal_emit_by_name(g_hub_chat_scroll, "edge-overshot", GTK_POS_TOP);
+    EXPECT_FALSE(chat_ws_connection_is_usable());
+    emit_wheel(1.0);
+    EXPECT_TRUE(chat_ws_connection_is_usable());
+    scroll_to(bottom() / 2); // before the channel is there
+    ASSERT_TRUE(wait_until(chat_ws_is_ready));
+    run_main_loop_for_ms(150); // what waits for the channel looks every 100
+    EXPECT_EQ(count_requests(k_newest), 1);
+    EXPECT_EQ(rows(), held_messages(1, 60));
+    refresh_hub_chat_if_missed(); // a click on the space wants it
+    EXPECT_TRUE(shows(held_messages(1, 62)));
 }
 
 TEST_F(HubChatCatchUp, WhereNothingWasMissedNothingIsAskedForAndThePlaceStays) {
@@ -228,6 +244,7 @@ TEST_F(HubChatCatchUp, NoOlderPageIsTakenForTheNewestOrTheOtherWayRound) {
     answer_later();
     emit_wheel(-1.0); // asks for the older page, and restarts the channel for it
     ASSERT_TRUE(g_hub_chat_loading_history);
+    refresh_hub_chat_if_missed();
     run_main_loop_for_ms(150); // what waits for its answer looks every 100
     EXPECT_EQ(count_requests(k_newest), 1);
     hold_history(5, 2);

@@ -14,6 +14,7 @@ namespace {
 
 constexpr guint k_ready_check_ms = 100;
 constexpr std::uint32_t k_scroll_pause_ms = 5000;
+constexpr std::uint32_t k_patience_ms = 30'000; ///< with a server that lets nobody in
 
 enum class NewestPage {
     of_no_chat, ///< no chat was opened
@@ -25,6 +26,7 @@ NewestPage g_newest_page = NewestPage::of_no_chat;
 std::uint32_t g_asked_in_run = 0; ///< of the channel
 guint g_ready_check = 0;          ///< waits for the channel; 0: none does
 std::optional<std::uint32_t> g_tried_at;
+bool g_is_scrolled_for = false; ///< by a reader at the newest row, and by nothing else
 
 /// Whether there may be messages that nobody told: what the channel says is told from one page on,
 /// in one run.
@@ -38,7 +40,8 @@ bool is_behind() {
 
 /// False while it is too early.
 bool try_to_catch_up() {
-    if (!is_behind()) {
+    if (!is_behind() || (g_is_scrolled_for && !is_hub_chat_at_newest_row()) ||
+        clock_ticks_ms() - g_tried_at.value_or(0) >= k_patience_ms) {
         return true;
     }
     if (g_hub_chat_loading_history) { // or its answer would be taken for this one
@@ -63,6 +66,18 @@ gboolean on_ready_check(gpointer) {
     return G_SOURCE_REMOVE;
 }
 
+/// None is under way.
+void begin_to_catch_up() {
+    if (!is_behind()) {
+        return;
+    }
+    g_tried_at = clock_ticks_ms();
+    need_hub_chat_channel();
+    if (!try_to_catch_up()) {
+        g_ready_check = g_timeout_add(k_ready_check_ms, on_ready_check, nullptr);
+    }
+}
+
 } // namespace
 
 void forget_newest_hub_chat_page() {
@@ -85,19 +100,17 @@ bool request_newest_hub_chat_page() {
 }
 
 void refresh_hub_chat_if_missed() {
-    if (g_ready_check != 0 || !is_behind()) {
-        return;
-    }
-    g_tried_at = clock_ticks_ms();
-    need_hub_chat_channel();
-    if (!try_to_catch_up()) {
-        g_ready_check = g_timeout_add(k_ready_check_ms, on_ready_check, nullptr);
+    g_is_scrolled_for = false;
+    if (g_ready_check == 0) {
+        begin_to_catch_up();
     }
 }
 
 void refresh_scrolled_hub_chat() {
     // While the server is away, each turn of a wheel would begin another connection.
-    if (!g_tried_at.has_value() || clock_ticks_ms() - *g_tried_at >= k_scroll_pause_ms) {
-        refresh_hub_chat_if_missed();
+    if (g_ready_check == 0 &&
+        (!g_tried_at.has_value() || clock_ticks_ms() - *g_tried_at >= k_scroll_pause_ms)) {
+        g_is_scrolled_for = true;
+        begin_to_catch_up();
     }
 }

@@ -156,9 +156,10 @@ void on_bounds_changed(GtkAdjustment* adjustment, gpointer) {
     }
 }
 
-/// What was missed stands below the newest row; who reads older ones keeps the place.
+/// What was missed stands below the newest row: who goes down to that is shown it, who goes up from
+/// it wants to read what is there.
 void refresh_at_bottom() {
-    if (is_at_bottom(vertical())) {
+    if (is_hub_chat_at_newest_row()) {
         refresh_scrolled_hub_chat();
     }
 }
@@ -175,8 +176,9 @@ void on_value_changed(GtkAdjustment* adjustment, gpointer) {
 gboolean on_wheel(GtkEventControllerScroll*, double, double dy, gpointer) {
     if (dy < 0.0) {
         retry_hub_chat_page_at_top();
+    } else if (dy > 0.0) {
+        refresh_at_bottom();
     }
-    refresh_at_bottom();
     return FALSE;
 }
 
@@ -189,7 +191,6 @@ gboolean on_key_in_the_list(GtkEventControllerKey*, guint key, guint, GdkModifie
     case GDK_KEY_Home:
     case GDK_KEY_KP_Home:
         retry_hub_chat_page_at_top();
-        refresh_at_bottom();
         break;
     case GDK_KEY_Down:
     case GDK_KEY_KP_Down:
@@ -208,8 +209,9 @@ gboolean on_key_in_the_list(GtkEventControllerKey*, guint key, guint, GdkModifie
 void on_edge_overshot(GtkScrolledWindow*, GtkPositionType edge, gpointer) {
     if (edge == GTK_POS_TOP) {
         retry_hub_chat_page_at_top();
+    } else if (edge == GTK_POS_BOTTOM) {
+        refresh_at_bottom();
     }
-    refresh_at_bottom();
 }
 
 } // namespace
@@ -233,6 +235,10 @@ void watch_hub_chat_scroll() {
     g_signal_connect(keys, "key-pressed", G_CALLBACK(on_key_in_the_list), nullptr);
     gtk_widget_add_controller(g_hub_chat_scroll, keys);
     g_signal_connect(g_hub_chat_scroll, "edge-overshot", G_CALLBACK(on_edge_overshot), nullptr);
+}
+
+bool is_hub_chat_at_newest_row() {
+    return g_hub_chat_scroll != nullptr && is_at_bottom(vertical());
 }
 
 void follow_newest_hub_chat_row() {

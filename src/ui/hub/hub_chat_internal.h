@@ -60,6 +60,9 @@ void show_hub_chat_empty();
 /// Watches the list's scrolling, which calls the paging below.
 void watch_hub_chat_scroll();
 
+/// Whether the reader has scrolled down as far as it goes.
+bool is_hub_chat_at_newest_row();
+
 /// From here on the newest row is in sight, until the reader scrolls away.
 void follow_newest_hub_chat_row();
 
@@ -132,11 +135,12 @@ void forget_newest_hub_chat_page();
 bool request_newest_hub_chat_page();
 
 /// Asks for the newest page again where the channel is gone or was restarted since it was asked
-/// for, or where it could not be; restarts the channel for it, and does not wait for that. Nothing
-/// otherwise: the reader's place stays.
+/// for, or where it could not be; restarts the channel for it, and does not wait for that, only for
+/// the join once the server has let this client in. Nothing otherwise: the reader's place stays.
 void refresh_hub_chat_if_missed();
 
-/// The same for who scrolls, not soon after the last time.
+/// The same for who scrolls to the newest row, not soon after the last time. Nothing comes of it
+/// where the reader has gone up again meanwhile.
 void refresh_scrolled_hub_chat();
 
 // Sending (chat_send.cpp).
