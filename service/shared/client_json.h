@@ -1,6 +1,6 @@
 // Mends the two ways in which clients' JSON is none: they cut texts within a character, and escape
-// no control characters but line feeds. Used by all three halves of the service
-// for what their clients send. Any thread.
+// no control characters but line feeds. Used by all three parts of the service for what their
+// clients send. Any thread.
 #pragma once
 
 #include <string>

@@ -43,7 +43,7 @@ WebSocketWaited web_socket_wait(std::unique_lock<std::mutex>& lock,
         if (left <= WebSocketClock::duration::zero()) {
             return WebSocketWaited::late;
         }
-        changed.wait_for(lock, std::min(left, k_look));
+        changed.wait_for(lock, stop != nullptr ? std::min(left, k_look) : left);
     }
 }
 

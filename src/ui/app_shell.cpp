@@ -41,7 +41,7 @@ void on_window_laid_out(GdkSurface*, int, int, gpointer window) {
     update_hub_chat_input_height(gtk_widget_get_height(GTK_WIDGET(window)));
 }
 
-/// The first tick comes when the window has been seen: the input would change its height then.
+/// Before the first picture; the tick, which comes later, would change the input's height in sight.
 void on_window_realize(GtkWidget* window, gpointer) {
     g_signal_connect_object(gtk_native_get_surface(GTK_NATIVE(window)), "layout",
                             G_CALLBACK(on_window_laid_out), window, G_CONNECT_AFTER);

@@ -126,6 +126,9 @@ void watch_window_input(GtkWidget* window);
 /// comes, or has come when the wait is over.
 void expect_second_press(SecondPressHandler handler);
 
+/// What the last press led to came to nothing: so does its second one.
+void forget_second_press();
+
 /// To be called when a popup is hidden.
 void release_window_input();
 

@@ -1,15 +1,14 @@
 // What becomes of keys and buttons pressed while a waiting popup is up. Called by the shell, the
 // waiting popups and the hub's list.
-#include "ui/hub/hub_rooms_internal.h"
 #include "ui/ui_internal.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
 namespace {
-
-constexpr gint k_double_click_distance = 5; // pixels; the toolkit's own, until it is asked
 
 struct Press {
     std::uint32_t time_ms; // the event's own clock
@@ -57,11 +56,13 @@ Press read_press(GdkEvent* event) {
 }
 
 bool is_double_click(const Press& first, const Press& second) {
-    gint distance = k_double_click_distance;
-    g_object_get(gtk_settings_get_default(), "gtk-double-click-distance", &distance, nullptr);
+    gint time_ms = 0;
+    gint distance = 0;
+    g_object_get(gtk_settings_get_default(), "gtk-double-click-time", &time_ms,
+                 "gtk-double-click-distance", &distance, nullptr);
     // The clock of the events may pass its end between the two.
     const std::uint32_t apart_ms = second.time_ms - first.time_ms;
-    return apart_ms <= static_cast<std::uint32_t>(get_natural_double_click_time_ms()) &&
+    return apart_ms <= static_cast<std::uint32_t>(std::max(time_ms, 0)) &&
            std::abs(second.x - first.x) <= distance && std::abs(second.y - first.y) <= distance;
 }
 
@@ -116,6 +117,13 @@ void watch_window_input(GtkWidget* window) {
 void expect_second_press(SecondPressHandler handler) {
     if (g_last_press.has_value()) {
         g_last_press->on_second = handler;
+    }
+}
+
+void forget_second_press() {
+    g_due = nullptr;
+    if (g_last_press.has_value()) {
+        g_last_press->on_second = nullptr;
     }
 }
 

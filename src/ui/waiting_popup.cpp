@@ -37,8 +37,7 @@ GtkWidget* create_contents(const char* text) {
     return box;
 }
 
-// A press on the popup would be lost with it, if it is seen only when the caller has blocked. Before
-// it is shown: a window manager looks at it then, and may miss what comes a moment later.
+// A press on the popup would be lost with it, if it is seen only when the caller has blocked.
 void let_pointer_through(GtkWidget* popup) {
     cairo_region_t* const nothing = cairo_region_create();
     gdk_surface_set_input_region(gtk_native_get_surface(GTK_NATIVE(popup)), nothing);
@@ -80,7 +79,6 @@ void run_pending_until_painted(GtkWidget* const& popup) {
     if (g_signal_handler_is_connected(clock.get(), handler) != FALSE) { // it ends with the popup
         g_signal_handler_disconnect(clock.get(), handler);
     }
-    gdk_display_flush(gdk_display_get_default());
 }
 
 void show_popup(GtkWidget*& slot, const char* text) {
@@ -95,14 +93,15 @@ void show_popup(GtkWidget*& slot, const char* text) {
     gtk_window_set_resizable(popup, FALSE);
     gtk_window_set_default_size(popup, k_width, k_height);
     gtk_window_set_child(popup, create_contents(text));
-    gtk_widget_realize(slot);
-    let_pointer_through(slot);
     gtk_window_present(popup);
+    let_pointer_through(slot);
     run_pending_until_painted(slot);
     if (slot != nullptr) {
+        let_pointer_through(slot); // a window manager may have missed it before it had the popup
         // Not before: Windows would throw away what is pressed under a modal one, and the second
         // press of a double click is still of use.
         gtk_window_set_modal(GTK_WINDOW(slot), TRUE);
+        gdk_display_flush(gtk_widget_get_display(slot));
     }
 }
 
@@ -110,8 +109,8 @@ void hide_popup(GtkWidget*& slot) {
     if (slot != nullptr) {
         gtk_window_destroy(GTK_WINDOW(slot));
         forget(slot);
-        release_window_input();
     }
+    release_window_input(); // its user may have closed it
 }
 
 } // namespace

@@ -245,7 +245,7 @@ bool web_socket_send_text(WebSocket& socket, std::string_view text) {
         link.changed.notify_all();
         return false;
     }
-    return link.sending.error == 0;
+    return !link.is_aborted && link.sending.error == 0;
 }
 
 WebSocketReceived web_socket_receive(WebSocket& socket, std::span<char> buffer) {

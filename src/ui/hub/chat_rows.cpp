@@ -130,8 +130,8 @@ void clear_hub_chat_list() {
         gtk_widget_grab_focus(g_hub_chat_input_view); // the row that has it goes
     }
     forget(g_hub_chat_empty_label);
-    replace_hub_chat_list();
     follow_newest_hub_chat_row();
+    replace_hub_chat_list();
 }
 
 void show_hub_chat_notice(const char* text) {

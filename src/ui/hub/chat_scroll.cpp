@@ -60,7 +60,7 @@ int height_of_rows_above(const GtkWidget* end) {
         gtk_widget_get_allocated_width(g_hub_chat_list) - gtk_widget_get_width(g_hub_chat_list);
     const int width = list_width() - frame;
     int height = 0;
-    for (GtkWidget* row = gtk_widget_get_first_child(g_hub_chat_list); row != end;
+    for (GtkWidget* row = gtk_widget_get_first_child(g_hub_chat_list); row != nullptr && row != end;
          row = gtk_widget_get_next_sibling(row)) {
         height += gtk_widget_get_allocated_width(row) == width
                       ? gtk_widget_get_allocated_height(row)

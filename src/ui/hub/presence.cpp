@@ -67,7 +67,7 @@ bool load_members() {
     return false;
 }
 
-// A refusal holds for one stay in a room.
+// A refusal is forgotten where another stay in a room begins.
 void forget_refused_members() {
     if (g_members_request.has_value() && g_members_request->was_refused) {
         g_members_request.reset();

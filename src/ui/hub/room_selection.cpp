@@ -79,6 +79,7 @@ void switch_chat(const HubSpace& space) {
 bool switch_space(std::int32_t index, bool is_another) {
     if (is_another) {
         clear_hub_stream_state_for_space_change();
+        forget_newest_hub_chat_page(); // the popup's loop must not ask for it in this space's name
     }
     if (!select_space_behind_popup(
             index, tr(is_another ? "msg_switching_space" : "msg_loading_space_data"))) {
@@ -91,6 +92,7 @@ bool switch_space(std::int32_t index, bool is_another) {
     refresh_hub_server_list();
     reveal_hub_chat_column();
     if (!loaded) {
+        forget_second_press();
         show_rooms_failure(error);
     }
     return true;
@@ -171,6 +173,9 @@ bool select_space_behind_popup(std::int32_t index, const char* popup_text) {
     show_loading_popup(popup_text);
     const std::int32_t now_at = hub_space_index_of_id(id.c_str());
     if (g_window == nullptr || now_at < 0) {
+        g_selected_server_index = -1;
+        g_selected_space_id[0] = '\0';
+        forget_second_press();
         hide_loading_popup();
         return false;
     }

@@ -134,7 +134,9 @@ bool add_hub_server(const char* id) {
 
 void cache_selected_space_rooms() {
     HubSpace* const space = selected_hub_space();
-    if (space == nullptr || std::strcmp(space->id, g_hub_rooms_space_id) != 0) {
+    // Of a long id the selected space's, by which they may have been loaded, is the beginning.
+    constexpr std::size_t k_known = sizeof(g_selected_space_id) - 1;
+    if (space == nullptr || std::strncmp(space->id, g_hub_rooms_space_id, k_known) != 0) {
         return;
     }
     space->cachedRoomCount = std::clamp(g_hub_room_count, 0, k_max_hub_rooms);
