@@ -87,7 +87,7 @@ TEST_F(HubChatCatchUp, AReaderOfOlderMessagesKeepsThePlaceUntilTheNewestIsInSigh
     open_space_and_miss(60, 2);
     scroll_to(bottom() / 2);
     emit_wheel(1.0);
-    EXPECT_TRUE(wait_for_pictures());
+    settle();
     EXPECT_FALSE(chat_ws_connection_is_usable());
     EXPECT_EQ(rows(), held_messages(1, 60));
     scroll_to(bottom());
@@ -120,10 +120,10 @@ TEST_F(HubChatCatchUp, WhereNothingWasMissedNothingIsAskedForAndThePlaceStays) {
     emit_wheel(1.0);
     refresh_hub_chat_if_missed();
     scroll_to(bottom() / 2);
-    EXPECT_TRUE(wait_for_pictures());
+    settle();
     const double place = place_of(first);
     refresh_hub_chat_if_missed();
-    EXPECT_TRUE(wait_for_pictures());
+    settle();
     EXPECT_EQ(count_requests(k_newest), 1);
     EXPECT_EQ(row_widgets().front(), first);
     EXPECT_EQ(place_of(first), place);

@@ -181,6 +181,18 @@ GtkAdjustment* HubChatTest::scrolling() {
     return gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(g_hub_chat_scroll));
 }
 
+void HubChatTest::settle() {
+    const auto place = [] {
+        return std::array{gtk_adjustment_get_value(scrolling()),
+                          gtk_adjustment_get_upper(scrolling()),
+                          gtk_adjustment_get_page_size(scrolling())};
+    };
+    for (auto before = std::array{-1.0, -1.0, -1.0}; before != place();) {
+        before = place();
+        ASSERT_TRUE(wait_for_pictures());
+    }
+}
+
 double HubChatTest::bottom() {
     return gtk_adjustment_get_upper(scrolling()) - gtk_adjustment_get_page_size(scrolling());
 }

@@ -55,6 +55,9 @@ class HubChatTest : public testing::Test {
     /// Where the row begins, in pixels below the top of what is seen of the list.
     static double place_of(GtkWidget* row);
     static GtkAdjustment* scrolling();
+    /// Lets everything be laid out and placed that waits for it.
+    static void settle();
+
     static double bottom();
     static bool is_at_bottom();
     static void scroll_to(double value);

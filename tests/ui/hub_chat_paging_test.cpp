@@ -70,9 +70,6 @@ class HubChatPaging : public HubChatTest {
         ASSERT_GT(bottom(), 100.0);
     }
 
-    /// Lets everything be laid out that waits for it.
-    static void settle() { ASSERT_TRUE(wait_for_pictures()); }
-
     void open_channel() {
         chat_ws_start_for_selected_space();
         ASSERT_TRUE(chat_ws_join_space_chat("s1"));
@@ -185,7 +182,7 @@ TEST_F(HubChatPaging, ALiveMessageLeavesAReaderWhoIsElsewhereThere) {
     scroll_to(bottom());
     append_hub_chat_row("Luis", "otro", nullptr);
     settle();
-    EXPECT_TRUE(is_at_bottom());
+    EXPECT_TRUE(wait_until(is_at_bottom));
 }
 
 TEST_F(HubChatPaging, TheNewestRowStaysInSightWhenTheWindowGetsLower) {
