@@ -104,7 +104,11 @@ void HubChatTest::show_column(int width, int height) {
     gtk_window_set_default_size(GTK_WINDOW(g_window), width, height);
     gtk_window_set_child(GTK_WINDOW(g_window), create_hub_chat_column());
     gtk_window_present(GTK_WINDOW(g_window));
-    wait_until([] { return gtk_widget_get_height(g_hub_chat_scroll) > 0; });
+    // Until it is active, the window manager may still change its size.
+    wait_until([] {
+        return gtk_widget_get_height(g_hub_chat_scroll) > 0 &&
+               gtk_window_is_active(GTK_WINDOW(g_window)) != FALSE;
+    });
 }
 
 void HubChatTest::hold_history(int count, int page_size) {
