@@ -184,7 +184,8 @@ void on_register_back_clicked(GtkWidget* sender, gpointer data);
 // Focus (window_focus.cpp).
 extern GtkWidget* g_servers_list;
 
-/// Gives the keyboard to the list's selected or first row, where nothing in the list has it.
+/// Gives the keyboard to the list's selected or first row, where nothing in the list has it;
+/// without a space to the list itself.
 void focus_spaces_list();
 
 /// GLib callbacks: present the main window and give the spaces list the keyboard. The first runs

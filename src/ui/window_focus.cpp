@@ -1,6 +1,5 @@
 // Gives the main window and its spaces list the keyboard back after a dialog. Called when an alert
 // closes.
-#include "ui/hub/hub_internal.h"
 #include "ui/ui_internal.h"
 
 namespace {
@@ -31,15 +30,12 @@ void focus_spaces_list() {
     if (g_servers_list == nullptr || has_keyboard(g_servers_list)) {
         return; // the user may have gone on to another row
     }
-    // On the list itself the arrow keys do nothing; without a space, making one is what is left.
+    // On the list itself the arrow keys do nothing.
     GtkListBox* const list = GTK_LIST_BOX(g_servers_list);
     GtkListBoxRow* const selected = gtk_list_box_get_selected_row(list);
     GtkListBoxRow* const row =
         selected != nullptr ? selected : gtk_list_box_get_row_at_index(list, 0);
-    GtkWidget* const target = row != nullptr ? GTK_WIDGET(row) : g_hub_add_space_action_btn;
-    if (target != nullptr) {
-        gtk_widget_grab_focus(target);
-    }
+    gtk_widget_grab_focus(row != nullptr ? GTK_WIDGET(row) : g_servers_list);
 }
 
 gboolean restore_main_window_focus_idle(gpointer) {

@@ -70,11 +70,12 @@ int run_interface(const std::function<void()>& body) {
     return status;
 }
 
-bool wait_until(const std::function<bool()>& condition) {
+bool wait_until(const std::function<bool()>& condition, std::source_location caller) {
     const std::int64_t limit = g_get_monotonic_time() + k_wait_limit_us;
     while (!condition()) {
         if (g_get_monotonic_time() > limit) {
-            ADD_FAILURE() << "the condition never held";
+            ADD_FAILURE_AT(caller.file_name(), static_cast<int>(caller.line()))
+                << "the condition never held";
             return false;
         }
         if (!g_main_context_iteration(nullptr, FALSE)) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <source_location>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,8 @@
 int run_interface(const std::function<void()>& body);
 
 /// Runs the main loop until `condition` holds. False, and a test failure, after ten seconds.
-bool wait_until(const std::function<bool()>& condition);
+bool wait_until(const std::function<bool()>& condition,
+                std::source_location caller = std::source_location::current());
 
 /// Runs the main loop until the main window was painted so often: what waits for a layout has had
 /// it.

@@ -174,7 +174,4 @@ void update_hub_empty_state() {
     if (g_empty_spaces_box != nullptr) {
         gtk_widget_set_visible(g_empty_spaces_box, g_hub_server_count == 0);
     }
-    if (g_servers_list != nullptr) {
-        gtk_widget_set_can_focus(g_servers_list, g_hub_server_count > 0); // a line without rows
-    }
 }
