@@ -23,8 +23,8 @@ constexpr std::uint16_t k_normal_closure = 1000;
 
 Worker g_chat_ws_thread; // brings its stop event
 
-/// Held for each send and the close: the seam takes one of them at a time. Taken before the state's
-/// lock where both are.
+/// Held for each send and the close of the current connection: the seam takes one of them at a
+/// time. Taken before the state's lock where both are.
 std::mutex g_chat_ws_send_lock;
 
 /// Guards what follows; g_chat_ws_auth_ok may be read without it.

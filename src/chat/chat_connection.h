@@ -46,7 +46,7 @@ bool chat_ws_connection_is_usable();
 void chat_ws_follow_room(const char* room_id);
 
 /// Sends one frame; false for a missing connection, an empty text, or when it could not be sent.
-/// Any thread.
+/// Any thread, as long as nobody stops the channel beside it: what was stopped is closed unlocked.
 bool chat_ws_send_json(const ChatSocket& socket, const char* text);
 
 /// Enters the chat of `space_id` and waits for the server's word, 3,000 ms at most; before that up

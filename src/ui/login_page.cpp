@@ -23,8 +23,9 @@ void append_titles(const SignInForm& form) {
     GtkWidget* const icon = create_app_icon_image(k_icon_size);
     gtk_widget_set_halign(icon, GTK_ALIGN_CENTER);
     gtk_box_append(GTK_BOX(form.container), icon);
-    keep(g_login_title_label, append_label(form, tr("login_title"), {"app-title", "login-title"}));
-    keep(g_login_subtitle_label, append_label(form, tr("login_subtitle"), {"subtitle"}));
+    keep(g_login_title_label,
+         append_label(form.container, tr("login_title"), {"app-title", "login-title"}));
+    keep(g_login_subtitle_label, append_label(form.container, tr("login_subtitle"), {"subtitle"}));
 
     GtkWidget* const gap = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
     gtk_widget_set_size_request(gap, k_natural_size, k_title_gap);
@@ -44,7 +45,7 @@ void append_fields(const SignInForm& form) {
     keep(g_password_entry, password.entry);
     g_signal_connect(g_password_entry, "activate", G_CALLBACK(on_login_clicked), nullptr);
 
-    keep(g_login_hint_label, append_label(form, tr("login_hint"), {"subtitle"}));
+    keep(g_login_hint_label, append_label(form.container, tr("login_hint"), {"subtitle"}));
     GtkLabel* const hint = GTK_LABEL(g_login_hint_label);
     gtk_widget_set_halign(g_login_hint_label, GTK_ALIGN_START);
     gtk_label_set_wrap(hint, TRUE);
@@ -63,8 +64,7 @@ GtkWidget* create_google_button() {
 
     GtkWidget* const button = gtk_button_new();
     gtk_button_set_child(GTK_BUTTON(button), box);
-    gtk_accessible_update_relation(GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_RELATION_LABELLED_BY,
-                                   g_google_login_btn_label, nullptr, -1);
+    set_labelled_by(button, g_google_login_btn_label);
     return button;
 }
 
@@ -74,7 +74,7 @@ void append_buttons(const SignInForm& form) {
     gtk_widget_set_margin_top(g_login_btn, k_login_button_gap);
     g_signal_connect(g_login_btn, "clicked", G_CALLBACK(on_login_clicked), nullptr);
 
-    GtkWidget* const or_label = append_label(form, "--- or ---", {"subtitle"});
+    GtkWidget* const or_label = append_label(form.container, "--- or ---", {"subtitle"});
     gtk_widget_set_halign(or_label, GTK_ALIGN_CENTER);
     gtk_widget_set_margin_top(or_label, k_or_margin);
     gtk_widget_set_margin_bottom(or_label, k_or_margin);

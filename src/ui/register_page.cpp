@@ -25,7 +25,7 @@ GtkWidget* g_register_back_btn = nullptr;
 
 GtkWidget* create_register_page() {
     const SignInForm form = create_sign_in_form(k_spacing);
-    append_label(form, tr("register_title"), {"app-title", "login-title"});
+    append_label(form.container, tr("register_title"), {"app-title", "login-title"});
 
     const SignInField address =
         append_address_field(form, "register_user_label", "register_user_placeholder");

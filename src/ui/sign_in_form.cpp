@@ -12,12 +12,11 @@ constexpr int k_address_max_characters = 128;
 constexpr int k_entry_width_chars = 54;
 
 SignInField append_field(const SignInForm& form, const char* label_key, GtkWidget* entry) {
-    GtkWidget* const label = append_label(form, tr(label_key), {"input-label"});
+    GtkWidget* const label = append_label(form.container, tr(label_key), {"input-label"});
     gtk_widget_set_halign(label, GTK_ALIGN_START);
     gtk_widget_add_css_class(entry, "login-entry");
     gtk_editable_set_max_width_chars(GTK_EDITABLE(entry), k_entry_width_chars);
-    gtk_accessible_update_relation(GTK_ACCESSIBLE(entry), GTK_ACCESSIBLE_RELATION_LABELLED_BY,
-                                   label, nullptr, -1);
+    set_labelled_by(entry, label);
     gtk_box_append(GTK_BOX(form.container), entry);
     return {label, entry};
 }
@@ -36,21 +35,7 @@ SignInForm create_sign_in_form(int spacing) {
     gtk_widget_set_vexpand(outer, TRUE);
     gtk_box_append(GTK_BOX(outer), container);
 
-    GtkWidget* const page = gtk_scrolled_window_new();
-    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(page), GTK_POLICY_NEVER,
-                                   GTK_POLICY_AUTOMATIC);
-    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(page), outer);
-    return {page, container};
-}
-
-GtkWidget* append_label(const SignInForm& form, const char* text,
-                        std::initializer_list<const char*> classes) {
-    GtkWidget* const label = gtk_label_new(text);
-    for (const char* css_class : classes) {
-        gtk_widget_add_css_class(label, css_class);
-    }
-    gtk_box_append(GTK_BOX(form.container), label);
-    return label;
+    return {create_vertical_scroller(outer), container};
 }
 
 GtkWidget* append_button(const SignInForm& form, GtkWidget* button, const char* kind_class) {

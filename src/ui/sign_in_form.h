@@ -15,9 +15,7 @@ struct SignInForm {
 /// A page with an empty form in its middle; it scrolls where the window is too low for the form.
 SignInForm create_sign_in_form(int spacing);
 
-/// Appends to the form and returns the widget appended, with these style classes.
-GtkWidget* append_label(const SignInForm& form, const char* text,
-                        std::initializer_list<const char*> classes);
+/// Appends to the form and returns the button, with this style class and that of the forms.
 GtkWidget* append_button(const SignInForm& form, GtkWidget* button, const char* kind_class);
 
 /// A field with its name over it, which also names it to whoever does not see them side by side.

@@ -4,6 +4,7 @@
 
 #include "ui/gobject_ptr.h"
 #include "ui/gui_facade.h"
+#include "ui/widgets.h"
 
 #include <gtk/gtk.h>
 
@@ -23,25 +24,6 @@ template <typename T>
 void forget(T*& slot) {
     g_clear_weak_pointer(&slot);
 }
-
-/// The same margin on all four sides, in pixels.
-inline void set_margins(GtkWidget* widget, int margin) {
-    gtk_widget_set_margin_start(widget, margin);
-    gtk_widget_set_margin_end(widget, margin);
-    gtk_widget_set_margin_top(widget, margin);
-    gtk_widget_set_margin_bottom(widget, margin);
-}
-
-/// The tooltip of a widget that shows no text, which is its name for a screen reader too.
-inline void set_tooltip_and_name(GtkWidget* widget, const char* text) {
-    gtk_widget_set_tooltip_text(widget, text);
-    gtk_accessible_update_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, text, -1);
-    // A button's icon, which GTK gives as its label, has no name.
-    gtk_accessible_reset_relation(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_RELATION_LABELLED_BY);
-}
-
-/// Where the label has to cut its text, its tooltip is all of it (cut_text.cpp).
-void tell_cut_text(GtkWidget* label);
 
 // Shell (app_shell.cpp, page_stack.cpp).
 extern GObjectPtr<GtkApplication> g_app;
@@ -184,8 +166,12 @@ void on_register_back_clicked(GtkWidget* sender, gpointer data);
 // Focus (window_focus.cpp).
 extern GtkWidget* g_servers_list;
 
+/// Whether the keyboard is on something in the widget.
+bool has_keyboard_within(GtkWidget* widget);
+
 /// Gives the keyboard to the list's selected or first row, where nothing in the list has it;
-/// without a space to the list itself.
+/// without a row to the list itself. Null for no list.
+void focus_list(GtkWidget* list);
 void focus_spaces_list();
 
 /// GLib callbacks: present the main window and give the spaces list the keyboard. The first runs

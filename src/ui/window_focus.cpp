@@ -4,11 +4,6 @@
 
 namespace {
 
-bool has_keyboard(GtkWidget* widget) {
-    GtkWidget* const focus = gtk_window_get_focus(GTK_WINDOW(g_window));
-    return focus != nullptr && gtk_widget_is_ancestor(focus, widget) != FALSE;
-}
-
 constexpr guint k_retry_interval_ms = 120;
 
 void restore_main_window_focus() {
@@ -26,16 +21,26 @@ void restore_main_window_focus() {
 
 GtkWidget* g_servers_list = nullptr;
 
-void focus_spaces_list() {
-    if (g_servers_list == nullptr || has_keyboard(g_servers_list)) {
+bool has_keyboard_within(GtkWidget* widget) {
+    GtkWidget* const focus =
+        g_window != nullptr ? gtk_window_get_focus(GTK_WINDOW(g_window)) : nullptr;
+    return focus != nullptr && gtk_widget_is_ancestor(focus, widget) != FALSE;
+}
+
+void focus_list(GtkWidget* list) {
+    if (list == nullptr || has_keyboard_within(list)) {
         return; // the user may have gone on to another row
     }
     // On the list itself the arrow keys do nothing.
-    GtkListBox* const list = GTK_LIST_BOX(g_servers_list);
-    GtkListBoxRow* const selected = gtk_list_box_get_selected_row(list);
+    GtkListBox* const box = GTK_LIST_BOX(list);
+    GtkListBoxRow* const selected = gtk_list_box_get_selected_row(box);
     GtkListBoxRow* const row =
-        selected != nullptr ? selected : gtk_list_box_get_row_at_index(list, 0);
-    gtk_widget_grab_focus(row != nullptr ? GTK_WIDGET(row) : g_servers_list);
+        selected != nullptr ? selected : gtk_list_box_get_row_at_index(box, 0);
+    gtk_widget_grab_focus(row != nullptr ? GTK_WIDGET(row) : list);
+}
+
+void focus_spaces_list() {
+    focus_list(g_servers_list);
 }
 
 gboolean restore_main_window_focus_idle(gpointer) {

@@ -17,8 +17,7 @@ GtkWidget* create_list() {
     gtk_list_box_set_selection_mode(GTK_LIST_BOX(list), GTK_SELECTION_NONE);
     gtk_list_box_set_adjustment(GTK_LIST_BOX(list), gtk_scrolled_window_get_vadjustment(
                                                         GTK_SCROLLED_WINDOW(g_hub_chat_scroll)));
-    gtk_accessible_update_relation(GTK_ACCESSIBLE(list), GTK_ACCESSIBLE_RELATION_LABELLED_BY,
-                                   g_hub_chat_title_label, nullptr, -1);
+    set_labelled_by(list, g_hub_chat_title_label);
     return list;
 }
 

@@ -77,7 +77,7 @@ void set_hub_chat_loading_indicator(bool on) {
     if (g_hub_chat_loading_label != nullptr) {
         gtk_widget_set_visible(g_hub_chat_loading_label, on);
     }
-    if (!on) {
+    if (!on && !g_hub_chat_pending_history_prepend) {
         stop_loss_check(); // nothing is waited for any more
     }
 }
@@ -137,8 +137,10 @@ bool load_older_hub_chat_messages(std::span<char> error) {
 // Scrolling tries again as often as it is done: the few pixels at the top are used up in a step or
 // two, and what the list moves by itself is over when a try that took seconds is.
 void page_hub_chat_at_top() {
-    if (g_hub_chat_loading_history || !g_hub_chat_has_more_history ||
-        is_empty(g_hub_chat_next_before) || !has_hub_chat_scope() || !is_at_top()) {
+    // The answer to another scope's request ends the loading, not the wait for one's own.
+    if (g_hub_chat_loading_history || g_hub_chat_pending_history_prepend ||
+        !g_hub_chat_has_more_history || is_empty(g_hub_chat_next_before) || !has_hub_chat_scope() ||
+        !is_at_top()) {
         return;
     }
     g_hub_chat_loading_history = true;

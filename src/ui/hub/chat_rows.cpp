@@ -7,6 +7,7 @@
 #include "ui/display_text.h"
 #include "ui/hub/chat_timestamp.h"
 #include "ui/localisation.h"
+#include "ui/text_direction.h"
 
 #include <initializer_list>
 #include <string>
@@ -35,15 +36,12 @@ void set_attributes(GtkLabel* label, std::initializer_list<PangoAttribute*> attr
 
 /// Of whatever length its text is, the label takes the width that there is.
 GtkLabel* append_row_label(GtkWidget* box, const char* text, const char* css_class) {
-    GtkWidget* const widget = gtk_label_new(display_text(text).c_str());
-    GtkLabel* const label = GTK_LABEL(widget);
+    GtkLabel* const label = GTK_LABEL(append_label(box, display_text(text).c_str(), {css_class}));
     gtk_label_set_xalign(label, 0.0F);
     gtk_label_set_width_chars(label, k_label_chars);
     gtk_label_set_max_width_chars(label, k_label_chars);
     gtk_label_set_wrap(label, TRUE);
     gtk_label_set_wrap_mode(label, PANGO_WRAP_WORD_CHAR);
-    gtk_widget_add_css_class(widget, css_class);
-    gtk_box_append(GTK_BOX(box), widget);
     return label;
 }
 
@@ -65,10 +63,15 @@ void append_header(GtkWidget* box, const char* sender, const char* created_at) {
         format_chat_timestamp_from_iso(created_at, timestamp);
         format_text(header, "%s [%s]", name.c_str(), timestamp);
     }
-    GtkLabel* const label = append_row_label(box, header, "hub-chat-header");
+    const std::string_view line = header;
+    const std::string sender_part(line.substr(0, name.size()));
+    const std::string time_part(line.substr(sender_part.size()));
+    const std::string shown_sender = begin_left_to_right(display_text(sender_part.c_str()));
+    GtkLabel* const label =
+        append_row_label(box, (shown_sender + time_part).c_str(), "hub-chat-header");
 
     PangoAttribute* const bold = pango_attr_weight_new(PANGO_WEIGHT_BOLD);
-    bold->end_index = static_cast<guint>(display_text(name.c_str()).size());
+    bold->end_index = static_cast<guint>(shown_sender.size());
     PangoAttribute* const dim = pango_attr_foreground_alpha_new(k_time_alpha);
     dim->start_index = bold->end_index;
     set_attributes(label, {bold, dim});
@@ -82,11 +85,7 @@ GtkWidget* insert_row(int position, const char* sender, const char* text, const 
     set_attributes(text_label, {});
     gtk_label_set_selectable(text_label, TRUE); // to be copied
 
-    GtkWidget* const row = gtk_list_box_row_new();
-    gtk_list_box_row_set_child(GTK_LIST_BOX_ROW(row), box);
-    gtk_list_box_row_set_activatable(GTK_LIST_BOX_ROW(row), FALSE);
-    gtk_list_box_row_set_selectable(GTK_LIST_BOX_ROW(row), FALSE);
-    gtk_list_box_insert(GTK_LIST_BOX(g_hub_chat_list), row, position);
+    gtk_list_box_insert(GTK_LIST_BOX(g_hub_chat_list), create_reading_row(box), position);
     note_hub_chat_row_added();
     return GTK_WIDGET(text_label);
 }

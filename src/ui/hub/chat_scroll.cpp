@@ -21,6 +21,7 @@ bool g_follows_newest = true;
 bool g_has_new_rows = false;
 bool g_is_placing = false;
 guint g_place_tick = 0;
+guint g_page_tick = 0;
 
 /// The first of the rows whose style is still to be looked for; null: none is.
 GtkWidget* g_unstyled_row = nullptr;
@@ -164,13 +165,31 @@ void refresh_at_bottom() {
     }
 }
 
-void on_value_changed(GtkAdjustment* adjustment, gpointer) {
-    // What a layout moves is no scrolling: a list that was emptied stands at its top, too.
-    if (!g_is_placing && bounds_of(adjustment) == g_known_bounds) {
-        g_follows_newest = is_at_bottom(adjustment);
-        page_hub_chat_at_top();
-        refresh_at_bottom();
+gboolean on_page_tick(GtkWidget*, GdkFrameClock*, gpointer) {
+    if (g_place_tick != 0) {
+        return G_SOURCE_CONTINUE;
     }
+    g_page_tick = 0;
+    retry_hub_chat_page_at_top();
+    return G_SOURCE_REMOVE;
+}
+
+/// A layout takes the list to its top also on the way to somewhere else: the reader's place counts.
+void page_once_placed() {
+    if (g_page_tick == 0) {
+        g_page_tick =
+            gtk_widget_add_tick_callback(g_hub_chat_scroll, on_page_tick, nullptr, nullptr);
+    }
+}
+
+void on_value_changed(GtkAdjustment* adjustment, gpointer) {
+    if (g_is_placing || bounds_of(adjustment) != g_known_bounds) {
+        page_once_placed();
+        return;
+    }
+    g_follows_newest = is_at_bottom(adjustment);
+    page_hub_chat_at_top();
+    refresh_at_bottom();
 }
 
 gboolean on_wheel(GtkEventControllerScroll*, double, double dy, gpointer) {
@@ -221,6 +240,7 @@ void watch_hub_chat_scroll() {
     g_follows_newest = true;
     g_has_new_rows = false;
     g_place_tick = 0;
+    g_page_tick = 0;
     g_signal_connect(vertical(), "changed", G_CALLBACK(on_bounds_changed), nullptr);
     g_signal_connect(vertical(), "value-changed", G_CALLBACK(on_value_changed), nullptr);
 

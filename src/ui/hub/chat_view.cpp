@@ -20,14 +20,6 @@ constexpr std::int32_t k_input_height_percent = 15;
 constexpr std::int32_t k_input_height_min = 84;
 constexpr std::int32_t k_input_height_max = 220;
 
-GtkWidget* create_title() {
-    GtkWidget* const label = gtk_label_new(tr("hub_chat_default_title"));
-    gtk_widget_add_css_class(label, "settings-option-title");
-    gtk_label_set_xalign(GTK_LABEL(label), 0.0F);
-    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
-    return label;
-}
-
 /// Over the list, so that nothing moves when it comes and goes.
 GtkWidget* create_loading_label() {
     GtkWidget* const label = gtk_label_new(tr("hub_chat_loading_history"));
@@ -40,10 +32,8 @@ GtkWidget* create_loading_label() {
 }
 
 GtkWidget* create_chat_page() {
-    keep(g_hub_chat_scroll, gtk_scrolled_window_new());
+    keep(g_hub_chat_scroll, create_vertical_scroller(nullptr)); // the list comes next
     gtk_widget_set_vexpand(g_hub_chat_scroll, TRUE);
-    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(g_hub_chat_scroll), GTK_POLICY_NEVER,
-                                   GTK_POLICY_AUTOMATIC);
     create_hub_chat_list();
     watch_hub_chat_scroll();
 
@@ -73,18 +63,14 @@ GtkWidget* create_input_box() {
     keep(g_hub_chat_input_view, create_input_view());
     watch_hub_chat_input();
 
-    GtkWidget* const scrolled = gtk_scrolled_window_new();
+    GtkWidget* const scrolled = create_vertical_scroller(g_hub_chat_input_view);
     gtk_widget_add_css_class(scrolled, "hub-chat-input");
     gtk_widget_set_hexpand(scrolled, TRUE);
-    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_NEVER,
-                                   GTK_POLICY_AUTOMATIC);
-    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), g_hub_chat_input_view);
 
-    keep(g_hub_chat_send_btn, gtk_button_new_with_label(tr("hub_chat_send_btn")));
-    gtk_widget_add_css_class(g_hub_chat_send_btn, "suggested-action");
+    keep(g_hub_chat_send_btn, create_text_button(tr("hub_chat_send_btn"), "suggested-action",
+                                                 G_CALLBACK(on_hub_chat_send_clicked)));
     gtk_widget_set_valign(g_hub_chat_send_btn, GTK_ALIGN_END);
     gtk_widget_set_focus_on_click(g_hub_chat_send_btn, FALSE); // one goes on writing
-    g_signal_connect(g_hub_chat_send_btn, "clicked", G_CALLBACK(on_hub_chat_send_clicked), nullptr);
 
     GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_input_spacing);
     gtk_box_append(GTK_BOX(box), scrolled);
@@ -104,13 +90,13 @@ GtkWidget* g_hub_chat_input_view = nullptr;
 GtkWidget* g_hub_chat_send_btn = nullptr;
 
 GtkWidget* create_hub_chat_column() {
-    GtkWidget* const column = gtk_box_new(GTK_ORIENTATION_VERTICAL, k_column_gap);
-    gtk_widget_add_css_class(column, "settings-section");
+    GtkWidget* const column =
+        create_box(GTK_ORIENTATION_VERTICAL, k_column_gap, "settings-section");
     gtk_widget_set_hexpand(column, TRUE);
     gtk_widget_set_size_request(column, k_column_width, -1);
 
-    keep(g_hub_chat_title_label, create_title());
-    gtk_box_append(GTK_BOX(column), g_hub_chat_title_label);
+    keep(g_hub_chat_title_label,
+         append_caption(column, tr("hub_chat_default_title"), {"settings-option-title"}));
 
     keep(g_hub_content_stack, gtk_stack_new());
     GtkStack* const stack = GTK_STACK(g_hub_content_stack);

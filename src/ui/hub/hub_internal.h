@@ -69,13 +69,10 @@ void take_list_cursor_off_removed_row(GtkListBoxRow* row);
 /// Shows the box that says so exactly when there are no spaces.
 void update_hub_empty_state();
 
-// What can be done with a space (space_actions.cpp).
+// The tables of spaces and rooms (space_tables.cpp).
 
-/// Makes the buttons that exist fit the selected space and the pending invitations.
-void update_hub_space_actions();
-
-/// Shows how many invitations wait, in the current language.
-void update_hub_pending_invites_button();
+/// All spaces, in order. Valid until they are loaded anew.
+std::span<const HubSpace> hub_spaces();
 
 /// The space that is selected, or at an index, or of an identifier; null or -1 for none.
 HubSpace* selected_hub_space();
@@ -106,6 +103,14 @@ void take_cached_rooms(const HubSpace& space);
 /// Asks the backend for the selected space's rooms and caches them. On failure false, with a
 /// sentence in `error`, and the rooms table holds what is cached, not another space's.
 bool load_rooms_of_selected_space(std::span<char> error);
+
+// What is on offer for the selected space (space_actions.cpp).
+
+/// Makes the buttons that exist fit the selected space and the pending invitations.
+void update_hub_space_actions();
+
+/// Shows how many invitations wait, in the current language.
+void update_hub_pending_invites_button();
 
 /// Whether the hub's chat is this space's.
 bool is_shown_space_chat(const HubSpace& space);

@@ -27,23 +27,12 @@ int g_chat_min_width = 0; // that the chat's column asks for by itself
 int g_fitted_width = 0;   // of what is seen of the columns, when the chat was last brought into it
 
 GtkWidget* create_column(int width) {
-    GtkWidget* const column = gtk_box_new(GTK_ORIENTATION_VERTICAL, k_column_gap);
-    gtk_widget_add_css_class(column, "settings-section");
+    GtkWidget* const column =
+        create_box(GTK_ORIENTATION_VERTICAL, k_column_gap, "settings-section");
     gtk_widget_add_css_class(column, "hub-column");
     gtk_widget_set_size_request(column, width, -1);
     gtk_widget_set_hexpand(column, FALSE); // whatever in it does
     return column;
-}
-
-// A line of text from the start of its column, cut where the column ends.
-GtkWidget* append_caption(GtkWidget* box, const char* text, const char* css_class) {
-    GtkWidget* const label = gtk_label_new(text);
-    gtk_label_set_xalign(GTK_LABEL(label), 0.0F);
-    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
-    tell_cut_text(label);
-    gtk_widget_add_css_class(label, css_class);
-    gtk_box_append(GTK_BOX(box), label);
-    return label;
 }
 
 // Of whatever length the text is, the column keeps its width.
@@ -52,17 +41,9 @@ void let_shrink(GtkWidget* label) {
 }
 
 void let_wrap(GtkWidget* label) {
+    gtk_label_set_single_line_mode(GTK_LABEL(label), FALSE);
     gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_NONE);
     gtk_label_set_wrap(GTK_LABEL(label), TRUE);
-}
-
-// A small button for its icon's sake; the tooltip says what it does.
-GtkWidget* create_icon_button(const char* icon, const char* css_class, const char* tooltip_key) {
-    GtkWidget* const button = gtk_button_new_from_icon_name(icon);
-    gtk_widget_add_css_class(button, css_class);
-    gtk_widget_set_valign(button, GTK_ALIGN_CENTER);
-    set_tooltip_and_name(button, tr(tooltip_key));
-    return button;
 }
 
 // It takes the place of the name while that is edited.
@@ -83,7 +64,7 @@ GtkWidget* create_name_entry() {
 GtkWidget* create_user_box() {
     GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_user_box_spacing);
     gtk_widget_set_margin_top(box, k_user_box_gap);
-    keep(g_hub_user_name_label, append_caption(box, "-", "hub-user-name"));
+    keep(g_hub_user_name_label, append_caption(box, "-", {"hub-user-name"}));
     let_shrink(g_hub_user_name_label);
     gtk_widget_set_hexpand(g_hub_user_name_label, TRUE);
 
@@ -91,7 +72,7 @@ GtkWidget* create_user_box() {
     gtk_box_append(GTK_BOX(box), g_hub_user_name_entry);
 
     keep(g_hub_user_edit_btn,
-         create_icon_button("document-edit-symbolic", "flat", "hub_user_edit_name"));
+         create_icon_button("document-edit-symbolic", "flat", tr("hub_user_edit_name")));
     // Else a click on it would finish the edit by taking the keyboard, and begin it anew.
     gtk_widget_set_focus_on_click(g_hub_user_edit_btn, FALSE);
     g_signal_connect(g_hub_user_edit_btn, "clicked", G_CALLBACK(on_hub_user_edit_clicked), nullptr);
@@ -99,7 +80,7 @@ GtkWidget* create_user_box() {
 
     keep(g_hub_pending_invites_btn,
          create_icon_button("preferences-system-notifications-symbolic", "btn-primary",
-                            "hub_pending_invites_tooltip"));
+                            tr("hub_pending_invites_tooltip")));
     gtk_widget_set_sensitive(g_hub_pending_invites_btn, FALSE);
     gtk_box_append(GTK_BOX(box), g_hub_pending_invites_btn);
     return box;
@@ -107,13 +88,14 @@ GtkWidget* create_user_box() {
 
 GtkWidget* create_user_column() {
     GtkWidget* const column = create_column(k_user_column_width);
-    keep(g_hub_title_label, append_caption(column, tr("hub_title"), "settings-title"));
-    keep(g_hub_subtitle_label, append_caption(column, tr("hub_subtitle"), "settings-description"));
+    keep(g_hub_title_label, append_caption(column, tr("hub_title"), {"settings-title"}));
+    keep(g_hub_subtitle_label,
+         append_caption(column, tr("hub_subtitle"), {"settings-description"}));
     let_wrap(g_hub_subtitle_label);
     let_shrink(g_hub_subtitle_label);
     g_hub_user_name_editing = false;
     gtk_box_append(GTK_BOX(column), create_user_box());
-    keep(g_hub_user_email_label, append_caption(column, "-", "hub-user-email"));
+    keep(g_hub_user_email_label, append_caption(column, "-", {"hub-user-email"}));
     let_shrink(g_hub_user_email_label);
     return column;
 }
@@ -121,7 +103,7 @@ GtkWidget* create_user_column() {
 GtkWidget* create_spaces_header() {
     GtkWidget* const header = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_header_spacing);
     keep(g_hub_spaces_title_label,
-         append_caption(header, tr("hub_spaces_available"), "settings-option-title"));
+         append_caption(header, tr("hub_spaces_available"), {"settings-option-title"}));
     gtk_widget_set_hexpand(g_hub_spaces_title_label, TRUE);
 
     keep(g_hub_add_space_action_btn, gtk_button_new_with_label("+"));
@@ -131,7 +113,7 @@ GtkWidget* create_spaces_header() {
     gtk_box_append(GTK_BOX(header), g_hub_add_space_action_btn);
 
     keep(g_hub_invite_space_code_btn,
-         create_icon_button("mail-send-symbolic", "btn-primary", "hub_invite_space_code_btn"));
+         create_icon_button("mail-send-symbolic", "btn-primary", tr("hub_invite_space_code_btn")));
     gtk_widget_set_sensitive(g_hub_invite_space_code_btn, FALSE);
     gtk_box_append(GTK_BOX(header), g_hub_invite_space_code_btn);
     return header;
@@ -146,9 +128,7 @@ GtkWidget* create_spaces_scroller() {
     gtk_list_box_set_activate_on_single_click(list, FALSE);
     g_signal_connect(list, "row-selected", G_CALLBACK(on_server_row_selected), nullptr);
     g_signal_connect(list, "row-activated", G_CALLBACK(on_server_row_activated), nullptr);
-    gtk_accessible_update_relation(GTK_ACCESSIBLE(g_servers_list),
-                                   GTK_ACCESSIBLE_RELATION_LABELLED_BY, g_hub_spaces_title_label,
-                                   nullptr, -1);
+    set_labelled_by(g_servers_list, g_hub_spaces_title_label);
 
     GtkWidget* const scrolled = gtk_scrolled_window_new();
     gtk_widget_add_css_class(scrolled, "hub-spaces-scroller");
@@ -161,9 +141,9 @@ GtkWidget* create_spaces_scroller() {
 }
 
 GtkWidget* create_empty_box() {
-    GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
-    gtk_widget_add_css_class(box, "settings-section");
-    keep(g_empty_spaces_label, append_caption(box, tr("hub_empty_spaces"), "settings-description"));
+    GtkWidget* const box = create_box(GTK_ORIENTATION_VERTICAL, 0, "settings-section");
+    keep(g_empty_spaces_label,
+         append_caption(box, tr("hub_empty_spaces"), {"settings-description"}));
     let_wrap(g_empty_spaces_label);
     return box;
 }
@@ -175,6 +155,10 @@ GtkWidget* create_spaces_column() {
     keep(g_empty_spaces_box, create_empty_box());
     gtk_box_append(GTK_BOX(column), g_empty_spaces_box);
     return column;
+}
+
+GtkWidget* user_column() {
+    return gtk_widget_get_parent(g_hub_title_label);
 }
 
 int seen_width() {
@@ -206,7 +190,8 @@ gboolean fit_columns(gpointer) {
         g_fitted_width = 0;
     } else if (seen != g_fitted_width) {
         g_fitted_width = seen;
-        if (selected_hub_space() != nullptr) {
+        // Who is typing a name sees what is typed, whatever becomes of the window.
+        if (selected_hub_space() != nullptr && !has_keyboard_within(user_column())) {
             reveal_hub_chat_column();
         }
     }

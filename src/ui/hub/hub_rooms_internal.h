@@ -29,6 +29,9 @@ extern std::int32_t g_hub_room_presence_count;
 /// may be asked for again.
 void begin_hub_room_presence(const char* room_id);
 
+/// Shows the people where a list of rooms is to be seen.
+void show_hub_room_presence();
+
 /// The local user and the `count` peers, which are read during the call only.
 void sync_hub_room_presence_from_peers(const Peer* peers, std::int32_t count);
 
@@ -91,7 +94,7 @@ extern GtkWidget* g_enter_room_btn;
 
 GtkWidget* create_rooms_page();
 
-/// Gives the keyboard to the list's selected or first row.
+/// As focus_list.
 void focus_room_list();
 void refresh_room_list();
 void load_rooms_for_selected_server();

@@ -40,13 +40,6 @@ void add_person(const char* username, bool speaking) {
     ++g_hub_room_presence_count;
 }
 
-void show_presence() {
-    refresh_hub_server_list();
-    if (g_rooms_list != nullptr && gtk_widget_get_mapped(g_rooms_list) != FALSE) {
-        refresh_room_list();
-    }
-}
-
 // Everybody's beginning and ending to speak leads here: a backend that refuses, or that blocks
 // until the request is given up, is not asked again each time either.
 bool has_asked_for_members() {
@@ -96,6 +89,13 @@ void count_hub_room_users() {
     }
 }
 
+void show_hub_room_presence() {
+    refresh_hub_server_list();
+    if (g_rooms_list != nullptr && gtk_widget_get_mapped(g_rooms_list) != FALSE) {
+        refresh_room_list();
+    }
+}
+
 void sync_hub_room_presence_from_peers(const Peer* peers, std::int32_t count) {
     g_hub_room_presence_count = 0;
     if (is_empty(g_hub_presence_room_id)) {
@@ -109,7 +109,7 @@ void sync_hub_room_presence_from_peers(const Peer* peers, std::int32_t count) {
         add_person(peer.username, peer.speaking != 0);
     }
     if (!g_joining_room_transition) {
-        show_presence();
+        show_hub_room_presence();
     }
     sync_hub_space_users_from_room_presence();
 }
@@ -135,7 +135,7 @@ void clear_hub_room_presence() {
     copy_text(g_hub_presence_room_id, "");
     g_hub_room_presence_count = 0;
     g_last_peers.clear();
-    show_presence(); // first: asking may take long where the network is gone
+    show_hub_room_presence(); // first: asking may take long where the network is gone
     sync_hub_space_users_from_room_presence();
 }
 

@@ -26,10 +26,6 @@ struct ClickedRow {
     std::string room_id;      ///< empty for a space's own row
 };
 
-std::int32_t stored_index(GtkListBoxRow* row, const char* key) {
-    return GPOINTER_TO_INT(g_object_get_data(G_OBJECT(row), key)) - 1;
-}
-
 const char* stored_text(GtkListBoxRow* row, const char* key) {
     return or_empty(static_cast<const char*>(g_object_get_data(G_OBJECT(row), key)));
 }
@@ -41,7 +37,7 @@ ClickedRow read_row(GtkListBoxRow* row) {
         return {-1, -1, {}};
     }
     ClickedRow clicked{
-        hub_space_index_of_id(stored_text(row, "space-id")), stored_index(row, "room-index"), {}};
+        hub_space_index_of_id(stored_text(row, "space-id")), row_index(row, "room-index"), {}};
     if (clicked.room_index >= 0) {
         clicked.room_id = stored_text(row, "chat-scope-id");
     }
@@ -202,9 +198,6 @@ void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
             "[HUB][CLICK] row-selected NULL transient, preserving active space chat");
         return;
     }
-    if (hub_space_at(clicked.space_index) == nullptr) {
-        return;
-    }
     append_hub_click_log("[HUB][CLICK] row-selected space=%d room=%d", clicked.space_index,
                          clicked.room_index);
     const bool is_another = !is_selected(clicked.space_index);
@@ -217,6 +210,9 @@ void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
         expect_second_press_on(clicked);
         is_there = switch_space(clicked.space_index, is_another);
     } else {
+        if (clicked.room_index < 0) {
+            show_hub_space_info_view_for_index(clicked.space_index);
+        }
         refresh_hub_chat_if_missed();
     }
     if (is_there && clicked.room_index >= 0) {

@@ -7,10 +7,11 @@
 #include "ui/editable_text.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/hub/kept_rows_internal.h"
+#include "ui/hub/room_rows_internal.h"
 #include "ui/localisation.h"
 #include "ui/sanitisers.h"
 
-#include <initializer_list>
 #include <string>
 #include <utility>
 
@@ -21,11 +22,6 @@ constexpr int k_page_spacing = 12;
 constexpr int k_entry_width_chars = 10;
 constexpr int k_entry_max_width_chars = 56; // which makes the page as wide as reads well
 constexpr int k_line_spacing = 8;
-constexpr int k_text_spacing = 2;
-constexpr int k_row_side_margin = 8;
-constexpr int k_room_margin = 6;
-constexpr int k_presence_indent = 28;
-constexpr int k_presence_gap = 2;
 constexpr std::size_t k_shortest_name = 2;
 
 bool g_refreshing_room_list = false; // what is selected is not the user's choice
@@ -42,83 +38,6 @@ void warn(const char* text_key) {
     show_room_message(tr(text_key), k_gui_message_warning);
 }
 
-GtkWidget* append_text(GtkWidget* box, const std::string& text,
-                       std::initializer_list<const char*> classes) {
-    GtkWidget* const label = gtk_label_new(text.c_str());
-    gtk_label_set_xalign(GTK_LABEL(label), 0.0F);
-    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
-    tell_cut_text(label);
-    for (const char* css_class : classes) {
-        gtk_widget_add_css_class(label, css_class);
-    }
-    gtk_box_append(GTK_BOX(box), label);
-    return label;
-}
-
-GtkWidget* create_row_box(GtkOrientation orientation, int spacing, int start_margin, int gap) {
-    GtkWidget* const box = gtk_box_new(orientation, spacing);
-    gtk_widget_set_margin_start(box, start_margin);
-    gtk_widget_set_margin_end(box, k_row_side_margin);
-    gtk_widget_set_margin_top(box, gap);
-    gtk_widget_set_margin_bottom(box, gap);
-    return box;
-}
-
-void append_room_row(std::int32_t index) {
-    const HubRoom& room = g_hub_rooms[index];
-    GtkWidget* const box =
-        create_row_box(GTK_ORIENTATION_VERTICAL, k_text_spacing, k_row_side_margin, k_room_margin);
-    append_text(box, display_text(room.name), {"settings-option-title"});
-    char line[192];
-    format_text(line, "Usuarios: %d · %s", room.userCount, room.description);
-    append_text(box, display_text(line), {"settings-option-desc"});
-
-    GtkWidget* const row = gtk_list_box_row_new();
-    gtk_widget_add_css_class(row, "hub-room-row");
-    gtk_list_box_row_set_child(GTK_LIST_BOX_ROW(row), box);
-    g_object_set_data(G_OBJECT(row), "room-index", GINT_TO_POINTER(index + 1));
-    gtk_list_box_append(GTK_LIST_BOX(g_rooms_list), row);
-}
-
-void append_presence_row(const HubPresence& person) {
-    GtkWidget* const box = create_row_box(GTK_ORIENTATION_HORIZONTAL, k_line_spacing,
-                                          k_presence_indent, k_presence_gap);
-    GtkWidget* const dot = gtk_label_new("●");
-    gtk_widget_add_css_class(dot, "speaking-indicator");
-    gtk_widget_add_css_class(dot, person.speaking ? "speaking" : "silent");
-    gtk_box_append(GTK_BOX(box), dot);
-    append_text(box, display_text(person.username), {"settings-option-desc"});
-
-    GtkWidget* const row = gtk_list_box_row_new();
-    gtk_list_box_row_set_child(GTK_LIST_BOX_ROW(row), box);
-    gtk_list_box_row_set_selectable(GTK_LIST_BOX_ROW(row), FALSE);
-    gtk_list_box_row_set_activatable(GTK_LIST_BOX_ROW(row), FALSE);
-    gtk_list_box_append(GTK_LIST_BOX(g_rooms_list), row);
-}
-
-std::int32_t room_index_of(GtkListBoxRow* row) {
-    return row != nullptr ? GPOINTER_TO_INT(g_object_get_data(G_OBJECT(row), "room-index")) - 1
-                          : -1;
-}
-
-GtkListBoxRow* row_of_room(std::int32_t index) {
-    GtkListBox* const list = GTK_LIST_BOX(g_rooms_list);
-    int position = 0;
-    while (GtkListBoxRow* const row = gtk_list_box_get_row_at_index(list, position)) {
-        if (index >= 0 && room_index_of(row) == index) {
-            return row;
-        }
-        ++position;
-    }
-    return nullptr;
-}
-
-bool list_has_keyboard() {
-    GtkWidget* const focus =
-        g_window != nullptr ? gtk_window_get_focus(GTK_WINDOW(g_window)) : nullptr;
-    return focus != nullptr && gtk_widget_is_ancestor(focus, g_rooms_list) != FALSE;
-}
-
 void update_enter_button() {
     if (g_enter_room_btn != nullptr) {
         gtk_widget_set_sensitive(g_enter_room_btn,
@@ -126,13 +45,11 @@ void update_enter_button() {
     }
 }
 
-GtkWidget* create_button(GtkWidget*& slot, GtkWidget* box, const char* text_key,
-                         const char* css_class, GCallback clicked) {
-    keep(slot, gtk_button_new_with_label(tr(text_key)));
-    gtk_widget_add_css_class(slot, css_class);
-    g_signal_connect(slot, "clicked", clicked, nullptr);
-    gtk_box_append(GTK_BOX(box), slot);
-    return slot;
+GtkWidget* append_button(GtkWidget* box, const char* text_key, const char* css_class,
+                         GCallback clicked) {
+    GtkWidget* const button = create_text_button(tr(text_key), css_class, clicked);
+    gtk_box_append(GTK_BOX(box), button);
+    return button;
 }
 
 GtkWidget* create_rooms_list() {
@@ -140,15 +57,10 @@ GtkWidget* create_rooms_list() {
     gtk_widget_add_css_class(g_rooms_list, "peer-list");
     gtk_list_box_set_selection_mode(GTK_LIST_BOX(g_rooms_list), GTK_SELECTION_SINGLE);
     g_signal_connect(g_rooms_list, "row-selected", G_CALLBACK(on_room_row_selected), nullptr);
-    gtk_accessible_update_relation(GTK_ACCESSIBLE(g_rooms_list),
-                                   GTK_ACCESSIBLE_RELATION_LABELLED_BY, g_rooms_title_label,
-                                   nullptr, -1);
+    set_labelled_by(g_rooms_list, g_rooms_title_label);
 
-    GtkWidget* const scrolled = gtk_scrolled_window_new();
+    GtkWidget* const scrolled = create_vertical_scroller(g_rooms_list);
     gtk_widget_set_vexpand(scrolled, TRUE);
-    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_NEVER,
-                                   GTK_POLICY_AUTOMATIC);
-    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), g_rooms_list);
     return scrolled;
 }
 
@@ -161,20 +73,20 @@ GtkWidget* create_new_room_line() {
     gtk_widget_set_hexpand(g_room_name_entry, TRUE);
     g_signal_connect(g_room_name_entry, "activate", G_CALLBACK(on_create_room_clicked), nullptr);
     gtk_box_append(GTK_BOX(line), g_room_name_entry);
-    create_button(g_create_room_btn, line, "rooms_create_btn", "btn-primary",
-                  G_CALLBACK(on_create_room_clicked));
+    keep(g_create_room_btn, append_button(line, "rooms_create_btn", "btn-primary",
+                                          G_CALLBACK(on_create_room_clicked)));
     return line;
 }
 
 GtkWidget* create_way_line() {
     GtkWidget* const line = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_line_spacing);
-    create_button(g_back_to_servers_btn, line, "rooms_back_spaces_btn", "btn-primary",
-                  G_CALLBACK(on_back_to_servers_clicked));
-    GtkWidget* const enter = create_button(g_enter_room_btn, line, "rooms_enter_btn",
-                                           "suggested-action", G_CALLBACK(on_enter_room_clicked));
-    gtk_widget_set_hexpand(enter, TRUE);
-    gtk_widget_set_halign(enter, GTK_ALIGN_END);
-    gtk_widget_set_sensitive(enter, FALSE);
+    keep(g_back_to_servers_btn, append_button(line, "rooms_back_spaces_btn", "btn-primary",
+                                              G_CALLBACK(on_back_to_servers_clicked)));
+    keep(g_enter_room_btn, append_button(line, "rooms_enter_btn", "suggested-action",
+                                         G_CALLBACK(on_enter_room_clicked)));
+    gtk_widget_set_hexpand(g_enter_room_btn, TRUE);
+    gtk_widget_set_halign(g_enter_room_btn, GTK_ALIGN_END);
+    gtk_widget_set_sensitive(g_enter_room_btn, FALSE);
     return line;
 }
 
@@ -189,13 +101,13 @@ GtkWidget* g_back_to_servers_btn = nullptr;
 GtkWidget* g_enter_room_btn = nullptr;
 
 GtkWidget* create_rooms_page() {
-    GtkWidget* const section = gtk_box_new(GTK_ORIENTATION_VERTICAL, k_page_spacing);
-    gtk_widget_add_css_class(section, "settings-section");
+    GtkWidget* const section =
+        create_box(GTK_ORIENTATION_VERTICAL, k_page_spacing, "settings-section");
     gtk_widget_set_halign(section, GTK_ALIGN_CENTER);
     gtk_widget_set_vexpand(section, TRUE);
-    keep(g_rooms_title_label, append_text(section, tr("rooms_title"), {"settings-title"}));
+    keep(g_rooms_title_label, append_caption(section, tr("rooms_title"), {"settings-title"}));
     keep(g_rooms_subtitle_label,
-         append_text(section, tr("rooms_subtitle"), {"settings-description"}));
+         append_caption(section, tr("rooms_subtitle"), {"settings-description"}));
     gtk_box_append(GTK_BOX(section), create_rooms_list());
     gtk_box_append(GTK_BOX(section), create_new_room_line());
     gtk_box_append(GTK_BOX(section), create_way_line());
@@ -213,37 +125,15 @@ void refresh_room_list() {
     }
     count_hub_room_users();
     const bool was_refreshing = std::exchange(g_refreshing_room_list, true);
-    const bool had_keyboard = list_has_keyboard();
-    GtkListBox* const list = GTK_LIST_BOX(g_rooms_list);
-    while (GtkListBoxRow* const row = gtk_list_box_get_row_at_index(list, 0)) {
-        gtk_list_box_remove(list, GTK_WIDGET(row));
-    }
-    for (std::int32_t i = 0; i < g_hub_room_count; ++i) {
-        append_room_row(i);
-        if (!is_empty(g_hub_presence_room_id) &&
-            std::string_view(g_hub_presence_room_id) == g_hub_rooms[i].id) {
-            for (std::int32_t j = 0; j < g_hub_room_presence_count; ++j) {
-                append_presence_row(g_hub_room_presence[j]);
-            }
-        }
-    }
-    gtk_list_box_select_row(list, row_of_room(g_selected_room_index)); // null: none
-    if (had_keyboard) {
-        focus_room_list();
-    }
+    show_rows(GTK_LIST_BOX(g_rooms_list), room_list_rows(), [](const RoomListRow& row) {
+        return row.is_room() && row.room_index == g_selected_room_index;
+    });
     g_refreshing_room_list = was_refreshing;
     update_enter_button();
 }
 
 void focus_room_list() {
-    if (g_rooms_list == nullptr) {
-        return;
-    }
-    GtkListBox* const list = GTK_LIST_BOX(g_rooms_list);
-    GtkListBoxRow* const selected = gtk_list_box_get_selected_row(list);
-    GtkListBoxRow* const row =
-        selected != nullptr ? selected : gtk_list_box_get_row_at_index(list, 0);
-    gtk_widget_grab_focus(row != nullptr ? GTK_WIDGET(row) : g_rooms_list);
+    focus_list(g_rooms_list);
 }
 
 void load_rooms_for_selected_server() {
@@ -264,7 +154,7 @@ void on_room_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
     if (g_refreshing_room_list) {
         return;
     }
-    g_selected_room_index = room_index_of(row);
+    g_selected_room_index = row_index(row, "room-index");
     update_enter_button();
 }
 

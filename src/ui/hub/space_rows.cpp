@@ -6,14 +6,14 @@
 #include "ui/display_text.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
-#include "ui/room/room_internal.h"
+#include "ui/widgets.h"
 
 #include <initializer_list>
 
 namespace {
 
 constexpr int k_row_spacing = 10;
-constexpr int k_row_side_margin = 8;
+constexpr int k_row_start_margin = 8;
 constexpr int k_text_spacing = 4;
 constexpr std::int32_t k_thumbnail_size = 36;
 constexpr int k_room_spacing = 8;
@@ -24,17 +24,6 @@ constexpr int k_presence_gap = 1;
 
 // Shorter ones fit the column, and a tooltip that repeats them would only be in the way.
 constexpr glong k_long_name = 18; // characters, the widest of which a bold title holds
-
-GtkWidget* append_text(GtkWidget* box, const std::string& text,
-                       std::initializer_list<const char*> classes) {
-    GtkWidget* const label = gtk_label_new(text.c_str());
-    gtk_widget_set_halign(label, GTK_ALIGN_START);
-    for (const char* css_class : classes) {
-        gtk_widget_add_css_class(label, css_class);
-    }
-    gtk_box_append(GTK_BOX(box), label);
-    return label;
-}
 
 void show_name(GtkWidget* label, const std::string& name) {
     const std::string shown = display_text(name.c_str());
@@ -48,7 +37,8 @@ void show_name(GtkWidget* label, const std::string& name) {
 
 GtkWidget* append_name(GtkWidget* box, const std::string& name,
                        std::initializer_list<const char*> classes) {
-    GtkWidget* const label = append_text(box, "", classes);
+    GtkWidget* const label = append_label(box, "", classes);
+    gtk_widget_set_halign(label, GTK_ALIGN_START);
     gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
     show_name(label, name);
     return label;
@@ -58,15 +48,6 @@ GtkWidget* append_name(GtkWidget* box, const std::string& name,
 GtkWidget* name_label_of(GtkListBoxRow* row) {
     GtkWidget* const last = gtk_widget_get_last_child(gtk_list_box_row_get_child(row));
     return GTK_IS_LABEL(last) ? last : gtk_widget_get_first_child(last);
-}
-
-GtkWidget* create_row_box(int spacing, int start_margin, int gap) {
-    GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, spacing);
-    gtk_widget_set_margin_start(box, start_margin);
-    gtk_widget_set_margin_end(box, k_row_side_margin);
-    gtk_widget_set_margin_top(box, gap);
-    gtk_widget_set_margin_bottom(box, gap);
-    return box;
 }
 
 GtkWidget* create_space_contents(const HubListRow& row) {
@@ -80,10 +61,13 @@ GtkWidget* create_space_contents(const HubListRow& row) {
     append_name(texts, row.name, {"settings-option-title", "hub-space-title"});
     if (row.mark) {
         // Spanish in both languages.
-        append_text(texts, "Invitación pendiente", {"settings-option-desc"});
+        GtkWidget* const note =
+            append_label(texts, "Invitación pendiente", {"settings-option-desc"});
+        gtk_widget_set_halign(note, GTK_ALIGN_START);
     }
 
-    GtkWidget* const box = create_row_box(k_row_spacing, k_row_side_margin, k_row_gap);
+    GtkWidget* const box =
+        create_row_box(GTK_ORIENTATION_HORIZONTAL, k_row_spacing, k_row_start_margin, k_row_gap);
     gtk_widget_add_css_class(box, "peer-item");
     gtk_widget_add_css_class(box, "hub-space-row");
     gtk_box_append(GTK_BOX(box), thumbnail);
@@ -92,37 +76,34 @@ GtkWidget* create_space_contents(const HubListRow& row) {
 }
 
 GtkWidget* create_room_contents(const HubListRow& row) {
-    GtkWidget* const box = create_row_box(k_room_spacing, k_room_indent, k_row_gap);
+    GtkWidget* const box =
+        create_row_box(GTK_ORIENTATION_HORIZONTAL, k_room_spacing, k_room_indent, k_row_gap);
     gtk_widget_add_css_class(box, "hub-room-row");
-    append_text(box, "•", {"hub-room-bullet"});
+    append_label(box, "•", {"hub-room-bullet"});
     GtkWidget* const name = append_name(box, row.name, {"hub-room-title"});
     gtk_widget_set_hexpand(name, TRUE);
     return box;
 }
 
 GtkWidget* create_presence_contents(const HubListRow& row) {
-    GtkWidget* const box = create_row_box(k_room_spacing, k_presence_indent, k_presence_gap);
+    GtkWidget* const box = create_row_box(GTK_ORIENTATION_HORIZONTAL, k_room_spacing,
+                                          k_presence_indent, k_presence_gap);
     gtk_widget_add_css_class(box, "hub-room-row");
-    show_speaking(append_text(box, "●", {"speaking-indicator"}), row.mark);
+    append_speaking_dot(box, row.mark);
     GtkWidget* const name = append_name(box, row.name, {"settings-option-desc"});
     gtk_widget_set_hexpand(name, TRUE);
     return box;
 }
 
-// Indices are stored plus one: data that is not there reads as 0.
-void set_index(GObject* row, const char* key, std::int32_t index) {
-    g_object_set_data(row, key, GINT_TO_POINTER(index + 1));
+void set_text(GtkWidget* row, const char* key, const std::string& text) {
+    g_object_set_data_full(G_OBJECT(row), key, g_strdup(text.c_str()), g_free);
 }
 
-void set_text(GObject* row, const char* key, const std::string& text) {
-    g_object_set_data_full(row, key, g_strdup(text.c_str()), g_free);
-}
-
-void set_row_data(GObject* widget, const HubListRow& row) {
-    set_index(widget, "space-index", row.space_index);
+void set_row_data(GtkWidget* widget, const HubListRow& row) {
+    set_row_index(widget, "space-index", row.space_index);
     if (row.kind != HubListRow::Kind::presence) {
         const bool is_space = row.kind == HubListRow::Kind::space;
-        set_index(widget, "room-index", row.room_index);
+        set_row_index(widget, "room-index", row.room_index);
         set_text(widget, "space-id",
                  row.space_id); // the index changes with the next list of spaces
         set_text(widget, "chat-scope-type", is_space ? "space" : "room");
@@ -171,31 +152,28 @@ bool HubListRow::has_same_widgets(const HubListRow& other) const {
     return kind == other.kind && (kind != Kind::space || mark == other.mark);
 }
 
-GtkWidget* create_hub_list_row(const HubListRow& row) {
-    GtkWidget* const widget = gtk_list_box_row_new();
-    GtkListBoxRow* const list_row = GTK_LIST_BOX_ROW(widget);
-    switch (row.kind) {
-    case HubListRow::Kind::space:
-        gtk_list_box_row_set_child(list_row, create_space_contents(row));
+GtkWidget* HubListRow::create_widget() const {
+    GtkWidget* widget = nullptr;
+    switch (kind) {
+    case Kind::space:
+        widget = create_list_row(create_space_contents(*this));
         break;
-    case HubListRow::Kind::room:
-        gtk_list_box_row_set_child(list_row, create_room_contents(row));
+    case Kind::room:
+        widget = create_list_row(create_room_contents(*this));
         break;
-    case HubListRow::Kind::presence:
-        gtk_list_box_row_set_child(list_row, create_presence_contents(row));
-        gtk_list_box_row_set_selectable(list_row, FALSE);
-        gtk_list_box_row_set_activatable(list_row, FALSE);
+    case Kind::presence:
+        widget = create_reading_row(create_presence_contents(*this));
         break;
     }
-    set_row_data(G_OBJECT(widget), row);
+    set_row_data(widget, *this);
     return widget;
 }
 
-void update_hub_list_row(GtkWidget* widget, const HubListRow& row) {
+void HubListRow::update_widget(GtkWidget* widget) const {
     GtkListBoxRow* const list_row = GTK_LIST_BOX_ROW(widget);
-    show_name(name_label_of(list_row), row.name);
-    if (row.kind == HubListRow::Kind::presence) {
-        show_speaking(gtk_widget_get_first_child(gtk_list_box_row_get_child(list_row)), row.mark);
+    show_name(name_label_of(list_row), name);
+    if (kind == Kind::presence) {
+        show_speaking(gtk_widget_get_first_child(gtk_list_box_row_get_child(list_row)), mark);
     }
-    set_row_data(G_OBJECT(widget), row);
+    set_row_data(widget, *this);
 }

@@ -26,14 +26,14 @@ struct HubListRow {
 
     /// Whether the other's widgets can show this row.
     bool has_same_widgets(const HubListRow& other) const;
+
+    /// A new row, with the data that the list's handlers read.
+    GtkWidget* create_widget() const;
+
+    /// Makes a row of the same widgets show this one, which is many times as fast.
+    void update_widget(GtkWidget* widget) const;
 };
 
 /// What the list has to show, in order: the spaces, their rooms as far as they are cached, who is
 /// present.
 std::vector<HubListRow> hub_list_rows();
-
-/// A new row, with the data that the list's handlers read.
-GtkWidget* create_hub_list_row(const HubListRow& row);
-
-/// Makes a row's widgets show another one of the same widgets, which is many times as fast.
-void update_hub_list_row(GtkWidget* widget, const HubListRow& row);

@@ -95,11 +95,9 @@ GtkWidget* create_hub_stream_page() {
     gtk_label_set_justify(status, GTK_JUSTIFY_CENTER);
     gtk_label_set_max_width_chars(status, k_status_width_chars);
 
-    keep(g_hub_stream_back_btn, gtk_button_new_with_label(tr("hub_stream_back_chat_btn")));
-    gtk_widget_add_css_class(g_hub_stream_back_btn, "btn-primary");
+    keep(g_hub_stream_back_btn, create_text_button(tr("hub_stream_back_chat_btn"), "btn-primary",
+                                                   G_CALLBACK(on_hub_stream_back_to_chat_clicked)));
     gtk_widget_set_halign(g_hub_stream_back_btn, GTK_ALIGN_CENTER);
-    g_signal_connect(g_hub_stream_back_btn, "clicked",
-                     G_CALLBACK(on_hub_stream_back_to_chat_clicked), nullptr);
 
     GtkWidget* const texts = gtk_box_new(GTK_ORIENTATION_VERTICAL, k_page_spacing);
     gtk_widget_set_halign(texts, GTK_ALIGN_CENTER);
@@ -109,8 +107,7 @@ GtkWidget* create_hub_stream_page() {
     gtk_box_append(GTK_BOX(texts), g_hub_stream_status_label);
     gtk_box_append(GTK_BOX(texts), g_hub_stream_back_btn);
 
-    keep(g_hub_stream_page, gtk_box_new(GTK_ORIENTATION_VERTICAL, 0));
-    gtk_widget_add_css_class(g_hub_stream_page, "hub-stream-page");
+    keep(g_hub_stream_page, create_box(GTK_ORIENTATION_VERTICAL, 0, "hub-stream-page"));
     gtk_box_append(GTK_BOX(g_hub_stream_page), texts);
     update_hub_stream_status_label();
     return g_hub_stream_page;

@@ -42,12 +42,6 @@ void show_edit_tooltip() {
     }
 }
 
-bool has_keyboard(GtkWidget* widget) {
-    GtkWidget* const focus =
-        g_window != nullptr ? gtk_window_get_focus(GTK_WINDOW(g_window)) : nullptr;
-    return focus != nullptr && gtk_widget_is_ancestor(focus, widget) != FALSE;
-}
-
 } // namespace
 
 const char* get_shown_display_name() {
@@ -87,7 +81,7 @@ void finish_hub_user_name_edit() {
         get_sanitized_editable_text(GTK_EDITABLE(g_hub_user_name_entry), sanitize_username));
     // Before the entry is hidden: it loses the keyboard then, which would finish once more.
     g_hub_user_name_editing = false;
-    const bool had_keyboard = has_keyboard(g_hub_user_name_entry);
+    const bool had_keyboard = has_keyboard_within(g_hub_user_name_entry);
     gtk_widget_set_visible(g_hub_user_name_entry, FALSE);
     gtk_widget_set_visible(g_hub_user_name_label, TRUE);
     if (had_keyboard && g_hub_user_edit_btn != nullptr) {

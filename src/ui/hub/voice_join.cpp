@@ -36,6 +36,16 @@ void end_join_popup() {
     g_room_join_loading_active = false;
 }
 
+// The last level would count as speech in a room without a microphone, or in none.
+void fall_silent() {
+    GUI_UpdateAudioLevel(0.0F);
+    g_is_speaking = false;
+    g_was_speaking = false;
+    if (g_local_speaking_indicator != nullptr) {
+        show_speaking(g_local_speaking_indicator, false);
+    }
+}
+
 void leave_previous_room() {
     if (!Network_IsConnected()) {
         return;
@@ -44,6 +54,7 @@ void leave_previous_room() {
     g_room_join_loading_active = false;
     Network_Disconnect();
     g_room_join_loading_active = true;
+    fall_silent();
 }
 
 void connect_voice(const char* url) {
@@ -53,11 +64,14 @@ void connect_voice(const char* url) {
     }
 }
 
-void give_up_join() {
+void give_up_join(const char* url) {
     end_join_popup();
     g_is_connected = false; // of whatever room it was, this client has left it
+    char text[256];
+    format_text(text, "No se pudo conectar al servidor de voz (%s)", url);
+    GUI_ShowMessage(tr("msg_title_error"), text, k_gui_message_error);
     g_joining_room_transition = false;
-    refresh_hub_server_list();
+    show_hub_room_presence();
 }
 
 void show_joined_room() {
@@ -72,7 +86,7 @@ void leave_voice() {
     g_is_connected = false; // what follows is no loss
     Network_Disconnect();
     Audio_Stop();
-    GUI_UpdateAudioLevel(0.0F); // the last one would count as speech in a room without a microphone
+    fall_silent();
     GUI_UpdateConnectionState(0);
 }
 
@@ -104,14 +118,11 @@ bool connect_and_join_voice_room_by_index(std::int32_t room_index, bool show_mai
         connect_voice(url);
     }
     if (g_window == nullptr || !Network_IsConnected()) {
-        give_up_join();
-        char text[256];
-        format_text(text, "No se pudo conectar al servidor de voz (%s)", url);
-        GUI_ShowMessage(tr("msg_title_error"), text, k_gui_message_error);
+        give_up_join(url);
         return false;
     }
     g_is_connected = true;
-    g_was_speaking = false; // nobody was told in this room: who goes on talking is told of anew
+    g_was_speaking = false; // nobody was told in this room: who talks already is told of anew
     if (g_on_join_room != nullptr) {
         g_on_join_room(room.id);
     }

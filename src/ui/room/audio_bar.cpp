@@ -57,24 +57,11 @@ void switch_toggle(const AudioToggle& toggle) {
 }
 
 void append_toggle(GtkWidget* bar, const AudioToggle& toggle, GCallback on_clicked) {
-    GtkWidget* const button = gtk_button_new();
-    gtk_widget_add_css_class(button, "audio-control");
-    gtk_widget_set_valign(button, GTK_ALIGN_CENTER);
+    GtkWidget* const button = create_icon_button(toggle.on_icon, "audio-control", toggle.name);
     g_signal_connect(button, "clicked", on_clicked, nullptr);
     keep(toggle.button, button);
     show_toggle(toggle);
     gtk_box_append(GTK_BOX(bar), button);
-}
-
-GtkWidget* append_text(GtkWidget* bar, const char* text, const char* css_class) {
-    GtkWidget* const label = gtk_label_new(text);
-    gtk_label_set_xalign(GTK_LABEL(label), 0.0F);
-    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
-    tell_cut_text(label);
-    gtk_label_set_single_line_mode(GTK_LABEL(label), TRUE);
-    gtk_widget_add_css_class(label, css_class);
-    gtk_box_append(GTK_BOX(bar), label);
-    return label;
 }
 
 } // namespace
@@ -90,16 +77,15 @@ bool g_is_deafened = false;
 GtkWidget* create_audio_controls_bar() {
     GtkWidget* const bar = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_bar_spacing);
     gtk_widget_add_css_class(bar, "audio-bar");
-    keep(g_user_label, append_text(bar, "", "user-name"));
+    keep(g_user_label, append_caption(bar, "", {"user-name"}));
     gtk_widget_set_hexpand(g_user_label, TRUE);
-    keep(g_status_label, append_text(bar, tr("status_connecting"), "status-text"));
+    keep(g_status_label, append_caption(bar, tr("status_connecting"), {"status-text"}));
     append_toggle(bar, k_microphone, G_CALLBACK(on_mute_clicked));
     append_toggle(bar, k_loudspeaker, G_CALLBACK(on_deafen_clicked));
 
-    keep(g_back_to_hub_btn, gtk_button_new_with_label(tr("btn_back_hub")));
-    gtk_widget_add_css_class(g_back_to_hub_btn, "btn-primary");
+    keep(g_back_to_hub_btn,
+         create_text_button(tr("btn_back_hub"), "btn-primary", G_CALLBACK(on_back_to_hub_clicked)));
     gtk_widget_set_valign(g_back_to_hub_btn, GTK_ALIGN_CENTER);
-    g_signal_connect(g_back_to_hub_btn, "clicked", G_CALLBACK(on_back_to_hub_clicked), nullptr);
     gtk_box_append(GTK_BOX(bar), g_back_to_hub_btn);
     return bar;
 }

@@ -12,54 +12,25 @@ constexpr int k_chat_line_gap = 3;
 
 GtkWidget* g_chat_send_btn = nullptr;
 
-GtkWidget* create_box(GtkOrientation orientation, int spacing, const char* css_class) {
-    GtkWidget* const box = gtk_box_new(orientation, spacing);
-    gtk_widget_add_css_class(box, css_class);
-    return box;
-}
-
-GtkWidget* append_caption(GtkWidget* box, const char* text, const char* css_class) {
-    GtkWidget* const label = gtk_label_new(text);
-    gtk_label_set_xalign(GTK_LABEL(label), 0.0F);
-    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
-    tell_cut_text(label);
-    gtk_label_set_single_line_mode(GTK_LABEL(label), TRUE);
-    gtk_widget_add_css_class(label, css_class);
-    gtk_box_append(GTK_BOX(box), label);
-    return label;
-}
-
-GtkWidget* create_scrolled(GtkWidget* child) {
-    GtkWidget* const scrolled = gtk_scrolled_window_new();
-    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_NEVER,
-                                   GTK_POLICY_AUTOMATIC);
-    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), child);
-    return scrolled;
-}
-
-void set_labelled_by(GtkWidget* widget, GtkWidget* label) {
-    gtk_accessible_update_relation(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_RELATION_LABELLED_BY,
-                                   label, nullptr, -1);
-}
-
 GtkWidget* create_header() {
     GtkWidget* const header =
         create_box(GTK_ORIENTATION_HORIZONTAL, k_header_spacing, "channel-header");
     gtk_box_append(GTK_BOX(header), gtk_image_new_from_icon_name("audio-volume-high-symbolic"));
-    keep(g_channel_name_label, append_caption(header, tr("channel_general"), "channel-name"));
+    keep(g_channel_name_label, append_caption(header, tr("channel_general"), {"channel-name"}));
     return header;
 }
 
 GtkWidget* create_peers_panel() {
     GtkWidget* const panel = create_box(GTK_ORIENTATION_VERTICAL, 0, "peers-panel");
-    keep(g_peers_header_label, append_caption(panel, tr("channel_participants"), "section-header"));
+    keep(g_peers_header_label,
+         append_caption(panel, tr("channel_participants"), {"section-header"}));
 
     keep(g_peers_list, gtk_list_box_new());
     gtk_widget_add_css_class(g_peers_list, "peer-list");
     gtk_list_box_set_selection_mode(GTK_LIST_BOX(g_peers_list), GTK_SELECTION_NONE);
     set_labelled_by(g_peers_list, g_peers_header_label);
 
-    GtkWidget* const scrolled = create_scrolled(g_peers_list);
+    GtkWidget* const scrolled = create_vertical_scroller(g_peers_list);
     gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(scrolled), TRUE);
     gtk_scrolled_window_set_max_content_height(GTK_SCROLLED_WINDOW(scrolled), k_peers_max_height);
     gtk_box_append(GTK_BOX(panel), scrolled);
@@ -79,7 +50,7 @@ GtkWidget* create_chat_view() {
     gtk_text_view_set_pixels_above_lines(view, k_chat_line_gap);
     set_labelled_by(g_chat_view, g_channel_name_label);
 
-    GtkWidget* const scrolled = create_scrolled(g_chat_view);
+    GtkWidget* const scrolled = create_vertical_scroller(g_chat_view);
     gtk_scrolled_window_set_min_content_height(GTK_SCROLLED_WINDOW(scrolled), k_chat_min_height);
     gtk_widget_set_vexpand(scrolled, TRUE);
     keep_newest_in_view();

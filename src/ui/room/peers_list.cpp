@@ -21,7 +21,7 @@
 namespace {
 
 constexpr int k_row_spacing = 8;
-constexpr int k_row_side_margin = 8;
+constexpr int k_row_start_margin = 8;
 constexpr int k_row_gap = 6;
 constexpr int k_microphone_width = 20; // the local user's icon and the others' sign alike
 constexpr const char* k_stream_user_id = "stream-user-id";
@@ -106,26 +106,15 @@ GtkWidget* create_microphone(bool is_local) {
 }
 
 void append_row(const Participant& participant) {
-    GtkWidget* const dot = gtk_label_new("●");
-    gtk_widget_add_css_class(dot, "speaking-indicator");
-    show_speaking(dot, participant.speaking);
+    GtkWidget* const box =
+        create_row_box(GTK_ORIENTATION_HORIZONTAL, k_row_spacing, k_row_start_margin, k_row_gap);
+    gtk_widget_add_css_class(box, "peer-item");
+    GtkWidget* const dot = append_speaking_dot(box, participant.speaking);
     GtkWidget* const microphone = create_microphone(participant.is_local);
-    GtkWidget* const name = gtk_label_new(participant.text.c_str());
-    gtk_label_set_ellipsize(GTK_LABEL(name), PANGO_ELLIPSIZE_END);
-    tell_cut_text(name);
-    gtk_label_set_single_line_mode(GTK_LABEL(name), TRUE); // names come from a server
+    gtk_box_append(GTK_BOX(box), microphone);
+    GtkWidget* const name = append_caption(box, participant.text.c_str(), {});
     gtk_widget_set_halign(name, GTK_ALIGN_START);
     gtk_widget_set_hexpand(name, TRUE);
-
-    GtkWidget* const box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, k_row_spacing);
-    gtk_widget_add_css_class(box, "peer-item");
-    gtk_widget_set_margin_start(box, k_row_side_margin);
-    gtk_widget_set_margin_end(box, k_row_side_margin);
-    gtk_widget_set_margin_top(box, k_row_gap);
-    gtk_widget_set_margin_bottom(box, k_row_gap);
-    gtk_box_append(GTK_BOX(box), dot);
-    gtk_box_append(GTK_BOX(box), microphone);
-    gtk_box_append(GTK_BOX(box), name);
     if (!participant.stream_user_id.empty()) {
         gtk_box_append(GTK_BOX(box), create_stream_button(participant.stream_user_id));
     }
@@ -137,12 +126,8 @@ void append_row(const Participant& participant) {
     }
 
     // The keyboard goes from row to row, to read and to scroll, but there is nothing to choose.
-    GtkWidget* const row = gtk_list_box_row_new();
-    gtk_list_box_row_set_activatable(GTK_LIST_BOX_ROW(row), FALSE);
-    gtk_list_box_row_set_selectable(GTK_LIST_BOX_ROW(row), FALSE);
-    gtk_list_box_row_set_child(GTK_LIST_BOX_ROW(row), box);
-    gtk_accessible_update_relation(GTK_ACCESSIBLE(row), GTK_ACCESSIBLE_RELATION_LABELLED_BY, name,
-                                   nullptr, -1);
+    GtkWidget* const row = create_reading_row(box);
+    set_labelled_by(row, name);
     gtk_list_box_append(peers_list(), row);
 }
 
@@ -216,11 +201,6 @@ void restore_keyboard(const KeyboardPlace& place, std::size_t first_new_row) {
 
 GtkWidget* g_peers_list = nullptr;
 GtkWidget* g_local_speaking_indicator = nullptr;
-
-void show_speaking(GtkWidget* dot, bool speaking) {
-    gtk_widget_remove_css_class(dot, speaking ? "silent" : "speaking");
-    gtk_widget_add_css_class(dot, speaking ? "speaking" : "silent");
-}
 
 void update_local_microphone() {
     if (g_local_microphone != nullptr) {

@@ -9,6 +9,7 @@
 #include "ui/sanitisers.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 
 namespace {
@@ -55,6 +56,14 @@ constexpr int k_settling_frames_max = 100;
 int g_frames_to_settle = 0; // 0: it has settled
 int g_frames_left = 0;
 
+// Where the view was brought to, and in what room; nothing before the first frame.
+struct Place {
+    double value;
+    double upper;
+    double page;
+};
+std::optional<Place> g_brought_to;
+
 // Whether the newest message was brought into view: until the reader goes back.
 bool g_reader_is_at_newest = false;
 double g_reader_position = 0.0;
@@ -96,10 +105,27 @@ int distance_to_newest() {
     return std::max(0, place.y + place.height - seen.y - seen.height);
 }
 
+Place read_place(GtkAdjustment* position) {
+    return {gtk_adjustment_get_value(position), gtk_adjustment_get_upper(position),
+            gtk_adjustment_get_page_size(position)};
+}
+
+// Lines that are still being found change the heights, too.
+bool has_reader_gone_back(const Place& now) {
+    return g_brought_to.has_value() && now.value < g_brought_to->value &&
+           now.upper == g_brought_to->upper && now.page == g_brought_to->page;
+}
+
 gboolean settle(GtkWidget* view, GdkFrameClock*, gpointer) {
-    const int distance = distance_to_newest();
     GtkAdjustment* const position = chat_position();
+    if (has_reader_gone_back(read_place(position))) {
+        g_reader_is_at_newest = false;
+        g_frames_to_settle = 0;
+        return G_SOURCE_REMOVE;
+    }
+    const int distance = distance_to_newest();
     gtk_adjustment_set_value(position, gtk_adjustment_get_value(position) + distance);
+    g_brought_to = read_place(position);
     gtk_widget_queue_allocate(view); // what an animation kept away reaches the scrolling
     --g_frames_left;
     g_frames_to_settle = distance == 0 ? g_frames_to_settle - 1 : k_settling_frames;
@@ -113,6 +139,7 @@ void bring_newest_into_view() {
     }
     g_frames_to_settle = k_settling_frames;
     g_frames_left = k_settling_frames_max;
+    g_brought_to.reset();
     g_reader_is_at_newest = true;
 }
 

@@ -19,9 +19,6 @@ void add_local_user_to_peers();
 /// Shows in the local user's row whether the microphone is muted.
 void update_local_microphone();
 
-/// Whether a participant speaks, at the dot of the row.
-void show_speaking(GtkWidget* dot, bool speaking);
-
 /// Whether the member of the space who streams goes by this name.
 bool peer_name_matches_active_streamer(const char* name);
 

@@ -1,0 +1,9 @@
+// Names of right-to-left writing within a line that runs from left to right. Called by the chat.
+#pragma once
+
+#include <string>
+
+/// `text`, which is UTF-8, as the beginning of a line that stays left-aligned, and that goes on at
+/// its right, whatever writing it is in. Marks that are not to be seen are added only to a text
+/// that turns a line around.
+std::string begin_left_to_right(const std::string& text);
