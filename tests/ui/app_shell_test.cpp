@@ -36,7 +36,7 @@ TEST(AppShell, TitleBarShowsIconAndName) {
     run_interface([] {
         GtkWidget* const header = gtk_window_get_titlebar(GTK_WINDOW(g_window));
         ASSERT_TRUE(GTK_IS_HEADER_BAR(header));
-        EXPECT_TRUE(gtk_widget_has_css_class(header, "app-titlebar"));
+        EXPECT_TRUE(has_class(header, "app-titlebar"));
         GtkWidget* const box = title_box();
         ASSERT_TRUE(GTK_IS_BOX(box));
         EXPECT_EQ(gtk_orientable_get_orientation(GTK_ORIENTABLE(box)), GTK_ORIENTATION_HORIZONTAL);
@@ -46,8 +46,8 @@ TEST(AppShell, TitleBarShowsIconAndName) {
         ASSERT_TRUE(GTK_IS_IMAGE(parts[0]));
         EXPECT_EQ(gtk_image_get_pixel_size(GTK_IMAGE(parts[0])), 20);
         ASSERT_TRUE(GTK_IS_LABEL(parts[1]));
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(parts[1])), "Velmo Voice Chat");
-        EXPECT_TRUE(gtk_widget_has_css_class(parts[1], "app-titlebar-title"));
+        EXPECT_EQ(label(parts[1]), "Velmo Voice Chat");
+        EXPECT_TRUE(has_class(parts[1], "app-titlebar-title"));
     });
 }
 
@@ -69,14 +69,14 @@ TEST(AppShell, StackHoldsItsPagesInOrderAndCrossFades) {
         EXPECT_EQ(gtk_stack_get_transition_duration(stack), 200U);
 
         GtkSelectionModel* const pages = gtk_stack_get_pages(stack);
-        std::vector<std::string> names;
+        Texts names;
         for (guint i = 0; i < g_list_model_get_n_items(G_LIST_MODEL(pages)); ++i) {
             const GObjectPtr<GtkStackPage> page(
                 static_cast<GtkStackPage*>(g_list_model_get_item(G_LIST_MODEL(pages), i)));
             names.emplace_back(gtk_stack_page_get_name(page.get()));
         }
         g_object_unref(pages);
-        EXPECT_EQ(names, (std::vector<std::string>{"login", "register", "hub", "rooms", "main"}));
+        EXPECT_EQ(names, (Texts{"login", "register", "hub", "rooms", "main"}));
         EXPECT_EQ(gtk_stack_get_child_by_name(stack, "login"), g_login_page);
         EXPECT_EQ(gtk_stack_get_child_by_name(stack, "register"), g_register_page);
         EXPECT_EQ(gtk_stack_get_child_by_name(stack, "hub"), g_hub_page);
@@ -115,7 +115,7 @@ TEST(AppShell, MainPageHoldsNotebookSeparatorAndAudioBar) {
         ASSERT_EQ(parts.size(), 3U);
         EXPECT_EQ(parts[0], g_notebook);
         EXPECT_TRUE(GTK_IS_SEPARATOR(parts[1]));
-        EXPECT_TRUE(gtk_widget_has_css_class(parts[2], "audio-bar"));
+        EXPECT_TRUE(has_class(parts[2], "audio-bar"));
 
         GtkNotebook* const notebook = GTK_NOTEBOOK(g_notebook);
         EXPECT_EQ(gtk_notebook_get_tab_pos(notebook), GTK_POS_TOP);
@@ -128,28 +128,25 @@ TEST(AppShell, MainPageHoldsNotebookSeparatorAndAudioBar) {
 
 TEST(AppShell, MainPageNamesTheChannelInTheChosenLanguage) {
     run_interface([] {
-        keep(g_status_label, gtk_label_new(""));
-        keep(g_channel_name_label, gtk_label_new(""));
-        gtk_box_append(GTK_BOX(g_channel_tab), g_status_label);
-        gtk_box_append(GTK_BOX(g_channel_tab), g_channel_name_label);
+        attach(g_status_label, gtk_label_new(""), g_channel_tab);
+        attach(g_channel_name_label, gtk_label_new(""), g_channel_tab);
         switch_to_main_page();
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_status_label)), "En canal: general");
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_channel_name_label)), "general");
+        EXPECT_EQ(label(g_status_label), "En canal: general");
+        EXPECT_EQ(label(g_channel_name_label), "general");
         g_language = k_language_english;
         switch_to_main_page();
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_status_label)), "In channel: general");
+        EXPECT_EQ(label(g_status_label), "In channel: general");
         g_language = k_language_spanish;
     });
 }
 
 TEST(AppShell, MainPageShowsTheUserUnderTheDisplayName) {
     run_interface([] {
-        keep(g_user_label, gtk_label_new("old"));
-        gtk_box_append(GTK_BOX(g_channel_tab), g_user_label);
+        attach(g_user_label, gtk_label_new("old"), g_channel_tab);
         copy_text(g_username, "ana");
         copy_text(g_display_name, "Anita");
         switch_to_main_page();
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_user_label)), "Anita");
+        EXPECT_EQ(label(g_user_label), "Anita");
     });
     copy_text(g_username, "");
     copy_text(g_display_name, "");

@@ -144,19 +144,16 @@ TEST(GlibPoster, WorkersMayPostWhileTheInterfaceEnds) {
 
 TEST(GlibPoster, FacadeCallsFromAThreadKeepTheirOrder) {
     run_interface([] {
-        keep(g_status_label, gtk_label_new(""));
-        gtk_box_append(GTK_BOX(g_main_page), g_status_label);
+        attach(g_status_label, gtk_label_new(""), g_main_page);
         std::vector<std::string> seen;
         std::thread([&seen] {
             run_on_main_thread([] { GUI_SetStatusText("Conectado al servidor"); });
-            run_on_main_thread(
-                [&seen] { seen.emplace_back(gtk_label_get_text(GTK_LABEL(g_status_label))); });
+            run_on_main_thread([&seen] { seen.push_back(label(g_status_label)); });
             run_on_main_thread([] { GUI_UpdateConnectionState(2); });
-            run_on_main_thread(
-                [&seen] { seen.emplace_back(gtk_label_get_text(GTK_LABEL(g_status_label))); });
+            run_on_main_thread([&seen] { seen.push_back(label(g_status_label)); });
         }).join();
         wait_until([&seen] { return seen.size() == 2; });
-        EXPECT_EQ(seen, (std::vector<std::string>{"Conectado al servidor", "Conectado"}));
+        EXPECT_EQ(seen, (Texts{"Conectado al servidor", "Conectado"}));
         GUI_UpdateConnectionState(0);
     });
 }

@@ -20,15 +20,14 @@ constexpr const char* k_pending = R"({"status":"pending"})";
 
 class Google : public SignInFixture {
   protected:
-    void SetUp() override {
-        SignInFixture::SetUp();
+    Google() {
         fake_browser_reset();
         m_web.answer(k_spaces, 200, R"({"spaces":[]})");
     }
 
     /// How often the outcome was asked for.
     std::ptrdiff_t polls() const {
-        const std::vector<std::string> requests = requests_of(m_web);
+        const Texts requests = requests_of(m_web);
         return std::count(requests.begin(), requests.end(), k_poll);
     }
 
@@ -66,8 +65,7 @@ TEST_F(Google, LeadsToTheHubOnceTheBrowserIsThrough) {
                   "backend_url=" + m_web.url() + "\nusername=ana\nsession_token=tok1\n");
         EXPECT_TRUE(gtk_widget_get_sensitive(g_google_login_btn));
     });
-    EXPECT_EQ(fake_browser_opened(),
-              std::vector<std::string>{"https://accounts.example/o?a=1&b=2"});
+    EXPECT_EQ(fake_browser_opened(), Texts{"https://accounts.example/o?a=1&b=2"});
     EXPECT_EQ(m_clock.now() - before, 3000U);
     EXPECT_EQ(m_web.seen().at(0).body, "{}");
     EXPECT_EQ(requests_of(m_web).back(), "GET /api/spaces?sessionToken=tok1");

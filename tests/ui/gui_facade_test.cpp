@@ -8,17 +8,16 @@
 namespace {
 
 std::string status() {
-    return gtk_label_get_text(GTK_LABEL(g_status_label));
+    return label(g_status_label);
 }
 
 void add_status_label() {
-    keep(g_status_label, gtk_label_new("Conectando..."));
-    gtk_box_append(GTK_BOX(g_main_page), g_status_label);
+    attach(g_status_label, gtk_label_new("Conectando..."), g_main_page);
 }
 
 /// Windows of the whole program, after the main loop had its turn.
 guint open_windows() {
-    run_main_loop_for_ms(50);
+    run_pending();
     return g_list_model_get_n_items(gtk_window_get_toplevels());
 }
 

@@ -26,16 +26,11 @@ class HubActions : public HubTest {
         for (GtkWidget** const slot :
              {&g_connect_server_btn, &g_invite_user_btn, &g_accept_invite_btn,
               &g_decline_invite_btn, &g_join_code_btn}) {
-            attach(*slot, gtk_button_new_with_label("x"));
+            attach(*slot, gtk_button_new_with_label("x"), g_hub_page);
         }
         for (GtkWidget** const slot : {&g_invite_user_entry, &g_invite_code_entry}) {
-            attach(*slot, gtk_entry_new());
+            attach(*slot, gtk_entry_new(), g_hub_page);
         }
-    }
-
-    static void attach(GtkWidget*& slot, GtkWidget* widget) {
-        keep(slot, widget);
-        gtk_box_append(GTK_BOX(g_hub_page), widget);
     }
 
     /// Which of enter, invite, accept, decline, show code and pending invitations can be used.
@@ -88,7 +83,7 @@ TEST_F(HubActions, WhatCanBeDoneDependsOnTheSelectedSpace) {
 TEST_F(HubActions, PendingInvitationsAreCountedOnTheirButton) {
     run_interface([] {
         const auto asks_for_attention = [] {
-            return gtk_widget_has_css_class(g_hub_pending_invites_btn, "suggested-action") != FALSE;
+            return has_class(g_hub_pending_invites_btn, "suggested-action");
         };
         update_hub_space_actions();
         EXPECT_EQ(tooltip(g_hub_pending_invites_btn), "Invitaciones pendientes");
@@ -425,7 +420,7 @@ TEST_F(HubActions, ACodeOfTheButtonsOwnFieldComesFirst) {
     run_interface([this] {
         make_controls();
         GtkWidget* own = nullptr;
-        attach(own, gtk_entry_new());
+        attach(own, gtk_entry_new(), g_hub_page);
         g_object_set_data(G_OBJECT(g_join_code_btn), "popup-entry", own);
         type(own, "PROPIO");
         type(g_invite_code_entry, "OTRO");

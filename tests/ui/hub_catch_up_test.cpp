@@ -1,28 +1,12 @@
 // What the hub's list does for a chat that missed something, or could not be loaded.
 #include "hub_fixture.h"
 
-#include "base/clock.h"
-#include "base/text.h"
 #include "chat/chat_connection.h"
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <thread>
-
 namespace {
-
-/// Sleeping takes a twentieth of the time, and the clock does not notice.
-std::atomic<std::uint32_t> g_quick_ticks{1000};
-constexpr ClockSource k_quick_clock{[] { return g_quick_ticks.load(); },
-                                    [](std::uint32_t milliseconds) {
-                                        g_quick_ticks += milliseconds;
-                                        std::this_thread::sleep_for(
-                                            std::chrono::microseconds(50 * milliseconds));
-                                    }};
 
 class HubCatchUp : public HubTest {
   protected:
@@ -118,8 +102,8 @@ TEST_F(HubCatchUp, WhereNothingWasMissedTheChatStays) {
 }
 
 TEST_F(HubCatchUp, AChatThatCouldNotBeLoadedIsLoadedByADoubleClick) {
+    const QuickClock clock;
     chat.refuse_openings("send-request", 12029);
-    clock_set_source(&k_quick_clock);
     run_interface([this] {
         add_space("s1", "Uno");
         show_hub();
@@ -128,7 +112,7 @@ TEST_F(HubCatchUp, AChatThatCouldNotBeLoadedIsLoadedByADoubleClick) {
         EXPECT_EQ(label_texts(g_hub_chat_list), notice);
         activate(0); // the server is still away
         wait_until([] { return !chat_ws_connection_is_usable(); });
-        run_main_loop_for_ms(150); // what waits for the channel looks every 100
+        run_past_timers(100); // what waits for the channel looks every 100
         EXPECT_EQ(label_texts(g_hub_chat_list), notice);
         chat.accept_openings();
         activate(0);
@@ -136,7 +120,6 @@ TEST_F(HubCatchUp, AChatThatCouldNotBeLoadedIsLoadedByADoubleClick) {
         EXPECT_EQ(gtk_widget_get_visible(g_hub_chat_loading_label), FALSE);
     });
     chat_ws_stop();
-    clock_set_source(nullptr);
 }
 
 } // namespace

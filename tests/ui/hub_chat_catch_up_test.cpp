@@ -42,17 +42,13 @@ class HubChatCatchUp : public HubChatTest {
     }
 
     /// Answers come when a test says them.
-    void answer_later() {
-        server.answer("messages:history", [](const std::string&) { return Texts{}; });
-    }
-
     static bool shows(const ChatRows& messages) {
         return wait_until([&messages] { return rows() == messages; });
     }
 
     static void send(const char* text) {
         write_input(text);
-        g_signal_emit_by_name(g_hub_chat_send_btn, "clicked");
+        click(g_hub_chat_send_btn);
     }
 };
 
@@ -105,7 +101,7 @@ TEST_F(HubChatCatchUp, WhoGoesUpFromTheNewestMessageIsNotTakenBack) {
     EXPECT_TRUE(chat_ws_connection_is_usable());
     scroll_to(bottom() / 2); // before the channel is there
     ASSERT_TRUE(wait_until(chat_ws_is_ready));
-    run_main_loop_for_ms(150); // what waits for the channel looks every 100
+    run_past_timers(100); // what waits for the channel looks every 100
     EXPECT_EQ(count_requests(k_newest), 1);
     EXPECT_EQ(rows(), held_messages(1, 60));
     refresh_hub_chat_if_missed(); // a click on the space wants it
@@ -147,7 +143,7 @@ TEST_F(HubChatCatchUp, AChatThatIsLeftWhileItsChannelComesIsNotAskedFor) {
     copy_text(g_hub_chat_scope_type, "");
     server.release_openings();
     ASSERT_TRUE(chat_ws_wait_until_ready(5000));
-    run_main_loop_for_ms(150); // what waits for it looks every 100
+    run_past_timers(100); // what waits for it looks every 100
     EXPECT_EQ(count_requests(k_newest), 1);
 }
 
@@ -160,7 +156,7 @@ TEST_F(HubChatCatchUp, TheChannelIsNotWaitedForAndTriedOnceIn5SecondsOfScrolling
     const auto scroll = [] {
         emit_wheel(1.0);
         wait_until([] { return !chat_ws_connection_is_usable(); });
-        run_main_loop_for_ms(150); // what waits for the channel looks every 100
+        run_past_timers(100); // what waits for the channel looks every 100
     };
     scroll();
     EXPECT_EQ(clock->now(), 1000U);
@@ -245,7 +241,7 @@ TEST_F(HubChatCatchUp, NoOlderPageIsTakenForTheNewestOrTheOtherWayRound) {
     emit_wheel(-1.0); // asks for the older page, and restarts the channel for it
     ASSERT_TRUE(g_hub_chat_loading_history);
     refresh_hub_chat_if_missed();
-    run_main_loop_for_ms(150); // what waits for its answer looks every 100
+    run_past_timers(100); // what waits for its answer looks every 100
     EXPECT_EQ(count_requests(k_newest), 1);
     hold_history(5, 2);
     say(history_frame(history_message("Ana", "1") + "," + history_message("Ana", "2"),

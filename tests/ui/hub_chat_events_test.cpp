@@ -6,7 +6,9 @@
 #include "base/text.h"
 #include "chat/chat_connection.h"
 #include "ui/hub/hub_chat_internal.h"
+#include "ui/hub/hub_internal.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace {
@@ -49,9 +51,7 @@ class HubChatEvents : public HubChatTest {
             R"(","isStreaming":)" + (is_streaming ? "true" : "false") + "}");
     }
 
-    static std::string stream_status() {
-        return gtk_label_get_text(GTK_LABEL(g_hub_stream_status_label));
-    }
+    static std::string stream_status() { return label(g_hub_stream_status_label); }
 };
 
 // ---- messages
@@ -192,6 +192,21 @@ TEST_F(HubChatEvents, WhenTheRoomsOfTheSelectedSpaceChangeTheyAreLoadedAnew) {
     EXPECT_STREQ(g_hub_servers[0].cachedRooms[1].name, "Dos");
 }
 
+TEST_F(HubChatTest, ARoomThatOthersHaveMadeIsListed) {
+    web.answer(200, k_rooms_of_s1);
+    run_interface([this] {
+        switch_to_hub_page();
+        refresh_hub_server_list();
+        chat_ws_start_for_selected_space();
+        ASSERT_TRUE(chat_ws_wait_until_ready(5000));
+        const std::size_t before = label_texts(g_servers_list).size();
+        say(R"({"type":"room:created","spaceId":"s1"})");
+        const Texts after = label_texts(g_servers_list);
+        EXPECT_EQ(after.size(), before + 4); // the names and marks of both
+        EXPECT_EQ(std::ranges::count(after, "Dos"), 1);
+    });
+}
+
 TEST_F(HubChatEvents, RoomsThatCannotBeLoadedChangeNothing) {
     web.answer(500, "{}");
     say(R"({"type":"rooms:snapshot","spaceId":"s1"})");
@@ -250,6 +265,22 @@ TEST_F(HubChatEvents, TheEndOfAStreamThatWasNotKnownChangesNothing) {
     say_stream("u3", false);
     EXPECT_STREQ(g_hub_streaming_user_id, "u2");
     EXPECT_EQ(shown_page(), "hub-stream-view");
+}
+
+TEST_F(HubChatEvents, WhoWatchesAnotherStreamGoesOnWatching) {
+    say_stream("u2", true);
+    show_hub_stream_view_for_user("u3");
+    say_stream("u2", false);
+    EXPECT_STREQ(g_hub_streaming_user_id, "");
+    EXPECT_STREQ(g_hub_viewing_stream_user_id, "u3");
+    EXPECT_EQ(shown_page(), "hub-stream-view");
+}
+
+TEST_F(HubChatEvents, TheEndOfAnotherStreamLeavesOnesOwn) {
+    say_stream("u2", true);
+    g_hub_local_streaming = true;
+    say_stream("u2", false);
+    EXPECT_TRUE(g_hub_local_streaming);
 }
 
 TEST_F(HubChatEvents, TheEndOfOnesOwnStreamIsKnown) {

@@ -2,44 +2,17 @@
 #include "hub_chat_fixture.h"
 
 #include "backend/endpoints.h"
-#include "backend/hub_tables.h"
 #include "backend/identity.h"
 #include "base/text.h"
 #include "chat/chat_connection.h"
-#include "support/empty_hub_tables.h"
 #include "ui/glib_poster.h"
 #include "ui/hub/hub_chat_internal.h"
-#include "ui/localisation.h"
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <filesystem>
 #include <ostream>
-#include <string_view>
 
 namespace {
-
-void add_space(const char* id, const char* name) {
-    HubSpace& space = g_hub_servers[g_hub_server_count++];
-    space = {};
-    copy_text(space.id, id);
-    copy_text(space.name, name);
-}
-
-void forget_everything() {
-    empty_hub_tables();
-    for (char* text :
-         {g_user_id, g_username, g_display_name, g_session_token, g_selected_space_id,
-          g_hub_chat_next_before, g_hub_streaming_user_id, g_hub_viewing_stream_user_id}) {
-        text[0] = '\0';
-    }
-    g_hub_local_streaming = false;
-    g_hub_chat_pending_history_prepend = false;
-    clear_hub_chat_pagination_state();
-    g_language = k_language_spanish;
-    std::filesystem::remove("chat_history_recovery.log");
-}
 
 std::string text_of(int number) {
     // Of one to five lines, so that heights differ.
@@ -70,12 +43,10 @@ void PrintTo(const ChatRow& row, std::ostream* out) {
 }
 
 HubChatTest::HubChatTest() {
-    forget_everything();
     glib_poster_start();
     add_space("s1", "Astronomía");
     add_space("s2", "Música");
-    g_selected_server_index = 0;
-    copy_text(g_selected_space_id, "s1");
+    be_in_space();
     copy_text(g_session_token, "tok");
     copy_text(g_user_id, "u1");
     copy_text(g_username, "ana");
@@ -91,7 +62,6 @@ HubChatTest::~HubChatTest() {
         gtk_window_destroy(GTK_WINDOW(g_window));
     }
     glib_poster_stop();
-    forget_everything();
     if (g_css_provider != nullptr) {
         gtk_style_context_remove_provider_for_display(gdk_display_get_default(),
                                                       GTK_STYLE_PROVIDER(g_css_provider.get()));
@@ -103,6 +73,8 @@ void HubChatTest::show_column(int width, int height) {
     keep(g_window, gtk_window_new());
     gtk_window_set_default_size(GTK_WINDOW(g_window), width, height);
     gtk_window_set_child(GTK_WINDOW(g_window), create_hub_chat_column());
+    // A layout tick that an earlier interface left behind would do so later.
+    update_hub_chat_input_height(height);
     gtk_window_present(GTK_WINDOW(g_window));
     // Until it is active, the window manager may still change its size.
     wait_until([] {
@@ -135,6 +107,15 @@ void HubChatTest::open_space() {
     // Laid out, and brought to its newest row.
     ASSERT_TRUE(wait_until(
         [] { return gtk_widget_get_height(row_widgets().back()) > 0 && is_at_bottom(); }));
+}
+
+void HubChatTest::open_channel() {
+    chat_ws_start_for_selected_space();
+    ASSERT_TRUE(chat_ws_join_space_chat("s1"));
+}
+
+void HubChatTest::answer_later() {
+    server.answer("messages:history", [](const std::string&) { return Texts{}; });
 }
 
 void HubChatTest::say(const std::string& frame) {
@@ -182,7 +163,7 @@ double HubChatTest::place_of(GtkWidget* row) {
 }
 
 GtkAdjustment* HubChatTest::scrolling() {
-    return gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(g_hub_chat_scroll));
+    return scrolling_of(g_hub_chat_scroll);
 }
 
 void HubChatTest::settle() {
@@ -210,33 +191,21 @@ void HubChatTest::scroll_to(double value) {
 }
 
 void HubChatTest::emit_wheel(double dy) {
-    GListModel* const controllers = gtk_widget_observe_controllers(g_hub_chat_scroll);
-    gboolean handled = FALSE;
-    for (guint i = 0; i < g_list_model_get_n_items(controllers); ++i) {
-        const GObjectPtr<GtkEventController> controller(
-            GTK_EVENT_CONTROLLER(g_list_model_get_item(controllers, i)));
-        if (GTK_IS_EVENT_CONTROLLER_SCROLL(controller.get()) &&
-            gtk_event_controller_get_propagation_phase(controller.get()) == GTK_PHASE_CAPTURE) {
+    for (const auto& controller :
+         controllers_of(g_hub_chat_scroll, GTK_TYPE_EVENT_CONTROLLER_SCROLL)) {
+        if (gtk_event_controller_get_propagation_phase(controller.get()) == GTK_PHASE_CAPTURE) {
+            gboolean handled = FALSE;
             g_signal_emit_by_name(controller.get(), "scroll", 0.0, dy, &handled);
             EXPECT_FALSE(handled);
         }
     }
-    g_object_unref(controllers);
 }
 
 void HubChatTest::emit_key(guint key) {
-    GListModel* const controllers = gtk_widget_observe_controllers(g_hub_chat_scroll);
-    gboolean handled = FALSE;
-    for (guint i = 0; i < g_list_model_get_n_items(controllers); ++i) {
-        const GObjectPtr<GtkEventController> controller(
-            GTK_EVENT_CONTROLLER(g_list_model_get_item(controllers, i)));
-        if (GTK_IS_EVENT_CONTROLLER_KEY(controller.get())) {
-            g_signal_emit_by_name(controller.get(), "key-pressed", key, 0U, GdkModifierType{},
-                                  &handled);
-            EXPECT_FALSE(handled);
-        }
+    for (const auto& controller :
+         controllers_of(g_hub_chat_scroll, GTK_TYPE_EVENT_CONTROLLER_KEY)) {
+        EXPECT_FALSE(press_key(controller.get(), key));
     }
-    g_object_unref(controllers);
 }
 
 bool HubChatTest::is_loading_shown() {
@@ -244,16 +213,11 @@ bool HubChatTest::is_loading_shown() {
 }
 
 std::string HubChatTest::title() {
-    return gtk_label_get_text(GTK_LABEL(g_hub_chat_title_label));
+    return label(g_hub_chat_title_label);
 }
 
 std::string HubChatTest::input() {
-    GtkTextBuffer* const buffer = gtk_text_view_get_buffer(GTK_TEXT_VIEW(g_hub_chat_input_view));
-    GtkTextIter start;
-    GtkTextIter end;
-    gtk_text_buffer_get_bounds(buffer, &start, &end);
-    const GCharPtr text(gtk_text_buffer_get_text(buffer, &start, &end, FALSE));
-    return text.get();
+    return contents(gtk_text_view_get_buffer(GTK_TEXT_VIEW(g_hub_chat_input_view)));
 }
 
 void HubChatTest::write_input(const std::string& text) {

@@ -2,18 +2,14 @@
 // scripted chat server that holds a history, and a scripted backend.
 #pragma once
 
-#include "ui_harness.h"
+#include "interface_fixture.h"
 
 #include "support/fake_web_exchange.h"
 #include "support/fake_web_socket.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <string>
 #include <vector>
-
-using Texts = std::vector<std::string>;
 
 /// One message as the list shows it.
 struct ChatRow {
@@ -26,7 +22,7 @@ void PrintTo(const ChatRow& row, std::ostream* out);
 
 using ChatRows = std::vector<ChatRow>;
 
-class HubChatTest : public testing::Test {
+class HubChatTest : public InterfaceTest {
   protected:
     HubChatTest();
     ~HubChatTest() override;
@@ -43,6 +39,12 @@ class HubChatTest : public testing::Test {
 
     /// Shows the chat of the space "s1" and waits for its newest page.
     void open_space();
+
+    /// The channel is open and knows that the chat of the space "s1" is read.
+    static void open_channel();
+
+    /// Answers to requests for messages come when a test says them.
+    void answer_later();
 
     /// The server says it, and the column has taken it.
     void say(const std::string& frame);

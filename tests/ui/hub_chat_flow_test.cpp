@@ -132,7 +132,8 @@ TEST_F(HubChatFlow, ThousandsOfMessagesAndAnOlderPageAreShownInTheirOrderAndHold
         const Turns turns;
         g_hub_chat_pending_history_prepend = true;
         handle_chat_frame(m_run, history_frame(page).c_str());
-        run_main_loop_for_ms(300);
+        wait_until([] { return count_rows() == 100 + k_messages; });
+        settle();
         turns.expect_short("older page");
     }
     const ChatRows shown = rows();
@@ -169,7 +170,7 @@ TEST_F(HubChatFlow, AWindowMayEndWhileRowsAreOnTheirWayOut) {
     clear_hub_chat_list();
     EXPECT_EQ(count_lists(), 3U);
     gtk_window_destroy(GTK_WINDOW(g_window));
-    run_main_loop_for_ms(50);
+    run_pending();
     EXPECT_EQ(g_hub_chat_list, nullptr);
 }
 

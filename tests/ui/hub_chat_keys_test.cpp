@@ -16,8 +16,7 @@ class HubChatKeys : public HubChatTest {
         show_column();
         copy_text(g_hub_chat_scope_type, "space");
         copy_text(g_hub_chat_scope_id, "s1");
-        chat_ws_start_for_selected_space();
-        ASSERT_TRUE(chat_ws_join_space_chat("s1"));
+        open_channel();
         ASSERT_TRUE(wait_until([] { return gtk_window_is_active(GTK_WINDOW(g_window)) != FALSE; }));
     }
 
@@ -35,8 +34,6 @@ class HubChatKeys : public HubChatTest {
                                  G_SPAWN_SEARCH_PATH, nullptr, nullptr, nullptr, nullptr, nullptr,
                                  error.address()));
     }
-
-    static GtkWidget* keyboard() { return gtk_window_get_focus(GTK_WINDOW(g_window)); }
 };
 
 TEST_F(HubChatKeys, ShiftReturnBreaksTheLineAndReturnSends) {

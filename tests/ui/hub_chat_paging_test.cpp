@@ -70,20 +70,10 @@ class HubChatPaging : public HubChatTest {
         ASSERT_GT(bottom(), 100.0);
     }
 
-    void open_channel() {
-        chat_ws_start_for_selected_space();
-        ASSERT_TRUE(chat_ws_join_space_chat("s1"));
-    }
-
-    /// Answers come when a test says them.
-    void answer_later() {
-        server.answer("messages:history", [](const std::string&) { return Texts{}; });
-    }
-
     /// Blocks the loop meanwhile: the check finds the connection gone, and what it said untaken.
     static void run_until_the_loss_check_is_due() {
         g_usleep(300'000);
-        run_main_loop_for_ms(50);
+        run_pending();
     }
 };
 
@@ -278,23 +268,38 @@ TEST_F(HubChatPaging, APageWithoutHasMoreEndsThePaging) {
     EXPECT_EQ(sent_requests().size(), 1U);
 }
 
-TEST_F(HubChatPaging, ALayoutIsNoScrolling) {
+TEST_F(HubChatPaging, AShortPageInPlaceOfALongListAsksForWhatIsBehindIt) {
     answer_later();
     show_many_rows();
     open_channel();
-    // A short page with more behind it: nothing to scroll, and nobody did.
-    say(history_frame(history_message("Ana", "corto"), R"("hasMore":true,"nextBefore":"c",)"));
     copy_text(g_hub_chat_scope_type, "space");
     copy_text(g_hub_chat_scope_id, "s1");
     say(history_frame(history_message("Ana", "corto"), R"("hasMore":true,"nextBefore":"c",)"));
-    settle();
+    ASSERT_TRUE(wait_until([] { return g_hub_chat_loading_history; }));
     EXPECT_EQ(gtk_adjustment_get_value(scrolling()), 0.0);
     EXPECT_EQ(rows().size(), 1U);
+    settle();
+    EXPECT_EQ(sent_requests(), Texts{k_older_of_space});
+}
+
+TEST_F(HubChatPaging, AListOnItsWayToTheNewestRowAsksForNothing) {
+    answer_later();
+    show_many_rows();
+    open_channel();
+    copy_text(g_hub_chat_scope_type, "space");
+    copy_text(g_hub_chat_scope_id, "s1");
+    std::string messages = history_message("Ana", "0");
+    for (int i = 1; i < 40; ++i) {
+        messages += "," + history_message("Ana", std::to_string(i));
+    }
+    say(history_frame(messages, R"("hasMore":true,"nextBefore":"c",)"));
+    settle();
+    EXPECT_TRUE(is_at_bottom());
     EXPECT_TRUE(g_hub_chat_has_more_history);
     EXPECT_EQ(sent_requests(), Texts{});
 }
 
-TEST_F(HubChatPaging, AWindowThatGrowsIsNoScrolling) {
+TEST_F(HubChatPaging, AWindowThatGrowsToTheTopAsksForOlderMessages) {
     answer_later();
     show_column(480, 300);
     for (int i = 0; i < 10; ++i) {
@@ -304,11 +309,41 @@ TEST_F(HubChatPaging, AWindowThatGrowsIsNoScrolling) {
     ASSERT_GT(bottom(), 50.0);
     open_channel();
     offer_more();
-    gtk_window_set_default_size(GTK_WINDOW(g_window), 480, 700);
-    wait_until([] { return gtk_widget_get_height(g_window) == 700; });
+    wait_until([] {
+        gtk_window_set_default_size(GTK_WINDOW(g_window), 480, 700);
+        return gtk_widget_get_height(g_window) == 700;
+    });
+    ASSERT_TRUE(wait_until([] { return g_hub_chat_loading_history; }));
     settle();
-    ASSERT_EQ(gtk_adjustment_get_value(scrolling()), 0.0);
-    EXPECT_EQ(sent_requests(), Texts{});
+    EXPECT_EQ(gtk_adjustment_get_value(scrolling()), 0.0);
+    EXPECT_EQ(sent_requests(), Texts{k_older_of_space});
+}
+
+TEST_F(HubChatPaging, TheAnswerToAnotherScopeEndsTheLoadingButNotTheWait) {
+    answer_later();
+    show_many_rows();
+    open_channel();
+    offer_more();
+    scroll_to(5.0);
+    say(history_frame(history_message("Luis", "x"), "", R"("roomId":"r9")"));
+    EXPECT_FALSE(g_hub_chat_loading_history);
+    EXPECT_TRUE(g_hub_chat_pending_history_prepend);
+    scroll_to(3.0);
+    EXPECT_EQ(sent_requests(), Texts{k_older_of_space});
+    say(history_frame(history_message("Ana", "viejo")));
+    EXPECT_EQ(rows().size(), 61U);
+    EXPECT_EQ(rows().front().text, "viejo");
+}
+
+TEST_F(HubChatPaging, APageIsLostWithItsConnectionAlsoAfterTheAnswerToAnotherScope) {
+    answer_later();
+    show_many_rows();
+    open_channel();
+    offer_more();
+    scroll_to(5.0);
+    say(history_frame(history_message("Luis", "x"), "", R"("roomId":"r9")"));
+    server.say_close();
+    EXPECT_TRUE(wait_until([] { return !g_hub_chat_pending_history_prepend; }));
 }
 
 TEST_F(HubChatPaging, AShortPageIsPagedByWheelKeysAndTouch) {
@@ -428,7 +463,7 @@ TEST_F(HubChatPaging, AnOlderPageThatIsLostWithItsConnectionCanBeAskedForAgain) 
     offer_more();
     scroll_to(5.0);
     ASSERT_TRUE(g_hub_chat_loading_history);
-    run_main_loop_for_ms(400);
+    run_past_timers(250);                    // what looks for the connection
     EXPECT_TRUE(g_hub_chat_loading_history); // the answer may take its time
     EXPECT_TRUE(is_loading_shown());
     server.say_close();
@@ -477,10 +512,7 @@ TEST_F(HubChatPaging, TheFirstPagesLabelGoesWithTheConnection) {
     ASSERT_TRUE(is_loading_shown());
     server.say_close();
     ASSERT_TRUE(wait_until([] { return !is_loading_shown(); }));
-    HubSpace& space = g_hub_servers[0];
-    space.roomsCached = true;
-    space.cachedRoomCount = 1;
-    copy_text(space.cachedRooms[0].id, "r1");
+    cache_rooms(g_hub_servers[0], {"r1:General"});
     ASSERT_TRUE(load_room_chat_by_indices(0, 0));
     ASSERT_TRUE(is_loading_shown());
     server.say_close();

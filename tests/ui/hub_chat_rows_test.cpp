@@ -19,6 +19,33 @@ class HubChatRows : public HubChatTest {
                                           nullptr);
     }
 
+    struct Edges {
+        int left;
+        int right;
+    };
+
+    /// Of the character at this byte of the text, in the layout's own units.
+    static Edges edges_of(PangoLayout* layout, std::size_t index) {
+        PangoRectangle place;
+        pango_layout_index_to_pos(layout, static_cast<int>(index), &place);
+        return {std::min(place.x, place.x + place.width), std::max(place.x, place.x + place.width)};
+    }
+
+    static PangoLayout* header_layout(GtkWidget* row) {
+        wait_until([row] { return gtk_widget_get_height(row) > 0; });
+        return gtk_label_get_layout(GTK_LABEL(children_of(gtk_widget_get_first_child(row)).at(0)));
+    }
+
+    /// What is to be seen of a text: directions have marks that are not.
+    static std::string without_marks(std::string text) {
+        for (const std::string mark : {"\u200E", "\u202E", "\u2067", "\u2068", "\u2069"}) {
+            for (auto at = text.find(mark); at != std::string::npos; at = text.find(mark)) {
+                text.erase(at, mark.size());
+            }
+        }
+        return text;
+    }
+
     static ChatRow row(const std::string& sender, const std::string& text) {
         return {sender + " " + k_time, text};
     }
@@ -27,7 +54,7 @@ class HubChatRows : public HubChatTest {
 TEST_F(HubChatRows, TheColumnHasTitleListAndInput) {
     show_column();
     GtkWidget* const column = gtk_window_get_child(GTK_WINDOW(g_window));
-    EXPECT_TRUE(gtk_widget_has_css_class(column, "settings-section"));
+    EXPECT_TRUE(has_class(column, "settings-section"));
     EXPECT_TRUE(gtk_widget_get_hexpand(column));
     int width = 0;
     gtk_widget_get_size_request(column, &width, nullptr);
@@ -36,7 +63,7 @@ TEST_F(HubChatRows, TheColumnHasTitleListAndInput) {
     EXPECT_EQ(parts, (std::vector<GtkWidget*>{g_hub_chat_title_label, g_hub_content_stack,
                                               g_hub_chat_input_box}));
     EXPECT_EQ(title(), "Selecciona un espacio o sala");
-    EXPECT_TRUE(gtk_widget_has_css_class(g_hub_chat_title_label, "settings-option-title"));
+    EXPECT_TRUE(has_class(g_hub_chat_title_label, "settings-option-title"));
     EXPECT_EQ(shown_page(), "hub-room-chat");
     GtkStack* const stack = GTK_STACK(g_hub_content_stack);
     GtkWidget* const chat = gtk_stack_get_child_by_name(stack, "hub-room-chat");
@@ -44,13 +71,13 @@ TEST_F(HubChatRows, TheColumnHasTitleListAndInput) {
     EXPECT_TRUE(gtk_widget_is_ancestor(g_hub_chat_loading_label, chat));
     EXPECT_TRUE(gtk_widget_is_ancestor(g_hub_chat_list, g_hub_chat_scroll));
     EXPECT_EQ(gtk_stack_get_child_by_name(stack, "hub-stream-view"), g_hub_stream_page);
-    EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(g_hub_chat_send_btn)), "Enviar");
+    EXPECT_EQ(button_label(g_hub_chat_send_btn), "Enviar");
     EXPECT_FALSE(is_loading_shown());
 }
 
 TEST_F(HubChatRows, TheInputIsNamedByItsTooltipInTheLanguageThatItHas) {
     show_column();
-    EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_chat_input_view), "Escribe un mensaje...");
+    EXPECT_EQ(tooltip(g_hub_chat_input_view), "Escribe un mensaje...");
     const auto name = [] {
         const GCharPtr wrong(gtk_test_accessible_check_property(
             GTK_ACCESSIBLE(g_hub_chat_input_view), GTK_ACCESSIBLE_PROPERTY_LABEL, ""));
@@ -59,7 +86,7 @@ TEST_F(HubChatRows, TheInputIsNamedByItsTooltipInTheLanguageThatItHas) {
     EXPECT_NE(name().find("Escribe un mensaje..."), std::string::npos) << name();
     g_language = k_language_english;
     apply_language_to_ui();
-    EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_chat_input_view), "Write a message...");
+    EXPECT_EQ(tooltip(g_hub_chat_input_view), "Write a message...");
     EXPECT_NE(name().find("Write a message..."), std::string::npos) << name();
 }
 
@@ -152,6 +179,68 @@ TEST_F(HubChatRows, AnyPartOfACharacterAtANamesEndIsLeftOut) {
     EXPECT_EQ(rows().at(5), row("-", "hola"));
 }
 
+TEST_F(HubChatRows, ANameFromRightToLeftKeepsItsPlaceBeforeTheTime) {
+    show_column();
+    for (const std::string name :
+         {"Ana", "ليلى", "דנה", "Ana דנה", "ليلى 12", "\u202EAna", "\u2067Ana", "\u2069דנה"}) {
+        append_hub_chat_row(name.c_str(), "hola", "2024-05-01T10:20:30");
+        EXPECT_EQ(without_marks(rows().back().header), without_marks(row(name, "").header));
+        PangoLayout* const header = header_layout(row_widgets().back());
+        const std::string text = pango_layout_get_text(header);
+        const std::size_t time = text.rfind('[');
+        // From the left: the name, the bracket, the time's own characters, the other bracket.
+        Edges last{0, 0};
+        for (std::size_t i = 0; i < time; ++i) {
+            const Edges at = edges_of(header, i);
+            EXPECT_LE(at.right, edges_of(header, time).left) << name << " " << i;
+            last = {0, std::max(last.right, at.right)};
+        }
+        for (std::size_t i = time; i < text.size(); ++i) {
+            const Edges at = edges_of(header, i);
+            EXPECT_GE(at.left, last.right) << name << " " << i;
+            last = at;
+        }
+        PangoRectangle place;
+        pango_layout_get_extents(header, nullptr, &place);
+        EXPECT_EQ(place.x, 0) << name;
+    }
+}
+
+TEST_F(HubChatRows, ANameFromRightToLeftAloneStandsAtTheLeft) {
+    show_column();
+    append_hub_chat_row("ليلى", "hola", nullptr);
+    PangoLayout* const header = header_layout(row_widgets().back());
+    pango_layout_set_width(header, 400 * PANGO_SCALE); // more than it needs
+    PangoRectangle place;
+    pango_layout_get_extents(header, nullptr, &place);
+    EXPECT_EQ(place.x, 0);
+}
+
+TEST_F(HubChatRows, ANameFromRightToLeftIsBoldToItsEnd) {
+    show_column();
+    append_hub_chat_row("דנה", "hola", "2024-05-01T10:20:30");
+    PangoLayout* const header = header_layout(row_widgets().back());
+    const std::string_view text = pango_layout_get_text(header);
+    const auto is_bold = [header](std::size_t index) {
+        PangoAttrIterator* const at =
+            pango_attr_list_get_iterator(pango_layout_get_attributes(header));
+        const auto is_there = [at, index] {
+            int start = 0;
+            int end = 0;
+            pango_attr_iterator_range(at, &start, &end);
+            return static_cast<int>(index) < end;
+        };
+        while (!is_there() && pango_attr_iterator_next(at)) {
+        }
+        const bool bold = pango_attr_iterator_get(at, PANGO_ATTR_WEIGHT) != nullptr;
+        pango_attr_iterator_destroy(at);
+        return bold;
+    };
+    EXPECT_TRUE(is_bold(text.find("ה")));
+    EXPECT_FALSE(is_bold(text.find(' ')));
+    EXPECT_FALSE(is_bold(text.find('[')));
+}
+
 TEST_F(HubChatRows, LongWordsLeaveTheColumnItsWidth) {
     show_column(440, 500);
     append_hub_chat_row(std::string(95, 'W').c_str(), std::string(511, 'W').c_str(),
@@ -191,15 +280,14 @@ TEST_F(HubChatRows, TheLoadingLabelMovesNothing) {
     wait_until([] { return gtk_widget_get_height(g_hub_chat_loading_label) > 0; });
     settle();
     EXPECT_EQ(place(), before);
-    EXPECT_EQ(gtk_label_get_text(GTK_LABEL(g_hub_chat_loading_label)),
-              std::string("Cargando historial..."));
+    EXPECT_EQ(label(g_hub_chat_loading_label), "Cargando historial...");
 }
 
 TEST_F(HubChatRows, TheTitleIsCutAtItsBufferAndStandsWholeInTheTooltip) {
     show_column();
     set_hub_chat_title((std::string(126, 'a') + "ñ").c_str());
     EXPECT_EQ(title(), std::string(126, 'a'));
-    EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_chat_title_label), title().c_str());
+    EXPECT_EQ(tooltip(g_hub_chat_title_label), title());
 }
 
 // ---- pages of history
@@ -321,14 +409,13 @@ TEST_F(HubChatRows, TheNoticesChangeWithTheLanguage) {
     g_language = k_language_english;
     apply_language_to_ui();
     EXPECT_EQ(rows(), (ChatRows{{"-", "No messages yet."}}));
-    EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_chat_loading_label)),
-                 tr("hub_chat_loading_history"));
-    EXPECT_STRNE(gtk_label_get_text(GTK_LABEL(g_hub_chat_loading_label)), "Cargando historial...");
+    EXPECT_EQ(label(g_hub_chat_loading_label), tr("hub_chat_loading_history"));
+    EXPECT_NE(label(g_hub_chat_loading_label), "Cargando historial...");
     append_hub_chat_row("Ana", "hola", nullptr); // the notice is gone: nothing is left to relabel
     g_language = k_language_spanish;
     apply_language_to_ui();
     EXPECT_EQ(rows(), (ChatRows{{"Ana", "hola"}}));
-    EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_chat_loading_label)), "Cargando historial...");
+    EXPECT_EQ(label(g_hub_chat_loading_label), "Cargando historial...");
     apply("");
     apply(history_message("Ana", "hola")); // the same where another list took its place
     g_language = k_language_english;
@@ -370,9 +457,9 @@ TEST_F(HubChatRows, TheKeyboardGoesToTheInputWhenItsRowGoes) {
     show_column();
     append_hub_chat_row("Ana", "hola", nullptr);
     gtk_widget_grab_focus(row_widgets().at(0));
-    ASSERT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), row_widgets().at(0));
+    ASSERT_EQ(keyboard(), row_widgets().at(0));
     clear_hub_chat_list();
-    EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), g_hub_chat_input_view);
+    EXPECT_EQ(keyboard(), g_hub_chat_input_view);
 }
 
 TEST_F(HubChatRows, WithoutAColumnNothingHappens) {

@@ -18,18 +18,6 @@ constexpr const char* k_newest_of_room =
 
 class HubChatScope : public HubChatTest {
   protected:
-    static void cache_rooms(std::int32_t space_index,
-                            const std::vector<std::pair<const char*, const char*>>& rooms) {
-        HubSpace& space = g_hub_servers[space_index];
-        space.roomsCached = space.roomsCacheValid = true;
-        space.cachedRoomCount = 0;
-        for (const auto& [id, name] : rooms) {
-            HubRoom& room = space.cachedRooms[space.cachedRoomCount++];
-            copy_text(room.id, id);
-            copy_text(room.name, name);
-        }
-    }
-
     /// As after another chat, with an older page of it under way.
     static void leave_traces() {
         append_hub_chat_row("Ana", "de otro chat", nullptr);
@@ -47,10 +35,6 @@ class HubChatScope : public HubChatTest {
         EXPECT_FALSE(g_hub_chat_loading_history);
         EXPECT_FALSE(g_hub_chat_pending_history_prepend);
         EXPECT_STREQ(g_hub_chat_next_before, "");
-    }
-
-    void answer_later() {
-        server.answer("messages:history", [](const std::string&) { return Texts{}; });
     }
 };
 
@@ -123,7 +107,7 @@ TEST_F(HubChatScope, ASpacesChatThatCannotBeAskedForFails) {
 TEST_F(HubChatScope, ARoomsChatComesOverTheChannelAndIsFollowed) {
     answer_later();
     show_column();
-    cache_rooms(0, {{"r0", "General"}, {"r1", "Telescopios"}});
+    cache_rooms(g_hub_servers[0], {"r0:General", "r1:Telescopios"});
     leave_traces();
     EXPECT_TRUE(load_room_chat_by_indices(0, 1));
     EXPECT_STREQ(g_hub_chat_scope_type, "room");
@@ -143,7 +127,7 @@ TEST_F(HubChatScope, ARoomsChatComesFromTheBackendWithoutAChannel) {
     const FakeClock clock;
     server.refuse_openings("connect-host", 1);
     show_column();
-    cache_rooms(0, {{"r1", "Telescopios"}});
+    cache_rooms(g_hub_servers[0], {"r1:Telescopios"});
     web.answer(200, R"({"hasMore":true,"nextBefore":"c","messages":[)" +
                         history_message("Ana", "hola") + "]}");
     EXPECT_TRUE(load_room_chat_by_indices(0, 0));
@@ -162,7 +146,7 @@ TEST_F(HubChatScope, ARoomsChatComesFromTheBackendWithoutAChannel) {
 TEST_F(HubChatScope, OnlyACachedRoomCanBeOpened) {
     show_column();
     EXPECT_FALSE(load_room_chat_by_indices(0, 0));
-    cache_rooms(0, {{"r1", "Telescopios"}});
+    cache_rooms(g_hub_servers[0], {"r1:Telescopios"});
     EXPECT_FALSE(load_room_chat_by_indices(0, -1));
     EXPECT_FALSE(load_room_chat_by_indices(0, 1));
     EXPECT_STREQ(g_hub_chat_scope_type, "");
@@ -170,13 +154,13 @@ TEST_F(HubChatScope, OnlyACachedRoomCanBeOpened) {
 
 TEST_F(HubChatScope, TheRoomOfASpaceIsGeneralElseTheFirst) {
     EXPECT_STREQ(resolve_space_chat_room_id(0), "");
-    cache_rooms(0, {{"r1", "Uno"}, {"r2", "gEnErAl"}, {"r3", "General"}});
+    cache_rooms(g_hub_servers[0], {"r1:Uno", "r2:gEnErAl", "r3:General"});
     EXPECT_STREQ(resolve_space_chat_room_id(0), "r2");
-    cache_rooms(0, {{"r1", "Uno"}, {"r2", "Generales"}});
+    cache_rooms(g_hub_servers[0], {"r1:Uno", "r2:Generales"});
     EXPECT_STREQ(resolve_space_chat_room_id(0), "r1");
     g_hub_servers[0].roomsCacheValid = false;
     EXPECT_STREQ(resolve_space_chat_room_id(0), "");
-    cache_rooms(0, {});
+    cache_rooms(g_hub_servers[0], {});
     EXPECT_STREQ(resolve_space_chat_room_id(0), "");
 }
 

@@ -8,65 +8,33 @@
 #include "base/clock.h"
 #include "base/text.h"
 #include "chat/chat_connection.h"
-#include "core/peer.h"
-#include "storage/local_files.h"
-#include "support/empty_hub_tables.h"
-#include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
-#include "ui/localisation.h"
-#include "ui/room/room_internal.h"
 #include "voice/voice_connection.h"
 #include "voice/voice_packet.h"
 
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <deque>
-#include <filesystem>
 #include <fstream>
 #include <ostream>
+#include <string_view>
+#include <thread>
 
 namespace {
 
 constexpr const char* k_log = "hub_click_debug.log";
 
+std::atomic<std::uint32_t> g_quick_ticks{1000};
+constexpr ClockSource k_quick_clock{[] { return g_quick_ticks.load(); },
+                                    [](std::uint32_t milliseconds) {
+                                        g_quick_ticks += milliseconds;
+                                        std::this_thread::sleep_for(
+                                            std::chrono::microseconds(50 * milliseconds));
+                                    }};
+
 std::deque<int> g_kinds; // of the messages that no test has taken yet
-
-void forget_everything() {
-    std::memset(static_cast<void*>(g_hub_servers), 0, sizeof(g_hub_servers));
-    std::memset(static_cast<void*>(g_hub_rooms), 0, sizeof(g_hub_rooms));
-    empty_hub_tables();
-    for (char* text : {g_user_id, g_username, g_user_email, g_display_name, g_session_token,
-                       g_selected_space_id, g_backend_url}) {
-        text[0] = '\0';
-    }
-    copy_text(g_current_room, "general");
-    copy_text(g_server_url, "127.0.0.1:3602");
-    begin_hub_room_presence("");
-    g_is_connected = false;
-    g_is_speaking = false;
-    g_joining_room_transition = false;
-    g_room_join_loading_active = false;
-    g_language = k_language_spanish;
-    g_on_connect = nullptr;
-    g_on_join_room = nullptr;
-    g_on_leave_room = nullptr;
-    char path[512];
-    if (get_settings_file_path(path)) {
-        std::filesystem::remove(path);
-    }
-    clear_local_session();
-    std::filesystem::remove(k_log);
-    g_kinds.clear();
-}
-
-HubRoom make_room(const std::string& text) {
-    HubRoom room{};
-    const std::size_t colon = text.find(':');
-    copy_text(room.id, text.substr(0, colon));
-    copy_text(room.name, text.substr(colon + 1));
-    copy_text(room.description, "Sala de voz");
-    return room;
-}
 
 void join(const char* room_id) {
     Network_SendMessage(k_voice_message_join, room_id);
@@ -123,7 +91,7 @@ Alert failure(const std::string& title, const std::string& detail) {
 
 HubTest::HubTest() {
     clock_set_source(nullptr); // the chat's threads are real ones
-    forget_everything();
+    g_kinds.clear();
     copy_text(g_backend_url, "http://backend.example");
     copy_text(g_chat_ws_url, "ws://chat.example");
     copy_text(g_session_token, "tok");
@@ -133,18 +101,12 @@ HubTest::HubTest() {
     chat.answer_friendly();
     m_web.answer_always({.status = 404, .body = "{}"});
     m_web.at_each_call([this] { answer_request(); });
-    std::filesystem::create_directories("resources");
-    // The library for Windows copies over no file, whatever it is told.
-    std::filesystem::remove("resources/style.css");
-    std::filesystem::copy_file(std::filesystem::path(VELMO_RESOURCES) / "style.css",
-                               "resources/style.css");
 }
 
 HubTest::~HubTest() {
     Network_Disconnect();
     Network_SetDisconnectedCallback(nullptr);
     chat_ws_stop();
-    forget_everything();
 }
 
 void HubTest::answer_request() {
@@ -209,37 +171,29 @@ void HubTest::show_hub() {
     wait_until([] { return rows().empty() || gtk_widget_get_height(rows().back()) > 0; });
 }
 
-HubSpace& HubTest::add_space(const std::string& id, const std::string& name, const Texts& rooms) {
-    HubSpace& space = g_hub_servers[g_hub_server_count++];
-    space = {};
-    copy_text(space.id, id);
-    copy_text(space.name, name);
-    copy_text(space.role, "member");
-    for (const std::string& text : rooms) {
-        space.cachedRooms[space.cachedRoomCount++] = make_room(text);
+void HubTest::show_hub_of_two_rooms() {
+    add_space("s1", "Uno", {"r1:General", "r2:Cine"});
+    add_rooms({"r1:General", "r2:Cine"});
+    be_in_space();
+    show_hub();
+}
+
+void HubTest::show_peers(const std::vector<Peer>& peers) {
+    sync_hub_room_presence_from_peers(peers.data(), static_cast<std::int32_t>(peers.size()));
+}
+
+void HubTest::be_in_room(const char* room_id, const std::vector<Peer>& peers) {
+    copy_text(g_hub_presence_room_id, room_id);
+    show_peers(peers);
+}
+
+Texts HubTest::present() {
+    Texts names;
+    for (std::int32_t i = 0; i < g_hub_room_presence_count; ++i) {
+        names.push_back(std::string(g_hub_room_presence[i].username) +
+                        (g_hub_room_presence[i].speaking ? "*" : ""));
     }
-    space.roomsCached = space.roomsCacheValid = !rooms.empty();
-    return space;
-}
-
-void HubTest::make_invitation(HubSpace& space, const std::string& invitation_id) {
-    copy_text(space.role, "invited");
-    copy_text(space.invitationStatus, "pending");
-    copy_text(space.invitationId, invitation_id);
-}
-
-void HubTest::add_rooms(const Texts& rooms) {
-    for (const std::string& text : rooms) {
-        g_hub_rooms[g_hub_room_count++] = make_room(text);
-    }
-}
-
-std::vector<GtkWidget*> HubTest::rows() {
-    return children_of(g_servers_list);
-}
-
-GtkListBoxRow* HubTest::row(std::size_t index) {
-    return GTK_LIST_BOX_ROW(rows().at(index));
+    return names;
 }
 
 Texts HubTest::list_lines() {
@@ -251,18 +205,13 @@ Texts HubTest::list_lines() {
         if (first == "•") {
             lines.push_back("  " + texts.at(1));
         } else if (first == "●") {
-            const bool speaks =
-                gtk_widget_has_css_class(gtk_widget_get_first_child(box), "speaking") != FALSE;
+            const bool speaks = has_class(gtk_widget_get_first_child(box), "speaking");
             lines.push_back("    " + texts.at(1) + (speaks ? "*" : ""));
         } else {
             lines.push_back(texts.at(0));
         }
     }
     return lines;
-}
-
-GtkWidget* HubTest::selected_row() {
-    return GTK_WIDGET(gtk_list_box_get_selected_row(GTK_LIST_BOX(g_servers_list)));
 }
 
 void HubTest::select(std::size_t index) {
@@ -276,26 +225,38 @@ void HubTest::activate(std::size_t index) {
     g_signal_emit_by_name(g_servers_list, "row-activated", row(index));
 }
 
-GtkWidget* HubTest::keyboard() {
-    return gtk_window_get_focus(GTK_WINDOW(g_window));
+void HubTest::press_on_list(const char* signal) {
+    g_signal_emit_by_name(g_servers_list, signal);
+}
+
+void HubTest::move_cursor(int lines) {
+    g_signal_emit_by_name(g_servers_list, "move-cursor", GTK_MOVEMENT_DISPLAY_LINES, lines, FALSE,
+                          FALSE);
+}
+
+void HubTest::press_enter_on(std::size_t index) {
+    gtk_widget_grab_focus(rows().at(index));
+    const GObjectPtr<GtkListBoxRow> kept(static_cast<GtkListBoxRow*>(g_object_ref(row(index))));
+    press_on_list("activate-cursor-row");
+    run_pending();
+}
+
+std::string HubTest::popup_text() {
+    const Texts texts =
+        g_loading_popup != nullptr && gtk_widget_get_mapped(g_loading_popup) != FALSE
+            ? label_texts(g_loading_popup)
+            : Texts{};
+    return texts.empty() ? "no popup" : texts.front();
 }
 
 Alert HubTest::take_alert() {
-    GtkWindow* const dialog = wait_for_dialog();
-    if (dialog == nullptr) {
-        return {-1, "no alert", ""};
-    }
-    const Texts texts = label_texts(gtk_window_get_child(dialog));
-    bool is_gone = false;
-    g_signal_connect(dialog, "destroy", G_CALLBACK(+[](GtkWidget*, bool* gone) { *gone = true; }),
-                     &is_gone);
-    g_idle_add_once([](gpointer window) { gtk_window_close(GTK_WINDOW(window)); }, dialog);
-    wait_until([&is_gone] { return is_gone; });
-    const int kind = g_kinds.empty() ? -1 : g_kinds.front();
+    const AlertTexts texts = take_alert_texts();
+    int kind = -1;
     if (!g_kinds.empty()) {
+        kind = g_kinds.front();
         g_kinds.pop_front();
     }
-    return texts.size() < 2 ? Alert{kind, "no texts", ""} : Alert{kind, texts[0], texts[1]};
+    return {kind, texts.title, texts.detail};
 }
 
 void HubTest::answer_voice() {
@@ -345,38 +306,20 @@ Texts HubTest::log_lines() {
     return lines;
 }
 
-Peer make_peer(const std::string& username, bool speaking) {
-    Peer peer{};
-    copy_text(peer.username, username);
-    peer.speaking = speaking ? 1 : 0;
-    return peer;
+Texts HubTest::click_lines() {
+    Texts lines;
+    for (const std::string& line : log_lines()) {
+        if (line.starts_with("[HUB][CLICK] ")) {
+            lines.push_back(line.substr(13));
+        }
+    }
+    return lines;
 }
 
-std::string label(GtkWidget* widget) {
-    return gtk_label_get_text(GTK_LABEL(widget));
+QuickClock::QuickClock() {
+    clock_set_source(&k_quick_clock);
 }
 
-std::string tooltip(GtkWidget* widget) {
-    return or_empty(gtk_widget_get_tooltip_text(widget));
-}
-
-std::string text_data(GtkWidget* row, const char* key) {
-    const auto* const text = static_cast<const char*>(g_object_get_data(G_OBJECT(row), key));
-    return text == nullptr ? "none" : text;
-}
-
-int index_data(GtkWidget* row, const char* key) {
-    return GPOINTER_TO_INT(g_object_get_data(G_OBJECT(row), key));
-}
-
-void click(GtkWidget* button) {
-    g_signal_emit_by_name(button, "clicked");
-}
-
-void type(GtkWidget* entry, const std::string& text) {
-    gtk_editable_set_text(GTK_EDITABLE(entry), text.c_str());
-}
-
-std::string typed(GtkWidget* entry) {
-    return gtk_editable_get_text(GTK_EDITABLE(entry));
+QuickClock::~QuickClock() {
+    clock_set_source(nullptr);
 }

@@ -2,23 +2,17 @@
 // voice server, with a signed-in user. The chat server is friendly unless told otherwise.
 #pragma once
 
-#include "ui_harness.h"
+#include "interface_fixture.h"
 
-#include "backend/hub_tables.h"
 #include "support/fake_udp_socket.h"
 #include "support/fake_web_exchange.h"
 #include "support/fake_web_socket.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
-
-struct Peer;
-
-using Texts = std::vector<std::string>;
 
 /// What an alert says, and the kind that its caller gave it, which is not to be seen: the handlers
 /// are built once more into the test program, with a recorder in their way.
@@ -35,7 +29,7 @@ Alert information(const std::string& title, const std::string& detail);
 Alert warning(const std::string& title, const std::string& detail);
 Alert failure(const std::string& title, const std::string& detail);
 
-class HubTest : public testing::Test {
+class HubTest : public InterfaceTest {
   protected:
     HubTest();
     ~HubTest() override;
@@ -57,23 +51,28 @@ class HubTest : public testing::Test {
 
     /// The hub in its window, laid out.
     static void show_hub();
+    /// With the space "s1", which is selected, and its rooms "r1" and "r2".
+    static void show_hub_of_two_rooms();
 
-    /// Appends a space to the table; with rooms, "id:name" each, they are cached.
-    static HubSpace& add_space(const std::string& id, const std::string& name,
-                               const Texts& rooms = {});
-    static void make_invitation(HubSpace& space, const std::string& invitation_id);
-    /// Appends rooms to the table of the selected space's rooms.
-    static void add_rooms(const Texts& rooms);
+    // Who is in the voice room.
+    static void show_peers(const std::vector<Peer>& peers);
+    static void be_in_room(const char* room_id, const std::vector<Peer>& peers = {});
+    /// The names of the table, with "*" behind who speaks.
+    static Texts present();
 
     // The hub's list.
-    static std::vector<GtkWidget*> rows();
-    static GtkListBoxRow* row(std::size_t index);
     /// A line for each row: "Name", "  Room", "    Person", with "*" behind who speaks.
     static Texts list_lines();
-    static GtkWidget* selected_row();
     static void select(std::size_t index);
     static void activate(std::size_t index);
-    static GtkWidget* keyboard();
+    // The list's own key signals.
+    static void press_on_list(const char* signal);
+    static void move_cursor(int lines);
+    /// Enter on a row, which GTK keeps until the key has been dealt with.
+    static void press_enter_on(std::size_t index);
+
+    /// What the popup on the screen says; "no popup" for none.
+    static std::string popup_text();
 
     /// Waits for the alert over the window, reads and closes it.
     static Alert take_alert();
@@ -91,12 +90,15 @@ class HubTest : public testing::Test {
 
     /// The lines of the hub's log since the test began, without their times.
     static Texts log_lines();
+    /// Those about clicks.
+    static Texts click_lines();
 
     FakeWebSocketServer chat;
 
   private:
     void answer_request();
 
+    ProgramResources m_resources;
     FakeWeb m_web;
     std::map<std::string, FakeWebAnswer> m_answers;
     std::function<void()> m_at_request;
@@ -106,12 +108,11 @@ class HubTest : public testing::Test {
     FakeUdp voice{m_clock};
 };
 
-Peer make_peer(const std::string& username, bool speaking = false);
-
-std::string label(GtkWidget* widget);
-std::string tooltip(GtkWidget* widget);
-std::string text_data(GtkWidget* row, const char* key);
-int index_data(GtkWidget* row, const char* key);
-void click(GtkWidget* button);
-void type(GtkWidget* entry, const std::string& text);
-std::string typed(GtkWidget* entry);
+/// While it lives, sleeping takes a twentieth of the time, and the clock does not notice.
+class QuickClock {
+  public:
+    QuickClock();
+    ~QuickClock();
+    QuickClock(const QuickClock&) = delete;
+    QuickClock& operator=(const QuickClock&) = delete;
+};

@@ -14,11 +14,6 @@ namespace {
 
 class HubList : public HubTest {
   protected:
-    static void be_in_room(const char* room_id, std::vector<Peer> peers) {
-        copy_text(g_hub_presence_room_id, room_id);
-        sync_hub_room_presence_from_peers(peers.data(), static_cast<std::int32_t>(peers.size()));
-    }
-
     /// So many spaces of so many cached rooms.
     static void fill(int spaces, int rooms) {
         for (int i = 0; i < spaces; ++i) {
@@ -29,11 +24,6 @@ class HubList : public HubTest {
             }
             add_space("s" + std::to_string(i), "Espacio " + std::to_string(i), names);
         }
-    }
-
-    static GtkAdjustment* scrolling() {
-        return gtk_scrolled_window_get_vadjustment(
-            GTK_SCROLLED_WINDOW(gtk_widget_get_ancestor(g_servers_list, GTK_TYPE_SCROLLED_WINDOW)));
     }
 };
 
@@ -104,14 +94,14 @@ TEST_F(HubList, ARoomsRowIsABulletAndItsName) {
         add_space("s1", "Uno", {"r1:General"});
         refresh_hub_server_list();
         GtkWidget* const box = box_of(rows().at(1));
-        EXPECT_TRUE(gtk_widget_has_css_class(box, "hub-room-row"));
+        EXPECT_TRUE(has_class(box, "hub-room-row"));
         EXPECT_EQ(gtk_box_get_spacing(GTK_BOX(box)), 8);
         expect_margins(box, 28, 8, 2);
         const std::vector<GtkWidget*> parts = children_of(box);
         ASSERT_EQ(parts.size(), 2U);
         EXPECT_EQ(label(parts[0]), "•");
-        EXPECT_TRUE(gtk_widget_has_css_class(parts[0], "hub-room-bullet"));
-        EXPECT_TRUE(gtk_widget_has_css_class(parts[1], "hub-room-title"));
+        EXPECT_TRUE(has_class(parts[0], "hub-room-bullet"));
+        EXPECT_TRUE(has_class(parts[1], "hub-room-title"));
         EXPECT_EQ(gtk_widget_get_halign(parts[1]), GTK_ALIGN_START);
         EXPECT_TRUE(gtk_widget_get_hexpand(parts[1]));
     });
@@ -123,16 +113,16 @@ TEST_F(HubList, APersonsRowIsADotAndTheName) {
         be_in_room("r1", {make_peer("leo", true)});
         for (const std::size_t i : {2U, 3U}) {
             GtkWidget* const box = box_of(rows().at(i));
-            EXPECT_TRUE(gtk_widget_has_css_class(box, "hub-room-row"));
+            EXPECT_TRUE(has_class(box, "hub-room-row"));
             EXPECT_EQ(gtk_box_get_spacing(GTK_BOX(box)), 8);
             expect_margins(box, 48, 8, 1);
             const std::vector<GtkWidget*> parts = children_of(box);
             ASSERT_EQ(parts.size(), 2U);
             EXPECT_EQ(label(parts[0]), "●");
-            EXPECT_TRUE(gtk_widget_has_css_class(parts[0], "speaking-indicator"));
-            EXPECT_EQ(gtk_widget_has_css_class(parts[0], "speaking") != FALSE, i == 3);
-            EXPECT_EQ(gtk_widget_has_css_class(parts[0], "silent") != FALSE, i == 2);
-            EXPECT_TRUE(gtk_widget_has_css_class(parts[1], "settings-option-desc"));
+            EXPECT_TRUE(has_class(parts[0], "speaking-indicator"));
+            EXPECT_EQ(has_class(parts[0], "speaking"), i == 3);
+            EXPECT_EQ(has_class(parts[0], "silent"), i == 2);
+            EXPECT_TRUE(has_class(parts[1], "settings-option-desc"));
             EXPECT_EQ(gtk_widget_get_halign(parts[1]), GTK_ALIGN_START);
             EXPECT_TRUE(gtk_widget_get_hexpand(parts[1]));
         }
@@ -278,19 +268,20 @@ TEST_F(HubList, TheListStaysWhereItWasScrolledTo) {
     run_interface([] {
         fill(12, 10);
         show_hub();
-        wait_until([] { return gtk_adjustment_get_upper(scrolling()) > 2000; });
+        GtkAdjustment* const place = scrolling_of(g_servers_list);
+        wait_until([place] { return gtk_adjustment_get_upper(place) > 2000; });
         gtk_widget_grab_focus(rows().at(0));
-        run_main_loop_for_ms(50);
-        gtk_adjustment_set_value(scrolling(), 700);
+        wait_for_pictures(k_scroll_pictures);
+        gtk_adjustment_set_value(place, 700);
         be_in_room("r2-3", {make_peer("leo")});
-        EXPECT_DOUBLE_EQ(gtk_adjustment_get_value(scrolling()), 700);
-        g_hub_server_count =
-            0; // the space with the keyboard, out of sight, is shown by another row
+        EXPECT_DOUBLE_EQ(gtk_adjustment_get_value(place), 700);
+        // The space with the keyboard, out of sight, is shown by another row.
+        g_hub_server_count = 0;
         add_space("n", "Nuevo", {"n1:General"});
         fill(12, 9);
         refresh_hub_server_list();
-        run_main_loop_for_ms(100);
-        EXPECT_DOUBLE_EQ(gtk_adjustment_get_value(scrolling()), 700);
+        wait_for_pictures(k_scroll_pictures);
+        EXPECT_DOUBLE_EQ(gtk_adjustment_get_value(place), 700);
     });
 }
 

@@ -1,62 +1,15 @@
 // The hub: who is signed in, and the list of spaces.
-#include "ui_harness.h"
+#include "interface_fixture.h"
 
-#include "backend/hub_tables.h"
 #include "backend/identity.h"
 #include "base/text.h"
-#include "support/empty_hub_tables.h"
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/localisation.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-
 namespace {
 
-class HubPage : public testing::Test {
-  protected:
-    void SetUp() override { forget(); }
-    void TearDown() override { forget(); }
-
-    static void add_space(const char* id, const char* name, const char* role = "member",
-                          const char* invitation_status = "") {
-        HubSpace& space = g_hub_servers[g_hub_server_count];
-        copy_text(space.id, id);
-        copy_text(space.name, name);
-        copy_text(space.role, role);
-        copy_text(space.invitationStatus, invitation_status);
-        ++g_hub_server_count;
-    }
-
-  private:
-    static void forget() {
-        std::memset(static_cast<void*>(g_hub_servers), 0, sizeof(g_hub_servers));
-        empty_hub_tables();
-        for (char* text : {g_username, g_user_email, g_display_name}) {
-            text[0] = '\0';
-        }
-        g_language = k_language_spanish;
-    }
-};
-
-std::string label(GtkWidget* widget) {
-    return gtk_label_get_text(GTK_LABEL(widget));
-}
-
-std::vector<GtkWidget*> rows() {
-    return children_of(g_servers_list);
-}
-
-std::string text_data(GtkWidget* row, const char* key) {
-    const auto* const text = static_cast<const char*>(g_object_get_data(G_OBJECT(row), key));
-    return text == nullptr ? "none" : text;
-}
-
-int index_data(GtkWidget* row, const char* key) {
-    return GPOINTER_TO_INT(g_object_get_data(G_OBJECT(row), key));
-}
+class HubPage : public InterfaceTest {};
 
 TEST_F(HubPage, HoldsANotebookWithTheSpacesTab) {
     run_interface([] {
@@ -74,14 +27,6 @@ TEST_F(HubPage, HoldsANotebookWithTheSpacesTab) {
     });
 }
 
-/// The column that a widget of the Spaces tab stands in.
-GtkWidget* column_of(GtkWidget* widget) {
-    while (widget != nullptr && gtk_widget_has_css_class(widget, "settings-section") == FALSE) {
-        widget = gtk_widget_get_parent(widget);
-    }
-    return widget;
-}
-
 TEST_F(HubPage, UserColumnNamesTheHubAndTheUser) {
     run_interface([] {
         GtkWidget* const column = column_of(g_hub_title_label);
@@ -89,12 +34,11 @@ TEST_F(HubPage, UserColumnNamesTheHubAndTheUser) {
         int width = 0;
         gtk_widget_get_size_request(column, &width, nullptr);
         EXPECT_EQ(width, 280);
-        EXPECT_EQ(label_texts(column),
-                  (std::vector<std::string>{tr("hub_title"), tr("hub_subtitle"), "-", "-"}));
-        EXPECT_TRUE(gtk_widget_has_css_class(g_hub_title_label, "settings-title"));
-        EXPECT_TRUE(gtk_widget_has_css_class(g_hub_subtitle_label, "settings-description"));
-        EXPECT_TRUE(gtk_widget_has_css_class(g_hub_user_name_label, "hub-user-name"));
-        EXPECT_TRUE(gtk_widget_has_css_class(g_hub_user_email_label, "hub-user-email"));
+        EXPECT_EQ(label_texts(column), (Texts{tr("hub_title"), tr("hub_subtitle"), "-", "-"}));
+        EXPECT_TRUE(has_class(g_hub_title_label, "settings-title"));
+        EXPECT_TRUE(has_class(g_hub_subtitle_label, "settings-description"));
+        EXPECT_TRUE(has_class(g_hub_user_name_label, "hub-user-name"));
+        EXPECT_TRUE(has_class(g_hub_user_email_label, "hub-user-email"));
         GtkWidget* const user = gtk_widget_get_parent(g_hub_user_name_label);
         EXPECT_EQ(gtk_orientable_get_orientation(GTK_ORIENTABLE(user)), GTK_ORIENTATION_HORIZONTAL);
         EXPECT_EQ(gtk_box_get_spacing(GTK_BOX(user)), 6);
@@ -114,21 +58,19 @@ TEST_F(HubPage, SpacesColumnHoldsTitleListAndEmptyBox) {
         EXPECT_EQ(gtk_widget_get_next_sibling(column_of(g_hub_title_label)), column);
         const std::vector<GtkWidget*> parts = children_of(column);
         ASSERT_EQ(parts.size(), 3U);
-        EXPECT_EQ(label_texts(parts[0]),
-                  (std::vector<std::string>{tr("hub_spaces_available"), "+"}));
+        EXPECT_EQ(label_texts(parts[0]), (Texts{tr("hub_spaces_available"), "+"}));
         EXPECT_EQ(children_of(parts[0]),
                   (std::vector<GtkWidget*>{g_hub_spaces_title_label, g_hub_add_space_action_btn,
                                            g_hub_invite_space_code_btn}));
         EXPECT_EQ(gtk_widget_get_next_sibling(column), column_of(g_hub_chat_list));
-        EXPECT_TRUE(gtk_widget_has_css_class(children_of(parts[0]).at(0), "settings-option-title"));
+        EXPECT_TRUE(has_class(children_of(parts[0]).at(0), "settings-option-title"));
         EXPECT_TRUE(gtk_widget_is_ancestor(g_servers_list, parts[1]));
         EXPECT_TRUE(GTK_IS_SCROLLED_WINDOW(parts[1]));
         EXPECT_EQ(parts[2], g_empty_spaces_box);
-        EXPECT_TRUE(gtk_widget_has_css_class(g_empty_spaces_box, "settings-section"));
-        EXPECT_EQ(label_texts(g_empty_spaces_box),
-                  std::vector<std::string>{tr("hub_empty_spaces")});
+        EXPECT_TRUE(has_class(g_empty_spaces_box, "settings-section"));
+        EXPECT_EQ(label_texts(g_empty_spaces_box), Texts{tr("hub_empty_spaces")});
         GtkListBox* const list = GTK_LIST_BOX(g_servers_list);
-        EXPECT_TRUE(gtk_widget_has_css_class(g_servers_list, "peer-list"));
+        EXPECT_TRUE(has_class(g_servers_list, "peer-list"));
         EXPECT_EQ(gtk_list_box_get_selection_mode(list), GTK_SELECTION_SINGLE);
         EXPECT_FALSE(gtk_list_box_get_activate_on_single_click(list));
         EXPECT_TRUE(gtk_test_accessible_has_relation(GTK_ACCESSIBLE(g_servers_list),
@@ -152,14 +94,14 @@ TEST_F(HubPage, WithoutSpacesTheEmptyBoxShowsAndWithSpacesItDoesNot) {
 TEST_F(HubPage, EachSpaceIsARowInTheOrderOfTheTable) {
     run_interface([] {
         add_space("s1", "Uno");
-        add_space("s2", "Dos", "invited", "pending");
+        make_invitation(add_space("s2", "Dos"), "");
         refresh_hub_server_list();
         ASSERT_EQ(rows().size(), 2U);
         struct Expected {
             int index;
             const char* id;
             const char* name;
-            std::vector<std::string> texts;
+            Texts texts;
         };
         const Expected expected[] = {
             {1, "s1", "Uno", {"Uno"}},
@@ -181,11 +123,11 @@ TEST_F(HubPage, EachSpaceIsARowInTheOrderOfTheTable) {
 
 TEST_F(HubPage, ARowShowsThumbnailNameAndInvitation) {
     run_interface([] {
-        add_space("s1", "Uno", "invited", "pending");
+        make_invitation(add_space("s1", "Uno"), "");
         refresh_hub_server_list();
         GtkWidget* const box = gtk_list_box_row_get_child(GTK_LIST_BOX_ROW(rows().at(0)));
-        EXPECT_TRUE(gtk_widget_has_css_class(box, "peer-item"));
-        EXPECT_TRUE(gtk_widget_has_css_class(box, "hub-space-row"));
+        EXPECT_TRUE(has_class(box, "peer-item"));
+        EXPECT_TRUE(has_class(box, "hub-space-row"));
         EXPECT_EQ(gtk_box_get_spacing(GTK_BOX(box)), 10);
         EXPECT_EQ(gtk_widget_get_margin_start(box), 8);
         EXPECT_EQ(gtk_widget_get_margin_end(box), 8);
@@ -204,28 +146,29 @@ TEST_F(HubPage, ARowShowsThumbnailNameAndInvitation) {
         for (GtkWidget* text : texts) {
             EXPECT_EQ(gtk_widget_get_halign(text), GTK_ALIGN_START);
         }
-        EXPECT_TRUE(gtk_widget_has_css_class(texts[0], "settings-option-title"));
-        EXPECT_TRUE(gtk_widget_has_css_class(texts[0], "hub-space-title"));
-        EXPECT_TRUE(gtk_widget_has_css_class(texts[1], "settings-option-desc"));
+        EXPECT_TRUE(has_class(texts[0], "settings-option-title"));
+        EXPECT_TRUE(has_class(texts[0], "hub-space-title"));
+        EXPECT_TRUE(has_class(texts[1], "settings-option-desc"));
     });
 }
 
 TEST_F(HubPage, OnlyAnInvitationThatIsPendingIsCalledSo) {
     run_interface([] {
-        add_space("s1", "Uno", "member", "pending");
-        add_space("s2", "Dos", "invited", "accepted");
+        copy_text(add_space("s1", "Uno").invitationStatus, "pending");
+        HubSpace& accepted = add_space("s2", "Dos");
+        copy_text(accepted.role, "invited");
+        copy_text(accepted.invitationStatus, "accepted");
         refresh_hub_server_list();
-        EXPECT_EQ(label_texts(g_servers_list), (std::vector<std::string>{"Uno", "Dos"}));
+        EXPECT_EQ(label_texts(g_servers_list), (Texts{"Uno", "Dos"}));
     });
 }
 
 TEST_F(HubPage, ThePendingInvitationIsNamedInSpanishInEnglishToo) {
     g_language = k_language_english;
     run_interface([] {
-        add_space("s1", "One", "invited", "pending");
+        make_invitation(add_space("s1", "One"), "");
         refresh_hub_server_list();
-        EXPECT_EQ(label_texts(g_servers_list),
-                  (std::vector<std::string>{"One", "Invitación pendiente"}));
+        EXPECT_EQ(label_texts(g_servers_list), (Texts{"One", "Invitación pendiente"}));
     });
 }
 
@@ -235,15 +178,14 @@ TEST_F(HubPage, RebuildingKeepsTheSelectedSpaceAndDropsOneThatIsGone) {
         add_space("s2", "Dos");
         g_selected_server_index = 1;
         refresh_hub_server_list();
-        GtkListBox* const list = GTK_LIST_BOX(g_servers_list);
-        EXPECT_EQ(GTK_WIDGET(gtk_list_box_get_selected_row(list)), rows().at(1));
+        EXPECT_EQ(selected_row(), rows().at(1));
         refresh_hub_server_list();
         EXPECT_EQ(rows().size(), 2U);
-        EXPECT_EQ(GTK_WIDGET(gtk_list_box_get_selected_row(list)), rows().at(1));
+        EXPECT_EQ(selected_row(), rows().at(1));
         for (const int gone : {2, -1}) {
             g_selected_server_index = gone;
             refresh_hub_server_list();
-            EXPECT_EQ(gtk_list_box_get_selected_row(list), nullptr);
+            EXPECT_EQ(selected_row(), nullptr);
         }
     });
 }
@@ -252,14 +194,14 @@ TEST_F(HubPage, NamesOfOddBytesAndMarkupShowAsText) {
     run_interface([] {
         add_space("s1", "<b>A&B</b>\xC3(");
         refresh_hub_server_list();
-        EXPECT_EQ(label_texts(g_servers_list), std::vector<std::string>{"<b>A&B</b>\uFFFD("});
+        EXPECT_EQ(label_texts(g_servers_list), Texts{"<b>A&B</b>\uFFFD("});
     });
 }
 
 TEST_F(HubPage, AFullTableOfLongNamesFitsANarrowWindow) {
     run_interface([] {
         for (std::int32_t i = 0; i < k_max_hub_spaces; ++i) {
-            add_space(std::to_string(i).c_str(), std::string(63, 'M').c_str());
+            add_space(std::to_string(i), std::string(63, 'M'));
         }
         refresh_hub_server_list();
         EXPECT_EQ(rows().size(), 32U);
@@ -304,14 +246,12 @@ TEST_F(HubPage, SwitchingToItShowsTheSpacesTabTheProfileAndGivesTheListTheKeyboa
         EXPECT_EQ(visible_page(), "hub");
         EXPECT_EQ(gtk_notebook_get_current_page(GTK_NOTEBOOK(g_hub_notebook)), 0);
         EXPECT_EQ(label(g_hub_user_name_label), "ana");
-        EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), g_servers_list);
-        run_main_loop_for_ms(300);
-        EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), g_servers_list);
+        EXPECT_EQ(keyboard(), g_servers_list);
+        wait_for_pictures();
+        wait_for_page();
+        run_pending();
+        EXPECT_EQ(keyboard(), g_servers_list);
     });
-}
-
-GtkWidget* keyboard() {
-    return gtk_window_get_focus(GTK_WINDOW(g_window));
 }
 
 TEST_F(HubPage, TheFirstOrSelectedSpaceHasTheKeyboardAndKeepsIt) {
@@ -352,24 +292,22 @@ TEST_F(HubPage, LongNamesLeaveTheUsersColumnItsWidth) {
         copy_text(g_user_email, (std::string(100, 'm') + "@velmo.example").c_str());
         switch_to_hub_page();
         wait_until([] { return gtk_widget_get_width(column_of(g_hub_title_label)) > 0; });
-        run_main_loop_for_ms(50);
+        wait_for_pictures();
         EXPECT_EQ(gtk_widget_get_width(column_of(g_hub_title_label)), 280);
-        EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_user_name_label), g_username);
-        EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_user_email_label), g_user_email);
+        EXPECT_EQ(tooltip(g_hub_user_name_label), g_username);
+        EXPECT_EQ(tooltip(g_hub_user_email_label), g_user_email);
     });
 }
 
 TEST_F(HubPage, SwitchingToItFillsAnEmptyDisplayNameField) {
     run_interface([] {
         copy_text(g_username, "ana");
-        keep(g_hub_display_name_entry, gtk_entry_new());
-        gtk_box_append(GTK_BOX(g_hub_page), g_hub_display_name_entry);
-        GtkEditable* const entry = GTK_EDITABLE(g_hub_display_name_entry);
+        attach(g_hub_display_name_entry, gtk_entry_new(), g_hub_page);
         switch_to_hub_page();
-        EXPECT_STREQ(gtk_editable_get_text(entry), "ana");
+        EXPECT_EQ(typed(g_hub_display_name_entry), "ana");
         copy_text(g_display_name, "Anita");
         switch_to_hub_page();
-        EXPECT_STREQ(gtk_editable_get_text(entry), "ana");
+        EXPECT_EQ(typed(g_hub_display_name_entry), "ana");
     });
 }
 

@@ -21,8 +21,7 @@ class HubRooms : public HubTest {
   protected:
     static void enter_space(const char* role = "owner") {
         copy_text(add_space("s1", "Uno").role, role);
-        g_selected_server_index = 0;
-        copy_text(g_selected_space_id, "s1");
+        be_in_space();
     }
 
     static std::vector<GtkWidget*> room_rows() { return children_of(g_rooms_list); }
@@ -35,24 +34,49 @@ class HubRooms : public HubTest {
         gtk_list_box_select_row(GTK_LIST_BOX(g_rooms_list), room_row(index));
     }
 
+    static void show_people(const std::vector<Peer>& peers) {
+        sync_hub_room_presence_from_peers(peers.data(), static_cast<std::int32_t>(peers.size()));
+    }
+
+    /// The page on the screen, with these people beside the local user.
+    static void show_page_with(const std::vector<Peer>& peers) {
+        switch_to_rooms_page();
+        refresh_room_list();
+        wait_until([] { return gtk_widget_get_height(room_rows().at(0)) > 0; });
+        show_people(peers);
+    }
+
+    /// The names behind the dots of those who speak.
+    static Texts speakers() {
+        Texts names;
+        for (GtkWidget* const row : room_rows()) {
+            const std::vector<GtkWidget*> parts =
+                children_of(gtk_list_box_row_get_child(GTK_LIST_BOX_ROW(row)));
+            if (gtk_widget_has_css_class(parts.at(0), "speaking")) {
+                EXPECT_FALSE(gtk_widget_has_css_class(parts.at(0), "silent"));
+                names.push_back(label(parts.at(1)));
+            }
+        }
+        return names;
+    }
+
     static bool can_enter() { return gtk_widget_get_sensitive(g_enter_room_btn) != FALSE; }
 };
 
 TEST_F(HubRooms, PageHoldsTitleListFieldAndButtons) {
     run_interface([] {
-        EXPECT_TRUE(gtk_widget_has_css_class(g_rooms_title_label, "settings-title"));
-        EXPECT_TRUE(gtk_widget_has_css_class(g_rooms_subtitle_label, "settings-description"));
+        EXPECT_TRUE(has_class(g_rooms_title_label, "settings-title"));
+        EXPECT_TRUE(has_class(g_rooms_subtitle_label, "settings-description"));
         EXPECT_EQ(label(g_rooms_title_label), tr("rooms_title"));
         EXPECT_EQ(label(g_rooms_subtitle_label), tr("rooms_subtitle"));
-        EXPECT_TRUE(gtk_widget_has_css_class(g_rooms_list, "peer-list"));
-        EXPECT_STREQ(gtk_entry_get_placeholder_text(GTK_ENTRY(g_room_name_entry)),
-                     tr("rooms_new_placeholder"));
+        EXPECT_TRUE(has_class(g_rooms_list, "peer-list"));
+        EXPECT_EQ(placeholder(g_room_name_entry), tr("rooms_new_placeholder"));
         for (const auto& [button, key, css_class] :
              {std::tuple{g_create_room_btn, "rooms_create_btn", "btn-primary"},
               {g_back_to_servers_btn, "rooms_back_spaces_btn", "btn-primary"},
               {g_enter_room_btn, "rooms_enter_btn", "suggested-action"}}) {
-            EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(button)), tr(key));
-            EXPECT_TRUE(gtk_widget_has_css_class(button, css_class)) << key;
+            EXPECT_EQ(button_label(button), tr(key));
+            EXPECT_TRUE(has_class(button, css_class)) << key;
         }
         EXPECT_FALSE(can_enter());
     });
@@ -61,9 +85,7 @@ TEST_F(HubRooms, PageHoldsTitleListFieldAndButtons) {
 TEST_F(HubRooms, ListsRoomsAndWhoIsInTheVoiceRoom) {
     run_interface([] {
         add_rooms({"r1:General", "r2:Cine"});
-        copy_text(g_hub_presence_room_id, "r1");
-        const Peer leo = make_peer("leo", true);
-        sync_hub_room_presence_from_peers(&leo, 1);
+        be_in_room("r1", {make_peer("leo", true)});
         refresh_room_list();
         EXPECT_EQ(label_texts(g_rooms_list),
                   (Texts{"General", "Usuarios: 2 · Sala de voz", "●", "ana", "●", "leo", "Cine",
@@ -72,16 +94,15 @@ TEST_F(HubRooms, ListsRoomsAndWhoIsInTheVoiceRoom) {
         const int expected[] = {1, 0, 0, 2};
         for (std::size_t i = 0; i < 4; ++i) {
             EXPECT_EQ(index_data(room_rows()[i], "room-index"), expected[i]);
-            EXPECT_EQ(gtk_widget_has_css_class(room_rows()[i], "hub-room-row") != FALSE,
-                      expected[i] != 0);
+            EXPECT_EQ(has_class(room_rows()[i], "hub-room-row"), expected[i] != 0);
             EXPECT_EQ(gtk_list_box_row_get_selectable(room_row(i)) != FALSE, expected[i] != 0);
         }
         for (const std::size_t i : {1U, 2U}) {
             GtkWidget* const dot =
                 gtk_widget_get_first_child(gtk_list_box_row_get_child(room_row(i)));
-            EXPECT_TRUE(gtk_widget_has_css_class(dot, "speaking-indicator"));
-            EXPECT_EQ(gtk_widget_has_css_class(dot, "speaking") != FALSE, i == 2);
-            EXPECT_EQ(gtk_widget_has_css_class(dot, "silent") != FALSE, i == 1);
+            EXPECT_TRUE(has_class(dot, "speaking-indicator"));
+            EXPECT_EQ(has_class(dot, "speaking"), i == 2);
+            EXPECT_EQ(has_class(dot, "silent"), i == 1);
         }
     });
 }
@@ -160,6 +181,116 @@ TEST_F(HubRooms, TheListKeepsTheKeyboard) {
     });
 }
 
+TEST_F(HubRooms, SomebodysSpeakingTouchesThatPersonsDotAlone) {
+    run_interface([] {
+        add_rooms({"r1:General", "r2:Cine"});
+        copy_text(g_hub_presence_room_id, "r1");
+        show_page_with({make_peer("leo"), make_peer("eva", true)});
+        const std::vector<GtkWidget*> before = room_rows();
+        ASSERT_EQ(before.size(), 5U);
+        select_room(4);
+        gtk_widget_grab_focus(GTK_WIDGET(room_row(4)));
+
+        show_people({make_peer("leo", true), make_peer("eva")});
+        EXPECT_EQ(room_rows(), before);
+        EXPECT_EQ(speakers(), Texts{"leo"});
+        EXPECT_EQ(gtk_list_box_get_selected_row(GTK_LIST_BOX(g_rooms_list)), room_row(4));
+        EXPECT_EQ(g_selected_room_index, 1);
+        EXPECT_EQ(keyboard(), GTK_WIDGET(room_row(4)));
+    });
+}
+
+TEST_F(HubRooms, WhoComesAndGoesLeavesTheOtherRowsTheirWidgets) {
+    run_interface([] {
+        add_rooms({"r1:General", "r2:Cine"});
+        copy_text(g_hub_presence_room_id, "r1");
+        show_page_with({});
+        const std::vector<GtkWidget*> before = room_rows();
+        ASSERT_EQ(before.size(), 3U);
+        select_room(2);
+        gtk_widget_grab_focus(GTK_WIDGET(room_row(2)));
+
+        show_people({make_peer("leo", true)});
+        EXPECT_EQ(label_texts(g_rooms_list),
+                  (Texts{"General", "Usuarios: 2 · Sala de voz", "●", "ana", "●", "leo", "Cine",
+                         "Usuarios: 0 · Sala de voz"}));
+        EXPECT_EQ(speakers(), Texts{"leo"});
+        ASSERT_EQ(room_rows().size(), 4U);
+        EXPECT_EQ(room_rows()[0], before[0]);
+        EXPECT_EQ(room_rows()[3], before[2]);
+        EXPECT_EQ(keyboard(), before[2]);
+        show_people({});
+        EXPECT_EQ(room_rows(), before);
+        EXPECT_EQ(keyboard(), before[2]);
+        EXPECT_EQ(g_selected_room_index, 1);
+    });
+}
+
+TEST_F(HubRooms, TheKeyboardGoesWithThePersonWhoseRowMoves) {
+    run_interface([] {
+        add_rooms({"r1:General"});
+        copy_text(g_hub_presence_room_id, "r1");
+        show_page_with({make_peer("leo"), make_peer("eva")});
+        gtk_widget_grab_focus(GTK_WIDGET(room_row(3)));
+        show_people({make_peer("eva", true)});
+        EXPECT_EQ(keyboard(), GTK_WIDGET(room_row(2)));
+        show_people({make_peer("leo"), make_peer("eva")});
+        EXPECT_EQ(keyboard(), GTK_WIDGET(room_row(3)));
+        show_people({make_peer("leo")});
+        EXPECT_TRUE(gtk_widget_is_ancestor(keyboard(), g_rooms_list)); // eva's row is gone
+    });
+}
+
+TEST_F(HubRooms, TheListStaysWhereItIsScrolledTo) {
+    run_interface([] {
+        Texts rooms;
+        for (int i = 0; i < k_max_hub_rooms; ++i) {
+            rooms.push_back("r" + std::to_string(i) + ":Sala");
+        }
+        add_rooms(rooms);
+        copy_text(g_hub_presence_room_id, "r0");
+        show_page_with({make_peer("leo"), make_peer("eva")});
+        gtk_widget_grab_focus(GTK_WIDGET(room_row(2)));
+        wait_for_pictures();
+        GtkAdjustment* const position = gtk_scrolled_window_get_vadjustment(
+            GTK_SCROLLED_WINDOW(gtk_widget_get_ancestor(g_rooms_list, GTK_TYPE_SCROLLED_WINDOW)));
+        gtk_adjustment_set_value(position, 300.0);
+        ASSERT_EQ(gtk_adjustment_get_value(position), 300.0);
+        for (const bool speaking : {true, false}) {
+            show_people({make_peer("leo", speaking), make_peer("eva")});
+            wait_for_pictures();
+            EXPECT_EQ(gtk_adjustment_get_value(position), 300.0);
+        }
+        show_people({make_peer("eva"), make_peer("leo")}); // the keyboard goes with leo
+        wait_for_pictures();
+        EXPECT_EQ(keyboard(), GTK_WIDGET(room_row(3)));
+        EXPECT_EQ(gtk_adjustment_get_value(position), 300.0);
+    });
+}
+
+TEST_F(HubRooms, AFailedChangeOfRoomsLeavesNobodyOnThePage) {
+    answer_voice();
+    run_interface([this] {
+        play_core();
+        enter_space();
+        add_rooms({"r1:General", "r2:Cine"});
+        switch_to_rooms_page();
+        refresh_room_list();
+        select_room(0);
+        click(g_enter_room_btn);
+        ASSERT_EQ(room_rows().size(), 3U);
+        select_room(2);
+        voice.fail_resolve_with = 11001;
+        click(g_enter_room_btn);
+        EXPECT_EQ(label_texts(g_rooms_list), (Texts{"General", "Usuarios: 0 · Sala de voz", "Cine",
+                                                    "Usuarios: 0 · Sala de voz"}));
+        EXPECT_EQ(gtk_list_box_get_selected_row(GTK_LIST_BOX(g_rooms_list)), room_row(1));
+        EXPECT_TRUE(can_enter());
+        EXPECT_EQ(take_alert(), failure("Error de conexión", "No se pudo conectar al servidor"));
+        EXPECT_EQ(take_alert().title, "Error");
+    });
+}
+
 // --- A new room ---
 
 TEST_F(HubRooms, ANewRoomNeedsASpaceItsAdministratorAndAName) {
@@ -188,7 +319,7 @@ TEST_F(HubRooms, ANewRoomIsListedOnThePageAndInTheHub) {
     run_interface([this] {
         enter_space();
         type(g_room_name_entry, "  Cine   mudo ");
-        g_signal_emit_by_name(g_room_name_entry, "activate");
+        press_enter(g_room_name_entry);
         EXPECT_EQ(requests(), (Texts{k_create, k_rooms}));
         EXPECT_EQ(take_alert(), information("Sala", tr("msg_create_room_success")));
         EXPECT_EQ(room_rows().size(), 2U);
@@ -227,8 +358,7 @@ TEST_F(HubRooms, EnteringASpaceShowsItsRoomsUnderTheNameOfTheField) {
         add_space("s1", "Uno");
         g_selected_server_index = 0;
         show_hub();
-        keep(g_hub_display_name_entry, gtk_entry_new());
-        gtk_box_append(GTK_BOX(g_hub_page), g_hub_display_name_entry);
+        attach(g_hub_display_name_entry, gtk_entry_new(), g_hub_page);
         type(g_hub_display_name_entry, "Ani ta");
         std::string popup;
         at_each_request([&popup] {

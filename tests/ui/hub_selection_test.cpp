@@ -1,19 +1,14 @@
-// Selecting and activating the rows of the hub's list: what is asked of whom, what is shown
-// meanwhile and afterwards.
+// Selecting the rows of the hub's list: what is asked of whom, what is shown meanwhile and
+// afterwards.
 #include "hub_fixture.h"
 
 #include "backend/spaces_api.h"
-#include "base/clock.h"
 #include "base/text.h"
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <thread>
 #include <utility>
 
 namespace {
@@ -42,47 +37,10 @@ class HubSelection : public HubTest {
         return requests;
     }
 
-    /// The lines of the log about clicks.
-    static Texts click_lines() {
-        Texts lines;
-        for (const std::string& line : log_lines()) {
-            if (line.starts_with("[HUB][CLICK] ")) {
-                lines.push_back(line.substr(13));
-            }
-        }
-        return lines;
-    }
-
-    static std::string popup_text() {
-        const Texts texts = g_loading_popup != nullptr ? label_texts(g_loading_popup) : Texts{};
-        return texts.empty() ? "" : texts.front();
-    }
-
     /// What the popups said while the backend was asked, one line for each request.
     Texts popups_at_requests;
     void watch_popups() {
         at_each_request([this] { popups_at_requests.push_back(popup_text()); });
-    }
-
-    /// Enter on a row, which GTK keeps until the key has been dealt with.
-    static void press_enter_on(std::size_t index) {
-        gtk_widget_grab_focus(rows().at(index));
-        const GObjectPtr<GtkListBoxRow> kept(static_cast<GtkListBoxRow*>(g_object_ref(row(index))));
-        press_on_list("activate-cursor-row");
-        run_pending();
-    }
-
-    static void run_pending() {
-        while (g_main_context_pending(nullptr) != FALSE) {
-            g_main_context_iteration(nullptr, FALSE);
-        }
-    }
-
-    static void press_on_list(const char* signal) { g_signal_emit_by_name(g_servers_list, signal); }
-
-    static void move_cursor(int lines) {
-        g_signal_emit_by_name(g_servers_list, "move-cursor", GTK_MOVEMENT_DISPLAY_LINES, lines,
-                              FALSE, FALSE);
     }
 
     static void press_down() { move_cursor(1); }
@@ -190,7 +148,7 @@ TEST_F(HubSelection, AFailedLoadIsToldOnceAndLeavesNoRoomsOfAnotherSpace) {
         answer(k_rooms_1, 403, R"({"error":"Solo para miembros"})");
         select(0);
         EXPECT_EQ(take_alert(), failure("Sala", "Solo para miembros"));
-        run_main_loop_for_ms(50);
+        run_pending();
         EXPECT_TRUE(no_window_over_the_hub());
         EXPECT_EQ(g_hub_room_count, 0);
         EXPECT_EQ(list_lines(), Texts{"Uno"});
@@ -336,11 +294,29 @@ TEST_F(HubSelection, AnotherSpaceEndsTheStreamsOfTheLastOne) {
     });
 }
 
+TEST_F(HubSelection, ASpacesOwnRowComesBackToItsChat) {
+    run_interface([] {
+        add_space("s1", "Uno");
+        show_hub();
+        select(0);
+        select(1); // its room
+        show_hub_stream_view_for_user("u2");
+        select(0);
+        EXPECT_STREQ(gtk_stack_get_visible_child_name(GTK_STACK(g_hub_content_stack)),
+                     "hub-room-chat");
+        select(1);
+        copy_text(g_hub_chat_scope_type, "room");
+        copy_text(g_hub_chat_scope_id, "r1");
+        select(0);
+        EXPECT_STREQ(g_hub_chat_scope_type, "space");
+        EXPECT_STREQ(g_hub_chat_scope_id, "s1");
+    });
+}
+
 TEST_F(HubSelection, ASpaceThatWasEnteredOtherwiseOpensItsChatWhenItIsSelected) {
     run_interface([this] {
         add_space("s1", "Uno", {"r1:General"});
-        g_selected_server_index = 0;
-        copy_text(g_selected_space_id, "s1");
+        be_in_space();
         show_hub();
         press_on_list("unselect-all");
         select(0);
@@ -377,19 +353,10 @@ TEST_F(HubSelection, LoadedSpacesAreRedrawnWithoutAChatOrAStream) {
     });
 }
 
-/// Sleeping takes a twentieth of the time, and the clock does not notice.
-std::atomic<std::uint32_t> g_quick_ticks{1000};
-constexpr ClockSource k_quick_clock{[] { return g_quick_ticks.load(); },
-                                    [](std::uint32_t milliseconds) {
-                                        g_quick_ticks += milliseconds;
-                                        std::this_thread::sleep_for(
-                                            std::chrono::microseconds(50 * milliseconds));
-                                    }};
-
 TEST_F(HubSelection, WithoutAChatServerTheRoomsAreThereAndTheChatSaysSo) {
     g_language = k_language_english; // the notice is Spanish all the same
+    const QuickClock clock;
     chat.refuse_openings("send-request", 12029);
-    clock_set_source(&k_quick_clock);
     run_interface([] {
         add_space("s1", "Uno");
         show_hub();
@@ -404,7 +371,6 @@ TEST_F(HubSelection, WithoutAChatServerTheRoomsAreThereAndTheChatSaysSo) {
             EXPECT_FALSE(line.starts_with("[HUB][CHAT][JOIN]")) << line;
         }
     });
-    clock_set_source(nullptr);
 }
 
 TEST_F(HubSelection, AnIndexOutOfRangeShowsNoChat) {
@@ -426,14 +392,9 @@ TEST_F(HubSelection, InANarrowWindowListAndChatAreBothToBeSeen) {
     run_interface([] {
         add_space("s1", "Uno");
         show_hub();
-        GtkWindow* const window = GTK_WINDOW(g_window);
-        wait_until([window] { return gtk_window_is_maximized(window) != FALSE; });
-        gtk_window_unmaximize(window);
-        for (int i = 0; i < 5; ++i) { // it may be given its old size once more
-            gtk_window_set_default_size(window, 900, 650);
-            wait_until([] { return gtk_widget_get_width(g_window) <= 900; });
-            run_main_loop_for_ms(100);
-        }
+        wait_until_maximised();
+        resize_window(900, 650);
+        EXPECT_LE(gtk_widget_get_width(g_window), 900);
         const auto edges = [](GtkWidget* widget) {
             graphene_rect_t place;
             EXPECT_TRUE(gtk_widget_compute_bounds(widget, g_window, &place));
@@ -446,234 +407,6 @@ TEST_F(HubSelection, InANarrowWindowListAndChatAreBothToBeSeen) {
         wait_until([&] { return edges(chat_column).second <= 900.0F; });
         EXPECT_GE(edges(spaces_column).first, 0.0F);
     });
-}
-
-// --- Activating ---
-
-TEST_F(HubSelection, ActivatingARoomEntersIt) {
-    answer_voice();
-    run_interface([this] {
-        play_core();
-        add_space("s1", "Uno");
-        show_hub();
-        select(0);
-        forget_requests();
-        g_last_room_click_space_index = 0;
-        g_last_room_click_index = 1;
-        g_last_room_click_time_us = 5;
-        g_pending_room_click_space_index = 0;
-        g_pending_room_click_index = 1;
-        g_room_single_click_timeout_id = g_timeout_add_seconds(
-            1000, [](gpointer) -> gboolean { return G_SOURCE_REMOVE; }, nullptr);
-        const guint timer = g_room_single_click_timeout_id;
-        activate(2);
-        EXPECT_TRUE(g_is_connected);
-        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r2"}));
-        EXPECT_EQ(visible_page(), "hub");
-        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine", "    ana"}));
-        EXPECT_EQ(requests(), Texts{"GET /api/spaces/s1/members"});
-        EXPECT_EQ(g_main_context_find_source_by_id(nullptr, timer), nullptr);
-        EXPECT_EQ(g_room_single_click_timeout_id, 0U);
-        EXPECT_EQ(g_pending_room_click_space_index, -1);
-        EXPECT_EQ(g_pending_room_click_index, -1);
-        EXPECT_EQ(g_last_room_click_space_index, -1);
-        EXPECT_EQ(g_last_room_click_index, -1);
-        EXPECT_EQ(g_last_room_click_time_us, 0);
-        const Texts lines = log_lines();
-        EXPECT_EQ(
-            std::ranges::count(lines, "[HUB][DBLCLICK] logical space=0 room=1 -> voice start"), 1);
-        EXPECT_EQ(std::ranges::count(lines, "[HUB][DBLCLICK] voice result=ok space=0 room=1"), 1);
-    });
-}
-
-TEST_F(HubSelection, EnterOnARoomEntersIt) {
-    answer_voice();
-    run_interface([this] {
-        play_core();
-        add_space("s1", "Uno");
-        show_hub();
-        select(0);
-        press_enter_on(1);
-        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r1"}));
-        EXPECT_EQ(keyboard(), rows().at(1));
-    });
-}
-
-TEST_F(HubSelection, EnterOnARoomThatIsGoneWhenItsSpaceIsLoadedEntersNone) {
-    answer_voice();
-    run_interface([this] {
-        play_core();
-        add_space("s1", "Uno", {"r1:General"});
-        add_space("s2", "Dos", {"r3:General"});
-        show_hub();
-        answer_rooms("s2", {});
-        press_enter_on(3);
-        EXPECT_STREQ(g_selected_space_id, "s2");
-        EXPECT_EQ(g_selected_room_index, -1);
-        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "Dos"}));
-        EXPECT_EQ(selected_row(), rows().at(2));
-        EXPECT_EQ(keyboard(), rows().at(2));
-        EXPECT_EQ(voice_journal(), Texts{});
-        EXPECT_TRUE(no_window_over_the_hub());
-        // The next keys go on from there.
-        press_on_list("activate-cursor-row");
-        EXPECT_EQ(voice_journal(), Texts{});
-        move_cursor(-1);
-        EXPECT_STREQ(g_selected_space_id, "s1");
-        EXPECT_EQ(g_selected_room_index, 0);
-    });
-}
-
-TEST_F(HubSelection, EnterOnARoomEntersItAlsoWhenItsSpaceHasMovedMeanwhile) {
-    answer_voice();
-    answer(k_spaces, 200,
-           R"({"spaces":[{"id":"s0","name":"Cero"},{"id":"s1","name":"Uno"},)"
-           R"({"id":"s2","name":"Dos"}]})");
-    run_interface([this] {
-        play_core();
-        add_space("s1", "Uno", {"r1:General"});
-        add_space("s2", "Dos", {"r3:General"});
-        show_hub();
-        load_spaces_behind_popup();
-        press_enter_on(3);
-        EXPECT_EQ(g_selected_server_index, 2);
-        EXPECT_STREQ(g_selected_space_id, "s2");
-        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r3"}));
-        EXPECT_EQ(list_lines(), (Texts{"Cero", "Uno", "Dos", "  General", "    ana"}));
-    });
-}
-
-TEST_F(HubSelection, ActivatingTakesTheSpacesCachedRooms) {
-    answer_voice();
-    run_interface([this] {
-        play_core();
-        add_space("s1", "Uno", {"r1:General"});
-        add_space("s2", "Dos", {"r5:Patio", "r3:General"});
-        add_rooms({"r1:General"});
-        show_hub();
-        activate(4);
-        EXPECT_STREQ(g_selected_space_id, "s2");
-        EXPECT_EQ(voice_journal(), (Texts{"connect", "join r3"}));
-        EXPECT_EQ(g_selected_room_index, 1);
-        EXPECT_EQ(g_hub_room_count, 2);
-        EXPECT_EQ(chat.openings().size(), 1U); // the channel was not usable
-    });
-}
-
-TEST_F(HubSelection, ActivatingASpaceLoadsItsRoomsAndEntersNone) {
-    answer_voice();
-    run_interface([this] {
-        play_core();
-        add_space("s1", "Uno");
-        show_hub();
-        activate(0);
-        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
-        EXPECT_FALSE(g_is_connected);
-        EXPECT_EQ(voice_journal(), Texts{});
-    });
-}
-
-TEST_F(HubSelection, ActivatingIsSilentAboutRoomsThatCannotBeLoaded) {
-    run_interface([this] {
-        add_space("s1", "Uno");
-        show_hub();
-        answer(k_rooms_1, 403, R"({"error":"Solo para miembros"})");
-        g_last_room_click_index = 3;
-        activate(0);
-        EXPECT_TRUE(no_window_over_the_hub());
-        EXPECT_EQ(g_last_room_click_index, 3);
-        g_last_room_click_index = -1;
-    });
-}
-
-TEST_F(HubSelection, ARoomThatIsActivatedDoesNotLookPressedAfterwards) {
-    run_interface([] {
-        add_space("s1", "Uno", {"r1:General"});
-        show_hub();
-        gtk_widget_set_state_flags(rows().at(1), GTK_STATE_FLAG_ACTIVE, FALSE);
-        activate(1);
-        take_alert();
-        EXPECT_EQ(gtk_widget_get_state_flags(rows().at(1)) & GTK_STATE_FLAG_ACTIVE, 0);
-    });
-}
-
-TEST_F(HubSelection, AnActivationOfNoRoomOfTheTablesIsNotLogged) {
-    run_interface([] {
-        add_space("s1", "Uno");
-        add_rooms({"r1:General"});
-        run_room_text_and_voice_join(1, 0);
-        run_room_text_and_voice_join(-1, 0);
-        run_room_text_and_voice_join(0, 1);
-        run_room_text_and_voice_join(0, -1);
-        EXPECT_EQ(log_lines(), Texts{"[HUB][LOG] GUI_Init start"});
-        run_room_text_and_voice_join(0, 0);
-        take_alert();
-        EXPECT_EQ(log_lines().back(), "[HUB][DBLCLICK] voice result=fail space=0 room=0");
-    });
-}
-
-// --- What nothing arms ---
-
-TEST_F(HubSelection, ASingleClicksTimerOpensTheRoomsChat) {
-    run_interface([] {
-        add_space("s1", "Uno", {"r1:General", "r2:Cine"});
-        g_selected_server_index = 0;
-        copy_text(g_selected_space_id, "s1");
-        g_room_single_click_timeout_id = 77;
-        g_pending_room_click_space_index = 0;
-        g_pending_room_click_index = 1;
-        EXPECT_EQ(on_room_single_click_timeout(nullptr), G_SOURCE_REMOVE);
-        EXPECT_EQ(g_room_single_click_timeout_id, 0U);
-        EXPECT_EQ(g_pending_room_click_space_index, -1);
-        EXPECT_EQ(g_pending_room_click_index, -1);
-        EXPECT_STREQ(g_hub_chat_scope_type, "room");
-        EXPECT_STREQ(g_hub_chat_scope_id, "r2");
-        EXPECT_EQ(click_lines(), Texts{"single-commit space=0 room=1"});
-        on_room_single_click_timeout(nullptr);
-        EXPECT_EQ(click_lines().size(), 1U);
-    });
-}
-
-TEST_F(HubSelection, ASingleClicksTimerNeedsASpaceAndARoom) {
-    run_interface([] {
-        add_space("s1", "Uno", {"r1:General", "r2:Cine"});
-        g_selected_server_index = 0;
-        copy_text(g_selected_space_id, "s1");
-        const auto commit = [](std::int32_t space, std::int32_t room) {
-            g_pending_room_click_space_index = space;
-            g_pending_room_click_index = room;
-            EXPECT_EQ(on_room_single_click_timeout(nullptr), G_SOURCE_REMOVE);
-            EXPECT_EQ(g_pending_room_click_space_index, -1);
-            EXPECT_EQ(g_pending_room_click_index, -1);
-            return std::string(g_hub_chat_scope_id);
-        };
-        EXPECT_EQ(commit(-1, 0), "");
-        EXPECT_EQ(commit(0, -1), "");
-        EXPECT_EQ(click_lines(), Texts{});
-        EXPECT_EQ(commit(0, 2), "");
-        EXPECT_EQ(commit(1, 0), "");
-        EXPECT_EQ(commit(0, 0), "r1");
-        EXPECT_EQ(click_lines(),
-                  (Texts{"single-commit space=0 room=2", "single-commit space=1 room=0",
-                         "single-commit space=0 room=0"}));
-    });
-}
-
-TEST_F(HubSelection, TheDoubleClicksTimeIsTheToolkitsWithinBounds) {
-    GtkSettings* const settings = gtk_settings_get_default();
-    for (const auto& [time, expected] : {std::pair{400, 400},
-                                         {0, 180},
-                                         {179, 180},
-                                         {180, 180},
-                                         {181, 181},
-                                         {899, 899},
-                                         {900, 900},
-                                         {901, 900},
-                                         {5000, 900}}) {
-        g_object_set(settings, "gtk-double-click-time", time, nullptr);
-        EXPECT_EQ(get_natural_double_click_time_ms(), expected);
-    }
-    gtk_settings_reset_property(settings, "gtk-double-click-time");
 }
 
 } // namespace

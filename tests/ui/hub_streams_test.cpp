@@ -29,18 +29,13 @@ class HubStreams : public HubChatTest {
     }
     void TearDown() override { g_object_unref(m_button); }
 
-    void open_channel() {
-        chat_ws_start_for_selected_space();
-        ASSERT_TRUE(chat_ws_join_space_chat("s1"));
-    }
-
     /// The button of a member's row.
     void click_row_of(const char* user_id) {
         g_object_set_data_full(G_OBJECT(m_button), "stream-user-id", g_strdup(user_id), g_free);
         on_hub_space_user_stream_action_clicked(m_button, nullptr);
     }
 
-    static std::string status() { return gtk_label_get_text(GTK_LABEL(g_hub_stream_status_label)); }
+    static std::string status() { return label(g_hub_stream_status_label); }
 
     static bool is_input_shown() { return gtk_widget_get_visible(g_hub_chat_input_box) != FALSE; }
 
@@ -184,7 +179,7 @@ TEST_F(HubStreams, AButtonWithoutAnIdentifierOrWithoutASpaceDoesNothing) {
 TEST_F(HubStreams, BackToChatLeavesTheStream) {
     open_channel();
     watch("u2");
-    g_signal_emit_by_name(g_hub_stream_back_btn, "clicked");
+    click(g_hub_stream_back_btn);
     EXPECT_EQ(sent_requests(), (Texts{frame("stream:watch", "u2"), frame("stream:unwatch", "u2")}));
     EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
     EXPECT_STREQ(g_hub_streaming_user_id, "u2");
@@ -197,7 +192,7 @@ TEST_F(HubStreams, BackToChatDoesSoAlsoWhereItCannotBeSaid) {
     const FakeClock clock;
     server.refuse_openings("connect-host", 1);
     show_hub_stream_view_for_user("u2");
-    g_signal_emit_by_name(g_hub_stream_back_btn, "clicked");
+    click(g_hub_stream_back_btn);
     EXPECT_EQ(shown_page(), "hub-room-chat");
     EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
 }
@@ -207,9 +202,20 @@ TEST_F(HubStreams, BackToChatSaysNothingWhereNothingIsWatched) {
     show_hub_stream_view_for_user("");
     EXPECT_EQ(shown_page(), "hub-stream-view");
     EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
-    g_signal_emit_by_name(g_hub_stream_back_btn, "clicked");
+    click(g_hub_stream_back_btn);
     EXPECT_EQ(sent_requests(), Texts{});
     EXPECT_EQ(shown_page(), "hub-room-chat");
+}
+
+TEST_F(HubStreams, BackToChatAsksNobodyWhereNoSpaceIsSelected) {
+    open_channel();
+    watch("u2");
+    g_selected_space_id[0] = '\0';
+    g_signal_emit_by_name(g_hub_stream_back_btn, "clicked");
+    EXPECT_EQ(sent_requests(), Texts{frame("stream:watch", "u2")});
+    EXPECT_EQ(server.openings().size(), 1U);
+    EXPECT_EQ(shown_page(), "hub-room-chat");
+    EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
 }
 
 TEST_F(HubStreams, AnotherSpaceEndsTheViewWithoutAWord) {
@@ -294,12 +300,12 @@ TEST_F(HubStreams, AnIdentifierIsCutAtItsBuffer) {
 TEST_F(HubStreams, TheKeyboardGoesFromPageToPage) {
     gtk_widget_grab_focus(g_hub_chat_input_view);
     show_hub_stream_view_for_user("u2");
-    EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), g_hub_stream_back_btn);
+    EXPECT_EQ(keyboard(), g_hub_stream_back_btn);
     show_hub_room_chat_view();
-    EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), g_hub_chat_input_view);
+    EXPECT_EQ(keyboard(), g_hub_chat_input_view);
     gtk_window_set_focus(GTK_WINDOW(g_window), nullptr);
     show_hub_stream_view_for_user("u2");
-    EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), nullptr);
+    EXPECT_EQ(keyboard(), nullptr);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// Entering a voice room, who is shown in it, and leaving it.
+// Entering a voice room and leaving it.
 #include "hub_fixture.h"
 
 #include "backend/endpoints.h"
@@ -22,28 +22,11 @@ constexpr const char* k_members = "GET /api/spaces/s1/members";
 /// What the core was told, and what was to be seen then.
 Texts g_told;
 
-std::string popup_text() {
-    const Texts texts =
-        g_loading_popup != nullptr && gtk_widget_get_mapped(g_loading_popup) != FALSE
-            ? label_texts(g_loading_popup)
-            : Texts{};
-    return texts.empty() ? "no popup" : texts.front();
-}
-
 class HubVoice : public HubTest {
   protected:
     HubVoice() {
         g_told.clear();
         answer(k_members, 200, R"({"members":[]})");
-    }
-
-    /// A space with two rooms, selected; the hub is shown.
-    static void enter_space() {
-        add_space("s1", "Uno", {"r1:General", "r2:Cine"});
-        add_rooms({"r1:General", "r2:Cine"});
-        g_selected_server_index = 0;
-        copy_text(g_selected_space_id, "s1");
-        show_hub();
     }
 
     static void tell(const std::string& what) { g_told.push_back(what + ", " + popup_text()); }
@@ -61,27 +44,6 @@ class HubVoice : public HubTest {
             tell(std::string("join ") + room_id);
             join(room_id);
         });
-    }
-
-    static Texts present() {
-        Texts names;
-        for (std::int32_t i = 0; i < g_hub_room_presence_count; ++i) {
-            names.push_back(std::string(g_hub_room_presence[i].username) +
-                            (g_hub_room_presence[i].speaking ? "*" : ""));
-        }
-        return names;
-    }
-
-    static std::string room_chat() {
-        GtkTextIter start;
-        GtkTextIter end;
-        gtk_text_buffer_get_bounds(g_chat_buffer, &start, &end);
-        const GCharPtr text(gtk_text_buffer_get_text(g_chat_buffer, &start, &end, FALSE));
-        return text.get();
-    }
-
-    static void show_peers(const std::vector<Peer>& peers) {
-        sync_hub_room_presence_from_peers(peers.data(), static_cast<std::int32_t>(peers.size()));
     }
 
     /// The two messages of a connection that fails: the core's comes first.
@@ -102,7 +64,7 @@ TEST_F(HubVoice, JoiningConnectsBehindAPopupAndShowsTheUserInTheRoom) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         EXPECT_TRUE(connect_and_join_voice_room_by_index(1, false));
         EXPECT_EQ(g_told, (Texts{"connect ana udp://backend.example:3602, Ingresando a la sala...",
                                  "join r2, no popup"}));
@@ -130,7 +92,7 @@ TEST_F(HubVoice, TheChosenNameComesFirst) {
     run_interface([] {
         copy_text(g_display_name, "Anita"); // the settings had none
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(0, false);
         EXPECT_EQ(g_told.at(0).substr(0, 14), "connect Anita ");
         EXPECT_EQ(present(), Texts{"Anita"});
@@ -141,7 +103,7 @@ TEST_F(HubVoice, JoiningMayShowTheRoomsPage) {
     answer_voice();
     run_interface([] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         EXPECT_TRUE(connect_and_join_voice_room_by_index(1, true));
         EXPECT_EQ(visible_page(), "main");
         switch_to_hub_page();
@@ -154,9 +116,9 @@ TEST_F(HubVoice, TheRoomsChatSaysWhereTheUserIs) {
     answer_voice();
     run_interface([] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(1, false);
-        EXPECT_NE(room_chat().find("Te has unido a la sala Cine"), std::string::npos);
+        EXPECT_NE(contents(g_chat_buffer).find("Te has unido a la sala Cine"), std::string::npos);
     });
 }
 
@@ -164,7 +126,7 @@ TEST_F(HubVoice, ARoomOutOfRangeIsNotJoined) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         EXPECT_FALSE(connect_and_join_voice_room_by_index(-1, true));
         EXPECT_FALSE(connect_and_join_voice_room_by_index(2, true));
         EXPECT_EQ(voice_journal(), Texts{});
@@ -177,7 +139,7 @@ TEST_F(HubVoice, TheRoomThatOneIsInIsOnlySelected) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(1, false);
         show_peers({make_peer("leo")});
         g_selected_room_index = -1;
@@ -192,11 +154,26 @@ TEST_F(HubVoice, TheRoomThatOneIsInIsOnlySelected) {
     });
 }
 
+TEST_F(HubVoice, ARoomWhoseTransportIsGoneIsJoinedAnew) {
+    answer_voice();
+    run_interface([this] {
+        listen();
+        show_hub_of_two_rooms();
+        connect_and_join_voice_room_by_index(1, false);
+        Network_SetDisconnectedCallback(nullptr); // nobody tells the interface
+        Network_Disconnect();
+        ASSERT_TRUE(g_is_connected);
+        EXPECT_TRUE(connect_and_join_voice_room_by_index(1, false));
+        EXPECT_EQ(voice_journal(),
+                  (Texts{"connect", "join r2", "disconnect", "connect", "join r2"}));
+    });
+}
+
 TEST_F(HubVoice, JoiningAnotherRoomLeavesTheFirstBehindTheSamePopup) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(0, false);
         show_peers({make_peer("leo")});
         g_told.clear();
@@ -214,7 +191,7 @@ TEST_F(HubVoice, AFailedConnectLeavesTheRoomEmptyAndSaysWhere) {
     voice.fail_resolve_with = 11001;
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         GUI_UpdateConnectionState(2); // connected, and in no room
         EXPECT_FALSE(connect_and_join_voice_room_by_index(1, true));
         EXPECT_EQ(g_told, Texts{"connect ana udp://backend.example:3602, Ingresando a la sala..."});
@@ -231,13 +208,19 @@ TEST_F(HubVoice, AFailedConnectLeavesTheRoomEmptyAndSaysWhere) {
     });
 }
 
+void speak(float level) {
+    GUI_UpdateAudioLevel(level);
+    update_audio_meter(nullptr);
+}
+
 TEST_F(HubVoice, AFailedChangeOfRoomsLeavesTheFirst) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(0, false);
         show_peers({make_peer("leo")});
+        speak(1.0F);
         voice.fail_resolve_with = 11001;
         EXPECT_FALSE(connect_and_join_voice_room_by_index(1, false));
         EXPECT_EQ(g_loading_popup, nullptr);
@@ -246,8 +229,11 @@ TEST_F(HubVoice, AFailedChangeOfRoomsLeavesTheFirst) {
         expect_failure_messages();
         EXPECT_FALSE(g_is_connected);
         EXPECT_EQ(g_state, 0); // that of the connection before
+        EXPECT_EQ(present(), Texts{});
         EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
-        resync_hub_room_presence(); // as the meter does
+        update_audio_meter(nullptr);
+        EXPECT_FALSE(g_is_speaking);
+        resync_hub_room_presence(); // as muting does
         EXPECT_EQ(present(), Texts{"ana"});
         voice.fail_resolve_with = 0;
         EXPECT_TRUE(connect_and_join_voice_room_by_index(1, false));
@@ -260,7 +246,7 @@ TEST_F(HubVoice, ARoomStaysSelectedWhereThePopupsLoopHasListedItAnew) {
     answer_rooms("s1", {"r0:Primera", "r1:General", "r2:Cine"});
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         do_behind_popup(load_rooms_for_selected_server);
         EXPECT_TRUE(connect_and_join_voice_room_by_index(1, false));
         EXPECT_EQ(voice_journal(), (Texts{"connect", "join r2"}));
@@ -271,7 +257,7 @@ TEST_F(HubVoice, ARoomStaysSelectedWhereThePopupsLoopHasListedItAnew) {
 
 TEST_F(HubVoice, WithoutACoreNothingIsJoined) {
     run_interface([this] {
-        enter_space();
+        show_hub_of_two_rooms();
         EXPECT_FALSE(connect_and_join_voice_room_by_index(0, false));
         EXPECT_EQ(take_alert().title, "Error");
         on_back_to_hub_clicked(nullptr, nullptr);
@@ -283,7 +269,7 @@ TEST_F(HubVoice, AWindowClosedWhileThePopupComesUpEndsTheJoin) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         close_window_behind_popup();
         EXPECT_FALSE(connect_and_join_voice_room_by_index(0, false));
         EXPECT_EQ(voice_journal(), Texts{});
@@ -295,217 +281,12 @@ TEST_F(HubVoice, AWindowClosedWhileAnotherRoomIsEnteredJoinsNothingOverTheOldCon
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(0, false);
         close_window_behind_popup();
         EXPECT_FALSE(connect_and_join_voice_room_by_index(1, false));
         EXPECT_EQ(voice_journal(), (Texts{"connect", "join r1"}));
         EXPECT_FALSE(g_is_connected);
-    });
-}
-
-// --- Who is present ---
-
-TEST_F(HubVoice, OfFortyPeersTheFirstThirtyTwoAreShown) {
-    run_interface([] {
-        enter_space();
-        copy_text(g_hub_presence_room_id, "r1");
-        std::vector<Peer> peers;
-        for (int i = 0; i < 40; ++i) {
-            peers.push_back(make_peer("p" + std::to_string(i), i % 2 != 0));
-        }
-        show_peers(peers);
-        ASSERT_EQ(g_hub_room_presence_count, 33);
-        EXPECT_EQ(present().at(0), "ana");
-        EXPECT_EQ(present().at(1), "p0");
-        EXPECT_EQ(present().at(32), "p31*");
-        EXPECT_EQ(rows().size(), 3U + 33U);
-    });
-}
-
-TEST_F(HubVoice, NamelessPeersAndANamelessUserAreLeftOut) {
-    run_interface([] {
-        enter_space();
-        copy_text(g_hub_presence_room_id, "r1");
-        g_username[0] = '\0';
-        show_peers({make_peer(""), make_peer("leo", true), make_peer("")});
-        EXPECT_EQ(present(), Texts{"leo*"});
-    });
-}
-
-TEST_F(HubVoice, TheUserSpeaksWhileTheMeterSaysSoAndThePeersStay) {
-    run_interface([] {
-        enter_space();
-        copy_text(g_hub_presence_room_id, "r1");
-        show_peers({make_peer("leo", true)});
-        g_is_speaking = true;
-        resync_hub_room_presence();
-        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "    ana*", "    leo*", "  Cine"}));
-        g_is_speaking = false;
-        resync_hub_room_presence();
-        EXPECT_EQ(present(), (Texts{"ana", "leo*"}));
-    });
-}
-
-TEST_F(HubVoice, OutsideARoomNobodyIsPresent) {
-    run_interface([this] {
-        enter_space();
-        g_hub_room_presence_count = 5;
-        show_peers({make_peer("leo")});
-        EXPECT_EQ(g_hub_room_presence_count, 0);
-        EXPECT_EQ(requests(), Texts{});
-        resync_hub_room_presence();
-        EXPECT_EQ(g_hub_room_presence_count, 0);
-    });
-}
-
-TEST_F(HubVoice, WhileJoiningTheListIsLeftAlone) {
-    run_interface([] {
-        enter_space();
-        copy_text(g_hub_presence_room_id, "r1");
-        g_joining_room_transition = true;
-        show_peers({make_peer("leo")});
-        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
-        EXPECT_EQ(present(), (Texts{"ana", "leo"}));
-        g_joining_room_transition = false;
-    });
-}
-
-TEST_F(HubVoice, ClearingForgetsTheRoomAndItsPeople) {
-    run_interface([] {
-        enter_space();
-        copy_text(g_hub_presence_room_id, "r1");
-        show_peers({make_peer("leo")});
-        clear_hub_room_presence();
-        EXPECT_STREQ(g_hub_presence_room_id, "");
-        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
-        copy_text(g_hub_presence_room_id, "r1");
-        resync_hub_room_presence();
-        EXPECT_EQ(present(), Texts{"ana"});
-    });
-}
-
-TEST_F(HubVoice, MembersAreAskedForOnceInTwentySeconds) {
-    run_interface([this] {
-        const FakeClock clock;
-        enter_space();
-        copy_text(g_hub_presence_room_id, "r1");
-        show_peers({});
-        clock_sleep_ms(20000);
-        show_peers({make_peer("leo")});
-        EXPECT_EQ(requests(), Texts{k_members});
-        clock_sleep_ms(1);
-        show_peers({});
-        EXPECT_EQ(requests(), (Texts{k_members, k_members}));
-        copy_text(g_selected_space_id, "s2"); // another space's are not these
-        show_peers({});
-        EXPECT_EQ(requests().back(), "GET /api/spaces/s2/members");
-        copy_text(g_selected_space_id, "");
-        show_peers({});
-        EXPECT_EQ(requests().size(), 3U);
-    });
-}
-
-TEST_F(HubVoice, MembersWhoseTableHoldsAnotherSpacesAreAskedForAgain) {
-    run_interface([this] {
-        const FakeClock clock;
-        enter_space();
-        sync_hub_space_users_from_room_presence();
-        copy_text(g_hub_space_users_space_id, "s2");
-        sync_hub_space_users_from_room_presence();
-        EXPECT_EQ(requests(), (Texts{k_members, k_members}));
-    });
-}
-
-TEST_F(HubVoice, RefusedMembersAreNotAskedForAtEachChangeOfSpeaking) {
-    answer(k_members, 403, R"({"error":"Solo para miembros"})");
-    run_interface([this] {
-        const FakeClock clock;
-        enter_space();
-        begin_hub_room_presence("r1");
-        show_peers({});
-        show_peers({make_peer("leo", true)});
-        clock_sleep_ms(20000);
-        resync_hub_room_presence();
-        EXPECT_EQ(requests(), Texts{k_members});
-        clock_sleep_ms(1);
-        resync_hub_room_presence();
-        resync_hub_room_presence();
-        EXPECT_EQ(requests(), (Texts{k_members, k_members}));
-        EXPECT_EQ(log_lines().back(),
-                  "[HUB][SPACE][USERS] members-load-fail spaceId=s1 error=Solo para miembros");
-        copy_text(g_selected_space_id, "s2"); // that one may be willing
-        show_peers({});
-        EXPECT_EQ(requests().back(), "GET /api/spaces/s2/members");
-        EXPECT_EQ(requests().size(), 3U);
-    });
-}
-
-TEST_F(HubVoice, TheWaitAfterARefusalBeginsWithTheAnswer) {
-    answer(k_members, 403, "{}");
-    run_interface([this] {
-        const FakeClock clock;
-        enter_space();
-        begin_hub_room_presence("r1");
-        at_each_request([] { clock_sleep_ms(30000); });
-        show_peers({});
-        show_peers({make_peer("leo")});
-        EXPECT_EQ(requests(), Texts{k_members});
-    });
-}
-
-TEST_F(HubVoice, EnteringARoomAsksForRefusedMembersOnce) {
-    answer_voice();
-    answer(k_members, 403, "{}");
-    run_interface([this] {
-        listen();
-        enter_space();
-        run_room_text_and_voice_join(0, 0);
-        EXPECT_EQ(requests(), Texts{k_members});
-        run_room_text_and_voice_join(0, 1);
-        EXPECT_EQ(requests(), (Texts{k_members, k_members}));
-        EXPECT_EQ(present(), Texts{"ana"});
-    });
-}
-
-TEST_F(HubVoice, LeavingARoomAsksForRefusedMembersOnce) {
-    answer(k_members, 403, "{}");
-    run_interface([this] {
-        const FakeClock clock;
-        play_core();
-        enter_space();
-        g_is_connected = true;
-        begin_hub_room_presence("r1");
-        show_peers({make_peer("leo")});
-        clock_sleep_ms(20001);
-        forget_requests();
-        on_back_to_hub_clicked(nullptr, nullptr);
-        EXPECT_EQ(requests(), Texts{k_members});
-        EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
-    });
-}
-
-TEST_F(HubVoice, MembersThatCannotBeLoadedAreOnlyLogged) {
-    run_interface([this] {
-        enter_space();
-        answer(k_members, 403, R"({"error":"Solo para miembros"})");
-        sync_hub_space_users_from_room_presence();
-        EXPECT_EQ(log_lines().back(),
-                  "[HUB][SPACE][USERS] members-load-fail spaceId=s1 error=Solo para miembros");
-        EXPECT_TRUE(no_window_over_the_hub());
-    });
-}
-
-TEST_F(HubVoice, TheRoomsPageShowsTheUserAlsoInAnEmptyList) {
-    run_interface([] {
-        switch_to_main_page();
-        EXPECT_TRUE(children_of(g_peers_list).empty());
-        g_is_connected = true;
-        switch_to_main_page();
-        EXPECT_EQ(children_of(g_peers_list).size(), 1U);
-        switch_to_main_page();
-        EXPECT_EQ(children_of(g_peers_list).size(), 1U);
-        g_is_connected = false;
     });
 }
 
@@ -515,7 +296,7 @@ TEST_F(HubVoice, ALostConnectionEndsTheRoom) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(1, false);
         lose_connection();
         EXPECT_FALSE(g_is_connected);
@@ -532,7 +313,7 @@ TEST_F(HubVoice, StatesThatAreNoLossLeaveTheRoomAsItIs) {
     answer_voice();
     run_interface([] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(1, false);
         for (const int state : {1, 2, 3, 7}) {
             GUI_UpdateConnectionState(state);
@@ -549,7 +330,7 @@ TEST_F(HubVoice, BackToTheHubLeavesTheRoom) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(1, true);
         on_back_to_hub_clicked(nullptr, nullptr);
         EXPECT_EQ(voice_journal(), (Texts{"connect", "join r2", "leave {}", "disconnect"}));
@@ -559,7 +340,7 @@ TEST_F(HubVoice, BackToTheHubLeavesTheRoom) {
         EXPECT_STREQ(g_hub_presence_room_id, "");
         EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
         EXPECT_EQ(visible_page(), "hub");
-        EXPECT_EQ(room_chat(), "");
+        EXPECT_EQ(contents(g_chat_buffer), "");
         EXPECT_TRUE(children_of(g_peers_list).empty());
     });
 }
@@ -568,7 +349,7 @@ TEST_F(HubVoice, BackToTheSpacesDisconnectsOnTheSamePage) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(1, false);
         switch_to_rooms_page();
         on_back_to_servers_clicked(nullptr, nullptr);
@@ -581,16 +362,11 @@ TEST_F(HubVoice, BackToTheSpacesDisconnectsOnTheSamePage) {
 }
 
 // The meter's timer is the shell's: here it ticks when it is told to.
-void speak(float level) {
-    GUI_UpdateAudioLevel(level);
-    update_audio_meter(nullptr);
-}
-
 TEST_F(HubVoice, WhoLeavesInTheMiddleOfAWordIsSilentInTheNextRoom) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         const std::function<void()> ways[] = {[] { on_back_to_hub_clicked(nullptr, nullptr); },
                                               [] { on_back_to_servers_clicked(nullptr, nullptr); },
                                               [this] { lose_connection(); }};
@@ -610,11 +386,11 @@ TEST_F(HubVoice, WhoGoesOnTalkingInAnotherRoomIsToldOfThere) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(0, false);
         speak(1.0F);
         connect_and_join_voice_room_by_index(1, false);
-        update_audio_meter(nullptr);
+        speak(1.0F); // what the microphone hears next
         EXPECT_EQ(voice_journal(), (Texts{"connect", "join r1", "speaking 1", "disconnect",
                                           "connect", "join r2", "speaking 1"}));
         speak(0.0F);
@@ -625,7 +401,7 @@ TEST_F(HubVoice, AClosedWindowInARoomAsksNobodyAnything) {
     answer_voice();
     run_interface([this] {
         listen();
-        enter_space();
+        show_hub_of_two_rooms();
         connect_and_join_voice_room_by_index(1, false);
         forget_requests();
     });

@@ -1,28 +1,13 @@
 // The program's pictures: where they are looked for, and that they show.
-#include "ui_harness.h"
-
-#include <gtest/gtest.h>
+#include "interface_fixture.h"
 
 #include <filesystem>
 #include <set>
 
 namespace {
 
-class Icons : public testing::Test {
+class Icons : public InnerFolderTest {
   protected:
-    void SetUp() override {
-        m_before = std::filesystem::current_path();
-        std::filesystem::remove_all("outer");
-        std::filesystem::create_directories("outer/inner");
-        std::filesystem::current_path("outer/inner");
-    }
-    void TearDown() override {
-        std::filesystem::current_path(m_before);
-        std::filesystem::remove_all("outer");
-    }
-
-  private:
-    std::filesystem::path m_before;
 };
 
 /// The file that an image shows, or "" for an icon of the theme.

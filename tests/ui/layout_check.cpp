@@ -9,21 +9,15 @@ namespace {
 constexpr float k_tolerance = 1.0F; // of one edge, in pixels: halves are rounded
 constexpr int k_tooltip_reach = 4;  // a label's own, or that of what it is the text of
 
-using Faults = std::vector<std::string>;
-
 bool near(float first, float second) {
     return std::fabs(first - second) <= k_tolerance;
-}
-
-std::string text_of(GtkWidget* label) {
-    return gtk_label_get_text(GTK_LABEL(label));
 }
 
 // As one would point at it.
 std::string name_of(GtkWidget* widget) {
     std::string name = G_OBJECT_TYPE_NAME(widget);
     if (GTK_IS_LABEL(widget)) {
-        name += " '" + text_of(widget) + "'";
+        name += " '" + label(widget) + "'";
     }
     char** const classes = gtk_widget_get_css_classes(widget);
     for (char** css_class = classes; *css_class != nullptr; ++css_class) {
@@ -47,7 +41,7 @@ struct Scrolling {
     bool down = false;
 };
 
-Scrolling scrolling_of(GtkWidget* widget) {
+Scrolling ways_to_scroll(GtkWidget* widget) {
     GtkWidget* const parent = gtk_widget_get_parent(widget);
     if (!GTK_IS_VIEWPORT(widget) || !GTK_IS_SCROLLED_WINDOW(parent)) {
         return {};
@@ -58,8 +52,8 @@ Scrolling scrolling_of(GtkWidget* widget) {
     return {can_scroll(across), can_scroll(down)};
 }
 
-void check_is_inside(GtkWidget* child, GtkWidget* parent, Faults& faults) {
-    const Scrolling scrolling = scrolling_of(parent);
+void check_is_inside(GtkWidget* child, GtkWidget* parent, Texts& faults) {
+    const Scrolling scrolling = ways_to_scroll(parent);
     const Edges inner = edges_of(child);
     const Edges outer = edges_of(parent);
     const bool is_across =
@@ -94,21 +88,21 @@ bool has_tooltip_with(GtkWidget* widget, const std::string& text) {
     return false;
 }
 
-void check_label(GtkWidget* label, Faults& faults) {
-    PangoLayout* const layout = gtk_label_get_layout(GTK_LABEL(label));
+void check_label(GtkWidget* widget, Texts& faults) {
+    PangoLayout* const layout = gtk_label_get_layout(GTK_LABEL(widget));
     int width = 0;
     int height = 0;
     pango_layout_get_pixel_size(layout, &width, &height);
-    if (width > gtk_widget_get_width(label) + 1 || height > gtk_widget_get_height(label) + 1) {
-        faults.push_back(name_of(label) + " is cut: its text takes " + std::to_string(width) +
+    if (width > gtk_widget_get_width(widget) + 1 || height > gtk_widget_get_height(widget) + 1) {
+        faults.push_back(name_of(widget) + " is cut: its text takes " + std::to_string(width) +
                          " x " + std::to_string(height));
     }
-    if (pango_layout_is_ellipsized(layout) != FALSE && !has_tooltip_with(label, text_of(label))) {
-        faults.push_back(name_of(label) + " is cut and no tooltip tells the rest");
+    if (pango_layout_is_ellipsized(layout) != FALSE && !has_tooltip_with(widget, label(widget))) {
+        faults.push_back(name_of(widget) + " is cut and no tooltip tells the rest");
     }
 }
 
-void check_box(const std::vector<GtkWidget*>& children, bool is_line, Faults& faults) {
+void check_box(const std::vector<GtkWidget*>& children, bool is_line, Texts& faults) {
     for (std::size_t i = 0; i + 1 < children.size(); ++i) {
         const Edges first = edges_of(children[i]);
         const Edges second = edges_of(children[i + 1]);
@@ -126,7 +120,7 @@ void check_box(const std::vector<GtkWidget*>& children, bool is_line, Faults& fa
     }
 }
 
-void check(GtkWidget* widget, Faults& faults) {
+void check(GtkWidget* widget, Texts& faults) {
     if (GTK_IS_LABEL(widget)) {
         check_label(widget, faults);
     }
@@ -158,8 +152,8 @@ Edges edges_of(GtkWidget* widget) {
             place.origin.y + place.size.height};
 }
 
-std::vector<std::string> layout_faults(GtkWidget* root) {
-    Faults faults;
+Texts layout_faults(GtkWidget* root) {
+    Texts faults;
     check(root, faults);
     return faults;
 }

@@ -22,4 +22,4 @@ Edges edges_of(GtkWidget* widget);
 /// - a label is cut, without dots or without a tooltip that has all of its text
 /// - two children of a box lie on each other
 /// - two buttons of a line do not stand on one line
-std::vector<std::string> layout_faults(GtkWidget* root);
+Texts layout_faults(GtkWidget* root);

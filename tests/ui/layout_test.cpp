@@ -14,7 +14,6 @@
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
 
-#include <cmath>
 #include <filesystem>
 #include <ostream>
 
@@ -28,7 +27,6 @@ struct Size {
 
 constexpr Size k_sizes[] = {{"900x650", 900, 650}, {"1366x768", 1366, 768}, {"maximised", 0, 0}};
 constexpr std::int32_t k_languages[] = {k_language_spanish, k_language_english};
-constexpr int k_frame = 12; // which GTK draws itself where no compositor does
 constexpr float k_column_gap = 12.0F;
 
 struct Screen {
@@ -85,37 +83,22 @@ int frames_drawn() {
 /// Until all that follows from what was done is laid out and drawn.
 void settle() {
     update_login_layout_tick(nullptr);
-    wait_until([] { return gtk_stack_get_transition_running(GTK_STACK(g_main_stack)) == FALSE; });
+    wait_for_page();
     for (int frame = 0; frame < 4; ++frame) {
         const int before = frames_drawn();
         gtk_widget_queue_draw(g_window);
         wait_until([before] { return frames_drawn() > before; });
-        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-        }
+        run_pending();
     }
 }
 
 void resize(const Size& size) {
-    GtkWindow* const window = GTK_WINDOW(g_window);
     if (size.width == 0) {
-        gtk_window_maximize(window);
-        wait_until([window] { return gtk_window_is_maximized(window) != FALSE; });
+        gtk_window_maximize(GTK_WINDOW(g_window));
+        wait_until_maximised();
         return;
     }
-    gtk_window_unmaximize(window);
-    wait_until([window] { return gtk_window_is_maximized(window) == FALSE; });
-    const auto is_so = [&size] {
-        return std::abs(gtk_widget_get_width(g_window) - size.width) <= k_frame &&
-               std::abs(gtk_widget_get_height(g_window) - size.height) <= k_frame;
-    };
-    // What was maximised a moment ago may be given its old size once more.
-    int times_so = 0;
-    wait_until([&] {
-        gtk_window_set_default_size(window, size.width, size.height);
-        run_main_loop_for_ms(60);
-        times_so = is_so() ? times_so + 1 : 0;
-        return times_so == 3;
-    });
+    resize_window(size.width, size.height);
 }
 
 class Layout : public HubTest, public testing::WithParamInterface<Screen> {
@@ -131,7 +114,7 @@ class Layout : public HubTest, public testing::WithParamInterface<Screen> {
         run_interface([&body] {
             // What the pointer happens to rest on is neither lit nor given a tooltip.
             gtk_widget_set_can_target(g_window, FALSE);
-            wait_until([] { return gtk_window_is_maximized(GTK_WINDOW(g_window)) != FALSE; });
+            wait_until_maximised();
             resize(GetParam().size);
             body();
         });
@@ -194,13 +177,6 @@ class Layout : public HubTest, public testing::WithParamInterface<Screen> {
         cairo_surface_destroy(surface);
     }
 };
-
-GtkWidget* column_of(GtkWidget* widget) {
-    while (gtk_widget_has_css_class(widget, "settings-section") == FALSE) {
-        widget = gtk_widget_get_parent(widget);
-    }
-    return widget;
-}
 
 void expect_same_sides(const std::vector<GtkWidget*>& widgets) {
     for (GtkWidget* const widget : widgets) {

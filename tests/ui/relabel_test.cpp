@@ -24,27 +24,6 @@ struct Kind {
     const char* changed; ///< the signal that says so
 };
 
-std::string placeholder(GtkWidget* entry) {
-    char* text = nullptr;
-    g_object_get(entry, "placeholder-text", &text, nullptr);
-    const GCharPtr owner(text);
-    return text == nullptr ? "" : text;
-}
-
-std::string label_text(GtkWidget* label) {
-    return gtk_label_get_text(GTK_LABEL(label));
-}
-
-std::string button_label(GtkWidget* button) {
-    const char* const text = gtk_button_get_label(GTK_BUTTON(button));
-    return text == nullptr ? "" : text;
-}
-
-std::string tooltip(GtkWidget* widget) {
-    const char* const text = gtk_widget_get_tooltip_text(widget);
-    return text == nullptr ? "" : text;
-}
-
 void set_label_text(GtkWidget* label, const char* text) {
     gtk_label_set_text(GTK_LABEL(label), text);
 }
@@ -57,8 +36,7 @@ void set_placeholder(GtkWidget* entry, const char* text) {
     g_object_set(entry, "placeholder-text", text, nullptr);
 }
 
-constexpr Kind k_label{[] { return gtk_label_new(""); }, label_text, set_label_text,
-                       "notify::label"};
+constexpr Kind k_label{[] { return gtk_label_new(""); }, label, set_label_text, "notify::label"};
 constexpr Kind k_button{[] { return gtk_button_new_with_label(""); }, button_label,
                         set_button_label, "notify::label"};
 constexpr Kind k_entry{gtk_entry_new, placeholder, set_placeholder, "notify::placeholder-text"};
@@ -153,8 +131,7 @@ const Expected k_expected[] = {
 void make_missing_widgets() {
     for (const Expected& row : k_expected) {
         if (row.widget == nullptr) {
-            keep(row.widget, row.kind.create());
-            gtk_box_append(GTK_BOX(g_rooms_page), row.widget);
+            attach(row.widget, row.kind.create(), g_rooms_page);
         }
     }
 }
@@ -247,7 +224,7 @@ TEST_F(Relabel, TheRegisterPagesTitleStays) {
             gtk_widget_get_first_child(gtk_widget_get_parent(g_register_username_label));
         g_language = k_language_english;
         apply_language_to_ui();
-        EXPECT_EQ(label_text(title), "Crear cuenta");
+        EXPECT_EQ(label(title), "Crear cuenta");
     });
 }
 
@@ -257,25 +234,23 @@ TEST_F(Relabel, AChosenChatKeepsItsTitle) {
         gtk_label_set_text(GTK_LABEL(g_hub_chat_title_label), "Club de lectura");
         copy_text(g_hub_chat_scope_id, "s1");
         apply_language_to_ui();
-        EXPECT_EQ(label_text(g_hub_chat_title_label), "Club de lectura");
+        EXPECT_EQ(label(g_hub_chat_title_label), "Club de lectura");
         g_hub_chat_scope_id[0] = '\0';
         apply_language_to_ui();
-        EXPECT_EQ(label_text(g_hub_chat_title_label), tr("hub_chat_default_title"));
-        EXPECT_STREQ(gtk_widget_get_tooltip_text(g_hub_chat_title_label),
-                     tr("hub_chat_default_title"));
+        EXPECT_EQ(label(g_hub_chat_title_label), tr("hub_chat_default_title"));
+        EXPECT_EQ(tooltip(g_hub_chat_title_label), tr("hub_chat_default_title"));
     });
 }
 
 TEST_F(Relabel, ARoomKeepsItsNameInTheChannelLabel) {
     run_interface([] {
-        keep(g_channel_name_label, gtk_label_new("Sala uno"));
-        gtk_box_append(GTK_BOX(g_rooms_page), g_channel_name_label);
+        attach(g_channel_name_label, gtk_label_new("Sala uno"), g_rooms_page);
         copy_text(g_current_room, "Sala uno");
         apply_language_to_ui();
-        EXPECT_EQ(label_text(g_channel_name_label), "Sala uno");
+        EXPECT_EQ(label(g_channel_name_label), "Sala uno");
         g_current_room[0] = '\0';
         apply_language_to_ui();
-        EXPECT_EQ(label_text(g_channel_name_label), "General");
+        EXPECT_EQ(label(g_channel_name_label), "General");
     });
 }
 

@@ -27,16 +27,6 @@ std::string icon(GtkWidget* button) {
     return gtk_button_get_icon_name(GTK_BUTTON(button));
 }
 
-/// What is read out for it.
-void expect_name(GtkWidget* button, const char* name) {
-    EXPECT_STREQ(gtk_widget_get_tooltip_text(button), name);
-    const GCharPtr difference(gtk_test_accessible_check_property(
-        GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_PROPERTY_LABEL, name));
-    EXPECT_EQ(difference, nullptr) << difference.get();
-    EXPECT_FALSE(gtk_test_accessible_has_relation(GTK_ACCESSIBLE(button),
-                                                  GTK_ACCESSIBLE_RELATION_LABELLED_BY));
-}
-
 void expect_pressed(GtkWidget* button, bool pressed) {
     const GCharPtr difference(gtk_test_accessible_check_state(
         GTK_ACCESSIBLE(button), GTK_ACCESSIBLE_STATE_PRESSED,
@@ -53,15 +43,15 @@ TEST_F(AudioBar, HoldsNameStatusTogglesAndTheWayBack) {
                                            g_back_to_hub_btn}));
         EXPECT_TRUE(has_class(g_user_label, "user-name"));
         EXPECT_TRUE(gtk_widget_get_hexpand(g_user_label));
-        EXPECT_EQ(label_of(g_user_label), "");
+        EXPECT_EQ(label(g_user_label), "");
         EXPECT_TRUE(has_class(g_status_label, "status-text"));
-        EXPECT_EQ(label_of(g_status_label), "Conectando...");
+        EXPECT_EQ(label(g_status_label), "Conectando...");
         EXPECT_TRUE(has_class(g_mute_btn, "audio-control"));
         EXPECT_EQ(icon(g_mute_btn), "microphone-sensitivity-high-symbolic");
         EXPECT_TRUE(has_class(g_deafen_btn, "audio-control"));
         EXPECT_EQ(icon(g_deafen_btn), "audio-volume-high-symbolic");
         EXPECT_TRUE(has_class(g_back_to_hub_btn, "btn-primary"));
-        EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(g_back_to_hub_btn)), "Volver a tus espacios");
+        EXPECT_EQ(button_label(g_back_to_hub_btn), "Volver a tus espacios");
     });
 }
 
@@ -69,13 +59,13 @@ TEST_F(AudioBar, MutingShowsItAndTellsTheNewState) {
     run_interface([] {
         GUI_SetMuteCallback([](bool on) { g_states.push_back(on); });
         for (const bool muted : {true, false, true}) {
-            g_signal_emit_by_name(g_mute_btn, "clicked");
+            click(g_mute_btn);
             EXPECT_EQ(g_is_muted, muted);
             EXPECT_EQ(icon(g_mute_btn), muted ? "microphone-disabled-symbolic"
                                               : "microphone-sensitivity-high-symbolic");
             EXPECT_EQ(has_class(g_mute_btn, "muted"), muted);
             expect_pressed(g_mute_btn, muted);
-            expect_name(g_mute_btn, "Silenciar micrófono");
+            expect_tooltip_and_name(g_mute_btn, "Silenciar micrófono");
         }
         EXPECT_EQ(g_states, (std::vector<bool>{true, false, true}));
         EXPECT_FALSE(g_is_deafened);
@@ -87,13 +77,13 @@ TEST_F(AudioBar, DeafeningShowsItAndTellsTheNewState) {
     run_interface([] {
         GUI_SetDeafenCallback([](bool on) { g_states.push_back(on); });
         for (const bool deafened : {true, false, true}) {
-            g_signal_emit_by_name(g_deafen_btn, "clicked");
+            click(g_deafen_btn);
             EXPECT_EQ(g_is_deafened, deafened);
             EXPECT_EQ(icon(g_deafen_btn),
                       deafened ? "audio-volume-muted-symbolic" : "audio-volume-high-symbolic");
             EXPECT_EQ(has_class(g_deafen_btn, "muted"), deafened);
             expect_pressed(g_deafen_btn, deafened);
-            expect_name(g_deafen_btn, "Silenciar audio");
+            expect_tooltip_and_name(g_deafen_btn, "Silenciar audio");
         }
         EXPECT_EQ(g_states, (std::vector<bool>{true, false, true}));
         EXPECT_FALSE(g_is_muted);
@@ -114,10 +104,10 @@ TEST_F(AudioBar, TheTogglesNamesAreSpanishInBothLanguages) {
         g_language = k_language_english;
         apply_language_to_ui();
         on_mute_clicked(nullptr, nullptr);
-        expect_name(g_mute_btn, "Silenciar micrófono");
-        expect_name(g_deafen_btn, "Silenciar audio");
+        expect_tooltip_and_name(g_mute_btn, "Silenciar micrófono");
+        expect_tooltip_and_name(g_deafen_btn, "Silenciar audio");
         expect_pressed(g_deafen_btn, false);
-        EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(g_back_to_hub_btn)), "Back to your spaces");
+        EXPECT_EQ(button_label(g_back_to_hub_btn), "Back to your spaces");
     });
 }
 
@@ -126,7 +116,7 @@ TEST_F(AudioBar, TheWayBackLeavesTheRoom) {
         GUI_SetLeaveRoomCallback([] { g_states.push_back(true); });
         switch_to_main_page();
         g_is_connected = true;
-        g_signal_emit_by_name(g_back_to_hub_btn, "clicked");
+        click(g_back_to_hub_btn);
         EXPECT_EQ(g_states.size(), 1U);
         EXPECT_FALSE(g_is_connected);
         EXPECT_EQ(visible_page(), "hub");
@@ -229,7 +219,7 @@ TEST_F(Meter, OutOfARoomTheVoiceServerIsToldNothing) {
 TEST_F(Meter, ThePresenceIsRenewedOnAChangeWhereThereIsARoom) {
     run_interface([this] {
         copy_text(g_hub_presence_room_id, "r1");
-        show_peers({peer("luis", true)});
+        show_peers({make_peer("luis", true)});
         ASSERT_EQ(g_hub_room_presence_count, 2);
         EXPECT_FALSE(g_hub_room_presence[0].speaking);
         tick(1.0F);
@@ -253,7 +243,7 @@ TEST_F(Meter, ThePresenceIsRenewedOnAChangeWhereThereIsARoom) {
 
 TEST_F(Meter, TheLocalDotIsSwitched) {
     run_interface([this] {
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         tick(1.0F);
         EXPECT_EQ(speaking_names(), (Texts{"Anita (Tú)"}));
         tick(0.0F);

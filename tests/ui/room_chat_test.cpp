@@ -151,9 +151,6 @@ TEST_F(RoomChat, ALongWordIsBrokenWithoutAHyphen) {
     }
 }
 
-/// More than the view takes to scroll.
-constexpr int k_scroll_pictures = 20;
-
 /// The chat in the real view.
 class RoomChatView : public RoomTest {
   protected:
@@ -174,7 +171,7 @@ class RoomChatView : public RoomTest {
         for (int i = 0; i < lines; ++i) {
             GUI_AddSystemMessage("x");
         }
-        wait_until([] { return gtk_window_is_maximized(GTK_WINDOW(g_window)) != FALSE; });
+        wait_until_maximised();
         wait_until([lines] {
             return gtk_adjustment_get_page_size(position()) > 100.0 &&
                    gtk_adjustment_get_upper(position()) > 10.0 * lines;
@@ -184,7 +181,7 @@ class RoomChatView : public RoomTest {
     /// Lets the participants take some of the chat's height.
     static void make_lower() {
         const double before = gtk_adjustment_get_page_size(position());
-        show_peers({peer("a"), peer("b"), peer("c")});
+        show_peers({make_peer("a"), make_peer("b"), make_peer("c")});
         wait_until([before] { return gtk_adjustment_get_page_size(position()) < before - 50.0; });
     }
 };
@@ -231,6 +228,33 @@ TEST_F(RoomChatView, WhoeverReadsElsewhereWithTheInsertionPointIsNotTakenAway) {
     });
 }
 
+TEST_F(RoomChatView, AMessageBringsTheViewUpToTheInsertionPoint) {
+    run_interface([] {
+        show(100);
+        GUI_AddChatMessage("Ana", "x");
+        wait_until(is_at_bottom);
+        GtkTextIter start;
+        gtk_text_buffer_get_start_iter(g_chat_buffer, &start);
+        gtk_text_buffer_place_cursor(g_chat_buffer, &start);
+        GUI_AddChatMessage("Ana", "x");
+        wait_until([] { return gtk_adjustment_get_value(position()) < 20.0; });
+        wait_for_pictures(k_scroll_pictures);
+        EXPECT_LT(gtk_adjustment_get_value(position()), 20.0);
+    });
+}
+
+TEST_F(RoomChatView, WhoScrollsUpRightAfterAMessageIsNotTakenBack) {
+    run_interface([] {
+        show(100);
+        GUI_AddChatMessage("Ana", "x");
+        wait_until(is_at_bottom);
+        wait_for_pictures(2);
+        gtk_adjustment_set_value(position(), 100.0);
+        wait_for_pictures(k_scroll_pictures);
+        EXPECT_EQ(gtk_adjustment_get_value(position()), 100.0);
+    });
+}
+
 TEST_F(RoomChatView, MessagesThatCameBeforeTheRoomWasShownAreSeenToTheLast) {
     run_interface([] {
         for (int i = 0; i < 100; ++i) {
@@ -258,11 +282,9 @@ TEST_F(RoomChatView, AReaderOfOlderMessagesStaysThereWhenTheViewGetsLower) {
         show(100);
         GUI_AddChatMessage("Ana", "x");
         wait_until(is_at_bottom);
-        wait_until([] { // the view has come to rest
-            gtk_adjustment_set_value(position(), 100.0);
-            wait_for_pictures(k_scroll_pictures);
-            return gtk_adjustment_get_value(position()) == 100.0;
-        });
+        wait_for_pictures(k_scroll_pictures); // the view has come to rest
+        gtk_adjustment_set_value(position(), 100.0);
+        wait_for_pictures(k_scroll_pictures);
         make_lower();
         wait_for_pictures(k_scroll_pictures);
         EXPECT_EQ(gtk_adjustment_get_value(position()), 100.0);
@@ -285,37 +307,34 @@ class RoomChatSending : public RoomTest {
     }
 
     static GtkWidget* send_button() { return gtk_widget_get_next_sibling(g_chat_entry); }
-
-    static void write(const char* text) { gtk_editable_set_text(GTK_EDITABLE(g_chat_entry), text); }
-    static std::string written() { return gtk_editable_get_text(GTK_EDITABLE(g_chat_entry)); }
 };
 
 TEST_F(RoomChatSending, OnesOwnMessageIsShownFirstThenSentThenTheEntryIsEmpty) {
     run_interface([] {
-        write("Hola");
-        g_signal_emit_by_name(send_button(), "clicked");
+        type(g_chat_entry, "Hola");
+        click(send_button());
         ASSERT_EQ(g_sent.size(), 1U);
         EXPECT_EQ(g_sent[0].text, "Hola");
         EXPECT_EQ(g_sent[0].lines, "[##:##] Anita: Hola\n");
         EXPECT_EQ(chat_lines(), g_sent[0].lines);
-        EXPECT_EQ(written(), "");
+        EXPECT_EQ(typed(g_chat_entry), "");
     });
 }
 
 TEST_F(RoomChatSending, EnterSendsToo) {
     run_interface([] {
-        write("Hola");
-        g_signal_emit_by_name(g_chat_entry, "activate");
+        type(g_chat_entry, "Hola");
+        press_enter(g_chat_entry);
         ASSERT_EQ(g_sent.size(), 1U);
         EXPECT_EQ(g_sent[0].text, "Hola");
-        EXPECT_EQ(written(), "");
+        EXPECT_EQ(typed(g_chat_entry), "");
     });
 }
 
 TEST_F(RoomChatSending, WithoutADisplayNameTheUserNameIsShown) {
     run_interface([] {
         copy_text(g_display_name, "");
-        write("Hola");
+        type(g_chat_entry, "Hola");
         on_chat_send_clicked(nullptr, nullptr);
         EXPECT_EQ(chat_lines(), "[##:##] ana: Hola\n");
     });
@@ -323,7 +342,7 @@ TEST_F(RoomChatSending, WithoutADisplayNameTheUserNameIsShown) {
 
 TEST_F(RoomChatSending, WhatIsSentAndShownIsCleaned) {
     run_interface([] {
-        write("  uno\t\tdos  ");
+        type(g_chat_entry, "  uno\t\tdos  ");
         on_chat_send_clicked(nullptr, nullptr);
         ASSERT_EQ(g_sent.size(), 1U);
         EXPECT_EQ(g_sent[0].text, "uno dos");
@@ -333,7 +352,7 @@ TEST_F(RoomChatSending, WhatIsSentAndShownIsCleaned) {
 
 TEST_F(RoomChatSending, ALongMessageIsCutAtItsLimit) {
     run_interface([] {
-        write(std::string(3000, 'x').c_str());
+        type(g_chat_entry, std::string(3000, 'x'));
         on_chat_send_clicked(nullptr, nullptr);
         ASSERT_EQ(g_sent.size(), 1U);
         EXPECT_EQ(g_sent[0].text, std::string(2046, 'x'));
@@ -343,11 +362,11 @@ TEST_F(RoomChatSending, ALongMessageIsCutAtItsLimit) {
 TEST_F(RoomChatSending, WhatIsNothingOnceCleanedIsNotSentAndStaysInTheEntry) {
     run_interface([] {
         for (const char* text : {"", "   ", " \t \u00A0 \u0007 "}) {
-            write(text);
-            const std::string before = written();
+            type(g_chat_entry, text);
+            const std::string before = typed(g_chat_entry);
             on_chat_send_clicked(nullptr, nullptr);
             on_chat_entry_activate(nullptr, nullptr);
-            EXPECT_EQ(written(), before);
+            EXPECT_EQ(typed(g_chat_entry), before);
         }
         EXPECT_TRUE(g_sent.empty());
         EXPECT_EQ(chat_lines(), "");
@@ -357,10 +376,10 @@ TEST_F(RoomChatSending, WhatIsNothingOnceCleanedIsNotSentAndStaysInTheEntry) {
 TEST_F(RoomChatSending, WithNobodyToSendItIsShownAllTheSame) {
     run_interface([] {
         GUI_SetChatSendCallback(nullptr);
-        write("Hola");
+        type(g_chat_entry, "Hola");
         on_chat_send_clicked(nullptr, nullptr);
         EXPECT_EQ(chat_lines(), "[##:##] Anita: Hola\n");
-        EXPECT_EQ(written(), "");
+        EXPECT_EQ(typed(g_chat_entry), "");
     });
 }
 

@@ -2,22 +2,17 @@
 // view's rows and its chat show.
 #pragma once
 
-#include "ui_harness.h"
+#include "interface_fixture.h"
 
-#include "core/peer.h"
 #include "support/fake_web_exchange.h"
 #include "support/fake_web_socket.h"
-
-#include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-using Texts = std::vector<std::string>;
-
 /// Ana, shown as Anita, is signed in; nobody else is there, and she is in no room. The chat server
 /// is friendly.
-class RoomTest : public testing::Test {
+class RoomTest : public InterfaceTest {
   protected:
     RoomTest();
     ~RoomTest() override;
@@ -26,7 +21,6 @@ class RoomTest : public testing::Test {
     FakeWebSocketServer chat_server;
 };
 
-Peer peer(const char* username, bool speaking = false);
 void show_peers(const std::vector<Peer>& peers);
 
 /// One participant as the list shows it.
@@ -45,9 +39,6 @@ Texts speaking_names(); ///< those whose dot says so
 
 /// Of a row's button; "" where there is none.
 std::string button_label(const PeerRow& row);
-
-std::string label_of(GtkWidget* label);
-bool has_class(GtkWidget* widget, const char* css_class);
 
 /// What the room's chat shows, with every digit as '#': the time is whatever it is.
 std::string chat_lines();

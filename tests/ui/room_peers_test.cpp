@@ -21,9 +21,9 @@ std::string icon_of(GtkWidget* image) {
 
 TEST_F(RoomPeers, TheLocalUserComesFirstThenThePeersInTheirOrder) {
     run_interface([] {
-        show_peers({peer("luis"), peer("Berta"), peer("carla")});
+        show_peers({make_peer("luis"), make_peer("Berta"), make_peer("carla")});
         EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)", "luis", "Berta", "carla"}));
-        show_peers({peer("carla"), peer("luis")});
+        show_peers({make_peer("carla"), make_peer("luis")});
         EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)", "carla", "luis"}));
         show_peers({});
         EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)"}));
@@ -32,7 +32,7 @@ TEST_F(RoomPeers, TheLocalUserComesFirstThenThePeersInTheirOrder) {
 
 TEST_F(RoomPeers, ARowIsBuiltAsDesigned) {
     run_interface([] {
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         for (const PeerRow& row : peer_rows()) {
             EXPECT_TRUE(has_class(row.box, "peer-item"));
             EXPECT_EQ(gtk_orientable_get_orientation(GTK_ORIENTABLE(row.box)),
@@ -42,7 +42,7 @@ TEST_F(RoomPeers, ARowIsBuiltAsDesigned) {
             EXPECT_EQ(gtk_widget_get_margin_end(row.box), 8);
             EXPECT_EQ(gtk_widget_get_margin_top(row.box), 6);
             EXPECT_EQ(gtk_widget_get_margin_bottom(row.box), 6);
-            EXPECT_EQ(label_of(row.dot), "●");
+            EXPECT_EQ(label(row.dot), "●");
             EXPECT_TRUE(has_class(row.dot, "speaking-indicator"));
             EXPECT_TRUE(gtk_widget_get_hexpand(row.name));
             EXPECT_EQ(gtk_widget_get_halign(row.name), GTK_ALIGN_START);
@@ -54,7 +54,7 @@ TEST_F(RoomPeers, ARowIsBuiltAsDesigned) {
         EXPECT_TRUE(has_class(rows[0].name, "local-user"));
         EXPECT_FALSE(has_class(rows[1].name, "local-user"));
         EXPECT_EQ(icon_of(rows[0].microphone), "microphone-sensitivity-high-symbolic");
-        EXPECT_EQ(label_of(rows[1].microphone), "🎤");
+        EXPECT_EQ(label(rows[1].microphone), "🎤");
         EXPECT_NE(rows[0].button, nullptr);
         EXPECT_EQ(rows[1].button, nullptr);
     });
@@ -62,14 +62,14 @@ TEST_F(RoomPeers, ARowIsBuiltAsDesigned) {
 
 TEST_F(RoomPeers, TheLocalUserIsListedOnceWhicheverNameTheServerSays) {
     run_interface([] {
-        show_peers({peer("ana"), peer("luis"), peer("Anita")});
+        show_peers({make_peer("ana"), make_peer("luis"), make_peer("Anita")});
         EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)", "luis"}));
     });
 }
 
 TEST_F(RoomPeers, ANameThatOnlyResemblesOnesOwnIsSomebodyElse) {
     run_interface([] {
-        show_peers({peer("ANA"), peer("anita"), peer("ana "), peer("an")});
+        show_peers({make_peer("ANA"), make_peer("anita"), make_peer("ana "), make_peer("an")});
         EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)", "ANA", "anita", "ana ", "an"}));
     });
 }
@@ -77,17 +77,17 @@ TEST_F(RoomPeers, ANameThatOnlyResemblesOnesOwnIsSomebodyElse) {
 TEST_F(RoomPeers, WithoutADisplayNameTheUserNameIsShown) {
     run_interface([] {
         copy_text(g_display_name, "");
-        show_peers({peer("ana"), peer("Anita")});
+        show_peers({make_peer("ana"), make_peer("Anita")});
         EXPECT_EQ(peer_names(), (Texts{"ana (Tú)", "Anita"}));
         copy_text(g_username, "");
-        show_peers({peer("ana")});
+        show_peers({make_peer("ana")});
         EXPECT_EQ(peer_names(), (Texts{" (Tú)", "ana"}));
     });
 }
 
 TEST_F(RoomPeers, ThePeerWithoutANameHasNoRow) {
     run_interface([] {
-        show_peers({peer(""), peer("luis"), peer("")});
+        show_peers({make_peer(""), make_peer("luis"), make_peer("")});
         EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)", "luis"}));
     });
 }
@@ -98,7 +98,7 @@ TEST_F(RoomPeers, AFullRosterIsShownWhole) {
         Texts expected{"Anita (Tú)"};
         for (int i = 0; i < k_max_peers; ++i) {
             expected.push_back("p" + std::to_string(i));
-            peers.push_back(peer(expected.back().c_str()));
+            peers.push_back(make_peer(expected.back()));
         }
         show_peers(peers);
         EXPECT_EQ(peer_names(), expected);
@@ -117,10 +117,10 @@ TEST_F(RoomPeers, ALongNameIsShownWhole) {
 TEST_F(RoomPeers, NoNamesOddBytesNorLinesBreakTheList) {
     run_interface([] {
         GUI_UpdatePeerList(nullptr, 3);
-        const Peer one = peer("luis");
+        const Peer one = make_peer("luis");
         GUI_UpdatePeerList(&one, -1);
         EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)"}));
-        show_peers({peer("\xFF"), peer("a\nb"), peer("<b>c</b>")});
+        show_peers({make_peer("\xFF"), make_peer("a\nb"), make_peer("<b>c</b>")});
         EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)", "\uFFFD", "a\nb", "<b>c</b>"}));
         EXPECT_TRUE(gtk_label_get_single_line_mode(GTK_LABEL(peer_rows()[2].name)));
     });
@@ -128,9 +128,9 @@ TEST_F(RoomPeers, NoNamesOddBytesNorLinesBreakTheList) {
 
 TEST_F(RoomPeers, ADotSaysWhoSpeaks) {
     run_interface([] {
-        show_peers({peer("luis", true), peer("marta"), peer("carla", true)});
+        show_peers({make_peer("luis", true), make_peer("marta"), make_peer("carla", true)});
         EXPECT_EQ(speaking_names(), (Texts{"luis", "carla"}));
-        show_peers({peer("luis"), peer("marta", true), peer("carla", true)});
+        show_peers({make_peer("luis"), make_peer("marta", true), make_peer("carla", true)});
         EXPECT_EQ(speaking_names(), (Texts{"marta", "carla"}));
     });
 }
@@ -142,7 +142,7 @@ TEST_F(RoomPeers, TheLocalDotSaysWhatTheMeterFoundHoweverTheRowCameToBe) {
         EXPECT_EQ(speaking_names(), Texts{});
         update_audio_meter(nullptr);
         EXPECT_EQ(speaking_names(), (Texts{"Anita (Tú)"}));
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         EXPECT_EQ(speaking_names(), (Texts{"Anita (Tú)"}));
         clear_peers_list();
         add_local_user_to_peers();
@@ -167,9 +167,9 @@ TEST_F(RoomPeers, TheLocalRowSaysWhetherTheMicrophoneIsMuted) {
 
 TEST_F(RoomPeers, AChangedNameOfOnesOwnIsShown) {
     run_interface([] {
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         copy_text(g_display_name, "Ana_2");
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         EXPECT_EQ(peer_names(), (Texts{"Ana_2 (Tú)", "luis"}));
         ASSERT_NE(g_local_speaking_indicator, nullptr);
         EXPECT_EQ(g_local_speaking_indicator, peer_rows()[0].dot);
@@ -178,14 +178,14 @@ TEST_F(RoomPeers, AChangedNameOfOnesOwnIsShown) {
 
 TEST_F(RoomPeers, ClearingLeavesNoRowAndNoDot) {
     run_interface([] {
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         EXPECT_EQ(g_local_speaking_indicator, peer_rows()[0].dot);
         clear_peers_list();
         EXPECT_EQ(peer_names(), Texts{});
         EXPECT_EQ(g_local_speaking_indicator, nullptr);
         clear_peers_list();
         on_mute_clicked(nullptr, nullptr); // no row to show it
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)", "luis"}));
     });
     EXPECT_EQ(g_peers_list, nullptr);
@@ -195,7 +195,7 @@ TEST_F(RoomPeers, ClearingLeavesNoRowAndNoDot) {
 TEST_F(RoomPeers, TheHubIsToldWhoIsPresent) {
     run_interface([] {
         copy_text(g_hub_presence_room_id, "r1");
-        show_peers({peer("luis", true), peer("")});
+        show_peers({make_peer("luis", true), make_peer("")});
         ASSERT_EQ(g_hub_room_presence_count, 2);
         EXPECT_STREQ(g_hub_room_presence[0].username, "Anita");
         EXPECT_STREQ(g_hub_room_presence[1].username, "luis");
@@ -208,7 +208,7 @@ TEST_F(RoomPeers, TheHubIsToldWhoIsPresent) {
 TEST_F(RoomPeers, WithoutAListNothingHappens) {
     ASSERT_EQ(g_peers_list, nullptr);
     copy_text(g_hub_presence_room_id, "r1");
-    show_peers({peer("luis")});
+    show_peers({make_peer("luis")});
     add_local_user_to_peers();
     clear_peers_list();
     relabel_peers_list();
@@ -217,10 +217,6 @@ TEST_F(RoomPeers, WithoutAListNothingHappens) {
 }
 
 // Who has the keyboard.
-
-GtkWidget* focused() {
-    return gtk_window_get_focus(GTK_WINDOW(g_window));
-}
 
 void let_stream(const char* user_id, const char* username, const char* display_name) {
     copy_text(g_hub_streaming_user_id, "u2");
@@ -235,13 +231,13 @@ TEST_F(RoomPeers, SomebodysBeginningToSpeakLeavesTheKeyboardAndTheButtonsWhereTh
     run_interface([] {
         let_stream("u2", "luis", "");
         switch_to_main_page();
-        show_peers({peer("marta"), peer("luis")});
+        show_peers({make_peer("marta"), make_peer("luis")});
         const PeerRow before = peer_rows()[2];
         gtk_widget_grab_focus(before.button);
-        show_peers({peer("marta", true), peer("luis", true)});
+        show_peers({make_peer("marta", true), make_peer("luis", true)});
         EXPECT_EQ(speaking_names(), (Texts{"marta", "luis"}));
         EXPECT_EQ(peer_rows()[2].button, before.button);
-        EXPECT_EQ(focused(), before.button);
+        EXPECT_EQ(keyboard(), before.button);
     });
 }
 
@@ -249,14 +245,14 @@ TEST_F(RoomPeers, TheKeyboardStaysWithThePersonWhenSomebodyComesOrGoes) {
     run_interface([] {
         let_stream("u2", "luis", "");
         switch_to_main_page();
-        show_peers({peer("marta"), peer("carla"), peer("luis")});
+        show_peers({make_peer("marta"), make_peer("carla"), make_peer("luis")});
         gtk_widget_grab_focus(peer_rows()[3].button);
-        show_peers({peer("carla"), peer("luis"), peer("pepe")});
+        show_peers({make_peer("carla"), make_peer("luis"), make_peer("pepe")});
         ASSERT_EQ(peer_names(), (Texts{"Anita (Tú)", "carla", "luis", "pepe"}));
-        EXPECT_EQ(focused(), peer_rows()[2].button);
+        EXPECT_EQ(keyboard(), peer_rows()[2].button);
         gtk_widget_grab_focus(peer_rows()[3].row);
-        show_peers({peer("pepe")});
-        EXPECT_EQ(focused(), peer_rows()[1].row);
+        show_peers({make_peer("pepe")});
+        EXPECT_EQ(keyboard(), peer_rows()[1].row);
     });
 }
 
@@ -264,33 +260,30 @@ TEST_F(RoomPeers, TheKeyboardGoesToTheNextOneWhenThePersonLeaves) {
     run_interface([] {
         let_stream("u2", "luis", "");
         switch_to_main_page();
-        show_peers({peer("luis"), peer("carla")});
+        show_peers({make_peer("luis"), make_peer("carla")});
         gtk_widget_grab_focus(peer_rows()[1].button);
-        show_peers({peer("carla")});
-        EXPECT_EQ(focused(), peer_rows()[1].row);
+        show_peers({make_peer("carla")});
+        EXPECT_EQ(keyboard(), peer_rows()[1].row);
         show_peers({});
-        EXPECT_EQ(focused(), peer_rows()[0].row);
+        EXPECT_EQ(keyboard(), peer_rows()[0].row);
     });
 }
 
 TEST_F(RoomPeers, TheKeyboardElsewhereStaysElsewhere) {
     run_interface([] {
         switch_to_main_page();
-        show_peers({peer("luis"), peer("carla")});
+        show_peers({make_peer("luis"), make_peer("carla")});
         gtk_widget_grab_focus(g_mute_btn);
-        show_peers({peer("carla")});
-        EXPECT_EQ(focused(), g_mute_btn);
+        show_peers({make_peer("carla")});
+        EXPECT_EQ(keyboard(), g_mute_btn);
     });
 }
-
-/// More than the list takes to scroll.
-constexpr int k_scroll_pictures = 20;
 
 TEST_F(RoomPeers, ALongListStaysWhereItWasScrolledWhenItIsBuiltAnew) {
     run_interface([] {
         std::vector<Peer> peers;
         for (int i = 0; i < k_max_peers; ++i) {
-            peers.push_back(peer(("p" + std::to_string(i)).c_str()));
+            peers.push_back(make_peer("p" + std::to_string(i)));
         }
         switch_to_main_page();
         show_peers(peers);
@@ -307,7 +300,7 @@ TEST_F(RoomPeers, ALongListStaysWhereItWasScrolledWhenItIsBuiltAnew) {
         show_peers(peers);
         wait_for_pictures(k_scroll_pictures);
         EXPECT_EQ(gtk_adjustment_get_value(position), before);
-        EXPECT_EQ(focused(), peer_rows()[19].row);
+        EXPECT_EQ(keyboard(), peer_rows()[19].row);
     });
 }
 
@@ -353,17 +346,15 @@ TEST_F(RoomPeers, NobodyStreamsUnlessAMemberDoes) {
 TEST_F(RoomPeers, OnlyTheStreamersRowHasAButtonThatKeepsWhoseItIs) {
     run_interface([] {
         let_stream("u2", "luis", "");
-        show_peers({peer("marta"), peer("Luis")});
+        show_peers({make_peer("marta"), make_peer("Luis")});
         const std::vector<PeerRow> rows = peer_rows();
         EXPECT_EQ(rows[1].button, nullptr);
         ASSERT_NE(rows[2].button, nullptr);
         EXPECT_EQ(button_label(rows[2]), "Ver");
         EXPECT_TRUE(has_class(rows[2].button, "suggested-action"));
         copy_text(g_hub_streaming_user_id, "u3");
-        EXPECT_STREQ(
-            static_cast<const char*>(g_object_get_data(G_OBJECT(rows[2].button), "stream-user-id")),
-            "u2");
-        show_peers({peer("marta"), peer("Luis")});
+        EXPECT_EQ(text_data(rows[2].button, "stream-user-id"), "u2");
+        show_peers({make_peer("marta"), make_peer("Luis")});
         EXPECT_EQ(peer_rows()[2].button, nullptr);
     });
 }
@@ -371,13 +362,11 @@ TEST_F(RoomPeers, OnlyTheStreamersRowHasAButtonThatKeepsWhoseItIs) {
 TEST_F(RoomPeers, TheButtonFollowsAnotherStreamer) {
     run_interface([] {
         let_stream("u2", "luis", "");
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         copy_text(g_hub_space_users[0].id, "u5");
         copy_text(g_hub_streaming_user_id, "u5");
-        show_peers({peer("luis")});
-        EXPECT_STREQ(static_cast<const char*>(
-                         g_object_get_data(G_OBJECT(peer_rows()[1].button), "stream-user-id")),
-                     "u5");
+        show_peers({make_peer("luis")});
+        EXPECT_EQ(text_data(peer_rows()[1].button, "stream-user-id"), "u5");
     });
 }
 
@@ -385,11 +374,8 @@ TEST_F(RoomPeers, TheButtonFollowsAnotherStreamer) {
 class RoomStreams : public RoomTest {
   protected:
     RoomStreams() {
-        HubSpace& space = g_hub_servers[g_hub_server_count++];
-        space = {};
-        copy_text(space.id, "s1");
-        g_selected_server_index = 0;
-        copy_text(g_selected_space_id, "s1");
+        add_space("s1", "Uno");
+        be_in_space();
     }
 
     /// Streams are announced over an open channel only.
@@ -397,8 +383,6 @@ class RoomStreams : public RoomTest {
         chat_ws_start_for_selected_space();
         wait_until([] { return chat_ws_wait_until_ready(0); });
     }
-
-    static void click(GtkWidget* button) { g_signal_emit_by_name(button, "clicked"); }
 
     /// The stream signals that the chat server was sent.
     Texts signals() const {
@@ -418,7 +402,7 @@ TEST_F(RoomStreams, TheButtonOfTheStreamerOpensTheStreamWhereItIsShown) {
         open_chat();
         let_stream("u2", "luis", "");
         switch_to_main_page();
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         click(peer_rows()[1].button);
         EXPECT_EQ(signals(), (Texts{"stream:watch"}));
         EXPECT_STREQ(g_hub_viewing_stream_user_id, "u2");
@@ -431,7 +415,7 @@ TEST_F(RoomStreams, WhoStreamsNoMoreIsNotWatched) {
         open_chat();
         let_stream("u2", "luis", "");
         switch_to_main_page();
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         g_hub_streaming_user_id[0] = '\0';
         click(peer_rows()[1].button);
         EXPECT_EQ(signals(), Texts{});
@@ -444,7 +428,7 @@ TEST_F(RoomStreams, AWatchThatCannotBeSentChangesNothing) {
     run_interface([this] {
         let_stream("u2", "luis", "");
         switch_to_main_page();
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         const FakeClock clock; // the wait for a channel that is not there
         click(peer_rows()[1].button);
         EXPECT_EQ(signals(), Texts{});
@@ -461,14 +445,12 @@ TEST_F(RoomStreams, OnesOwnButtonSharesThenStopsAndSaysWhich) {
         switch_to_main_page();
         show_peers({});
         GtkWidget* const button = peer_rows()[0].button;
-        EXPECT_STREQ(
-            static_cast<const char*>(g_object_get_data(G_OBJECT(button), "stream-user-id")),
-            "__self__");
+        EXPECT_EQ(text_data(button, "stream-user-id"), "__self__");
         EXPECT_TRUE(has_class(button, "suggested-action"));
         EXPECT_EQ(button_label(peer_rows()[0]), "Compartir pantalla");
         click(button);
         EXPECT_EQ(button_label(peer_rows()[0]), "Detener");
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         EXPECT_EQ(button_label(peer_rows()[0]), "Detener");
         click(button);
         EXPECT_EQ(button_label(peer_rows()[0]), "Compartir pantalla");
@@ -492,14 +474,14 @@ TEST_F(RoomStreams, OnesOwnButtonFollowsWhatTheServerAndTheSpacesSay) {
 TEST_F(RoomStreams, ButtonsTakeTheTextOfTheNewLanguage) {
     run_interface([] {
         let_stream("u2", "luis", "");
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         g_language = k_language_english;
         apply_language_to_ui();
         EXPECT_EQ(button_label(peer_rows()[0]), "Share screen");
         EXPECT_EQ(button_label(peer_rows()[1]), "View");
         EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)", "luis"}));
         g_hub_local_streaming = true;
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         EXPECT_EQ(button_label(peer_rows()[0]), "Stop");
         g_language = k_language_spanish;
         apply_language_to_ui();

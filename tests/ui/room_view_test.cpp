@@ -32,12 +32,12 @@ TEST_F(RoomView, HoldsHeaderParticipantsAndChat) {
         EXPECT_STREQ(gtk_image_get_icon_name(GTK_IMAGE(header[0])), "audio-volume-high-symbolic");
         EXPECT_EQ(header[1], g_channel_name_label);
         EXPECT_TRUE(has_class(g_channel_name_label, "channel-name"));
-        EXPECT_EQ(label_of(g_channel_name_label), "General");
+        EXPECT_EQ(label(g_channel_name_label), "General");
 
         EXPECT_TRUE(has_class(parts[1], "peers-panel"));
         EXPECT_EQ(gtk_widget_get_first_child(parts[1]), g_peers_header_label);
         EXPECT_TRUE(has_class(g_peers_header_label, "section-header"));
-        EXPECT_EQ(label_of(g_peers_header_label), "Participantes");
+        EXPECT_EQ(label(g_peers_header_label), "Participantes");
         EXPECT_TRUE(gtk_widget_is_ancestor(g_peers_list, parts[1]));
         EXPECT_TRUE(has_class(g_peers_list, "peer-list"));
         EXPECT_EQ(gtk_list_box_get_selection_mode(GTK_LIST_BOX(g_peers_list)), GTK_SELECTION_NONE);
@@ -55,8 +55,7 @@ TEST_F(RoomView, HoldsHeaderParticipantsAndChat) {
         ASSERT_EQ(input.size(), 2U);
         EXPECT_EQ(input[0], g_chat_entry);
         EXPECT_TRUE(has_class(g_chat_entry, "chat-input"));
-        EXPECT_STREQ(gtk_entry_get_placeholder_text(GTK_ENTRY(g_chat_entry)),
-                     "Escribe un mensaje...");
+        EXPECT_EQ(placeholder(g_chat_entry), "Escribe un mensaje...");
         EXPECT_STREQ(gtk_button_get_icon_name(GTK_BUTTON(input[1])), "mail-send-symbolic");
         EXPECT_TRUE(has_class(input[1], "chat-send-btn"));
     });
@@ -82,12 +81,6 @@ TEST_F(RoomView, TheChatIsToBeReadOnly) {
     });
 }
 
-void expect_label(GtkWidget* widget, const char* label) {
-    const GCharPtr difference(gtk_test_accessible_check_property(
-        GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, label));
-    EXPECT_EQ(difference, nullptr) << difference.get();
-}
-
 TEST_F(RoomView, TakesTheTextsOfTheNewLanguage) {
     run_interface([] {
         GtkWidget* const send = gtk_widget_get_next_sibling(g_chat_entry);
@@ -95,12 +88,13 @@ TEST_F(RoomView, TakesTheTextsOfTheNewLanguage) {
             g_language = language;
             apply_language_to_ui();
             const bool english = language == k_language_english;
-            EXPECT_EQ(label_of(g_peers_header_label), english ? "Participants" : "Participantes");
-            EXPECT_STREQ(gtk_entry_get_placeholder_text(GTK_ENTRY(g_chat_entry)),
-                         english ? "Write a message..." : "Escribe un mensaje...");
-            expect_label(g_chat_entry, english ? "Write a message..." : "Escribe un mensaje...");
-            EXPECT_STREQ(gtk_widget_get_tooltip_text(send), english ? "Send" : "Enviar");
-            expect_label(send, english ? "Send" : "Enviar");
+            EXPECT_EQ(label(g_peers_header_label), english ? "Participants" : "Participantes");
+            EXPECT_EQ(placeholder(g_chat_entry),
+                      english ? "Write a message..." : "Escribe un mensaje...");
+            expect_spoken_name(g_chat_entry,
+                               english ? "Write a message..." : "Escribe un mensaje...");
+            EXPECT_EQ(tooltip(send), english ? "Send" : "Enviar");
+            expect_spoken_name(send, english ? "Send" : "Enviar");
         }
     });
 }
@@ -112,9 +106,8 @@ std::string focused_name() {
         {"entry", g_chat_entry},    {"send", gtk_widget_get_next_sibling(g_chat_entry)},
         {"mute", g_mute_btn},       {"deafen", g_deafen_btn},
         {"back", g_back_to_hub_btn}};
-    GtkWidget* const focus = gtk_window_get_focus(GTK_WINDOW(g_window));
     for (const auto& [name, widget] : stations) {
-        if (focus != nullptr && (focus == widget || gtk_widget_is_ancestor(focus, widget))) {
+        if (holds_keyboard(widget)) {
             return name;
         }
     }
@@ -123,7 +116,7 @@ std::string focused_name() {
 
 TEST_F(RoomView, BeginsInTheEntryAndTheTabKeyReachesEverything) {
     run_interface([] {
-        show_peers({peer("luis")});
+        show_peers({make_peer("luis")});
         switch_to_main_page();
         wait_until([] { return gtk_widget_get_height(g_chat_view) > 0; });
         EXPECT_EQ(focused_name(), "entry");
@@ -147,7 +140,7 @@ TEST_F(RoomView, ShowsARoomFullOfPeopleAndLongNamesWithoutWideningTheWindow) {
     run_styled_interface([] {
         std::vector<Peer> peers;
         for (int i = 0; i < k_max_peers; ++i) {
-            peers.push_back(peer((std::to_string(i) + std::string(60, 'W')).c_str()));
+            peers.push_back(make_peer((std::to_string(i) + std::string(60, 'W')).c_str()));
         }
         copy_text(g_current_room, std::string(63, 'W'));
         switch_to_main_page();
@@ -155,7 +148,7 @@ TEST_F(RoomView, ShowsARoomFullOfPeopleAndLongNamesWithoutWideningTheWindow) {
         gtk_label_set_text(GTK_LABEL(g_user_label), std::string(63, 'W').c_str());
         show_peers(peers);
         GUI_AddChatMessage(std::string(79, 'W').c_str(), std::string(2046, 'W').c_str());
-        wait_until([] { return gtk_window_is_maximized(GTK_WINDOW(g_window)) != FALSE; });
+        wait_until_maximised();
         wait_until([] { return gtk_widget_get_height(peer_rows()[0].row) > 0; });
 
         // The participants scroll, and leave the chat as much.
@@ -178,7 +171,7 @@ TEST_F(RoomView, ShowsARoomFullOfPeopleAndLongNamesWithoutWideningTheWindow) {
 TEST_F(RoomView, AllRowsAreOfOneHeight) {
     run_styled_interface([] {
         switch_to_main_page();
-        show_peers({peer("luis"), peer("marta")});
+        show_peers({make_peer("luis"), make_peer("marta")});
         wait_until([] { return gtk_widget_get_height(peer_rows()[2].row) > 0; });
         const std::vector<PeerRow> rows = peer_rows();
         EXPECT_EQ(gtk_widget_get_height(rows[0].row), gtk_widget_get_height(rows[1].row));

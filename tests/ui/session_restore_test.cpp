@@ -23,7 +23,7 @@ class Start : public SignInFixture {
         std::string page;
         run_interface([&page] {
             page = visible_page();
-            run_main_loop_for_ms(50);
+            run_pending();
             EXPECT_EQ(find_dialog(), nullptr);
         });
         return page;
@@ -43,17 +43,16 @@ TEST_F(Start, ASessionThatHoldsMakesTheHubTheFirstPage) {
     m_web.answer(k_spaces, 200, R"({"spaces":[{"id":"s1","name":"Club"}]})");
     run_interface([] {
         EXPECT_EQ(visible_page(), "hub");
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_user_name_label)), "Ana");
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_user_email_label)), "ana@velmo.example");
-        EXPECT_EQ(label_texts(g_servers_list), std::vector<std::string>{"Club"});
+        EXPECT_EQ(label(g_hub_user_name_label), "Ana");
+        EXPECT_EQ(label(g_hub_user_email_label), "ana@velmo.example");
+        EXPECT_EQ(label_texts(g_servers_list), Texts{"Club"});
         GtkListBoxRow* const row = gtk_list_box_get_row_at_index(GTK_LIST_BOX(g_servers_list), 0);
-        EXPECT_EQ(gtk_window_get_focus(GTK_WINDOW(g_window)), GTK_WIDGET(row));
+        EXPECT_EQ(keyboard(), GTK_WIDGET(row));
         EXPECT_EQ(find_dialog(), nullptr);
     });
     EXPECT_EQ(std::string(g_backend_url), m_web.url());
     EXPECT_EQ(session_file(), "backend_url=" + m_web.url() + "\nusername=Ana\nsession_token=new\n");
-    EXPECT_EQ(requests_of(m_web),
-              (std::vector<std::string>{k_restore, "GET /api/spaces?sessionToken=new"}));
+    EXPECT_EQ(requests_of(m_web), (Texts{k_restore, "GET /api/spaces?sessionToken=new"}));
     EXPECT_EQ(m_web.seen().at(0).body, R"({"sessionToken":"old"})");
 }
 
@@ -119,14 +118,14 @@ TEST_F(Start, TheSettingsChooseTheLanguageOfTheFirstPage) {
     write_settings_file("language=en\ndisplay_name=Anita\n");
     run_interface([] {
         EXPECT_EQ(g_language, k_language_english);
-        EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(g_login_btn)), "Log in");
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_tab_label)), tr("tab_spaces"));
+        EXPECT_EQ(button_label(g_login_btn), "Log in");
+        EXPECT_EQ(label(g_hub_tab_label), tr("tab_spaces"));
         EXPECT_STREQ(get_shown_display_name(), "Anita");
     });
     write_settings_file("language=EN\n");
     run_interface([] {
         EXPECT_EQ(g_language, k_language_spanish);
-        EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(g_login_btn)), "Ingresar");
+        EXPECT_EQ(button_label(g_login_btn), "Ingresar");
     });
 }
 
@@ -134,10 +133,9 @@ TEST_F(Start, TheVoiceServerIsShownWhereALabelIsForIt) {
     save_session();
     m_web.answer(k_restore, 200, R"({"username":"Ana"})");
     run_interface([] {
-        keep(g_server_url_label, gtk_label_new(""));
-        gtk_box_append(GTK_BOX(g_rooms_page), g_server_url_label);
+        attach(g_server_url_label, gtk_label_new(""), g_rooms_page);
         sync_voice_server_from_backend_url("https://voz.example:1/x");
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_server_url_label)), "voz.example:3602");
+        EXPECT_EQ(label(g_server_url_label), "voz.example:3602");
     });
     sync_voice_server_from_backend_url("https://otra.example");
     EXPECT_STREQ(g_server_url, "otra.example:3602");

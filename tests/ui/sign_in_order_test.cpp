@@ -1,6 +1,6 @@
 // What the start and the sign-in do in which order, and what the sign-in says for a backend that
 // says nothing: over backend calls and a relabelling that are the test's own.
-#include "ui_harness.h"
+#include "interface_fixture.h"
 
 #include "backend/auth_api.h"
 #include "backend/endpoints.h"
@@ -10,10 +10,7 @@
 #include "storage/local_files.h"
 #include "ui/localisation.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <filesystem>
 
 namespace {
 
@@ -28,11 +25,6 @@ struct FakeBackend {
 
 FakeBackend g_backend;
 
-bool session_file_exists() {
-    char path[512];
-    return get_session_file_path(path) && !read_file(path).empty();
-}
-
 /// The page, and what Google's sign-in has put in the user's way.
 std::string sight() {
     std::string line = " on " + visible_page();
@@ -46,10 +38,10 @@ std::string sight() {
 
 /// Notes a call with the state that its caller has left.
 void note(const std::string& call) {
-    const char* const password = gtk_editable_get_text(GTK_EDITABLE(g_password_entry));
+    const std::string password = typed(g_password_entry);
     std::string line = call + sight();
-    line += is_empty(password) ? "" : ", password kept";
-    line += session_file_exists() ? ", session saved" : "";
+    line += password.empty() ? "" : ", password kept";
+    line += session_file().empty() ? "" : ", session saved";
     line += std::strcmp(g_backend_url, get_selected_backend_url()) == 0 ? "" : ", old address";
     g_backend.calls.push_back(line);
 }
@@ -142,38 +134,25 @@ bool backend_load_spaces(std::span<char>) {
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
-class SignInOrder : public testing::Test {
+class SignInOrder : public InterfaceTest {
   protected:
-    void SetUp() override { forget(); }
-    void TearDown() override { forget(); }
-
-    static void forget() {
-        clear_local_session();
-        char path[512];
-        if (get_settings_file_path(path)) {
-            std::filesystem::remove(path);
-        }
-        g_backend = {};
-        g_language = k_language_spanish;
-    }
+    SignInOrder() { g_backend = {}; }
 
     static void log_in() {
-        gtk_editable_set_text(GTK_EDITABLE(g_username_entry), "ana@velmo.example");
-        gtk_editable_set_text(GTK_EDITABLE(g_password_entry), "x");
-        g_signal_emit_by_name(g_login_btn, "clicked");
+        type(g_username_entry, "ana@velmo.example");
+        type(g_password_entry, "x");
+        click(g_login_btn);
     }
 
     static void enroll() {
         switch_to_register_page();
-        gtk_editable_set_text(GTK_EDITABLE(g_register_username_entry), "ana@velmo.example");
-        gtk_editable_set_text(GTK_EDITABLE(g_register_password_entry), "x");
-        gtk_editable_set_text(GTK_EDITABLE(g_register_confirm_password_entry), "x");
-        g_signal_emit_by_name(g_register_create_btn, "clicked");
+        type(g_register_username_entry, "ana@velmo.example");
+        type(g_register_password_entry, "x");
+        type(g_register_confirm_password_entry, "x");
+        click(g_register_create_btn);
     }
 
-    static void use_google() { g_signal_emit_by_name(g_google_login_btn, "clicked"); }
+    static void use_google() { click(g_google_login_btn); }
 };
 
 TEST_F(SignInOrder, LoginSavesTheSessionAndClearsThePasswordBeforeTheSpacesAreLoaded) {
@@ -181,7 +160,7 @@ TEST_F(SignInOrder, LoginSavesTheSessionAndClearsThePasswordBeforeTheSpacesAreLo
     run_interface([] {
         log_in();
         EXPECT_EQ(g_backend.calls,
-                  (Lines{"login on login, password kept", "spaces on login, session saved"}));
+                  (Texts{"login on login, password kept", "spaces on login, session saved"}));
         EXPECT_EQ(visible_page(), "hub");
     });
 }
@@ -190,7 +169,7 @@ TEST_F(SignInOrder, GoogleShowsItsPopupAndLocksItsButtonOnlyWhileTheUserIsInTheB
     g_backend.signs_in = g_backend.loads_spaces = true;
     run_interface([] {
         use_google();
-        EXPECT_EQ(g_backend.calls, (Lines{"google on login, popup shown, button insensitive",
+        EXPECT_EQ(g_backend.calls, (Texts{"google on login, popup shown, button insensitive",
                                           "spaces on login, session saved"}));
         EXPECT_EQ(visible_page(), "hub");
         EXPECT_EQ(g_google_connecting_popup, nullptr);
@@ -201,9 +180,9 @@ TEST_F(SignInOrder, RegistrationNeitherSignsInNorLoadsAnything) {
     g_backend.signs_in = true;
     run_interface([] {
         enroll();
-        EXPECT_EQ(g_backend.calls, (Lines{"registration on register"}));
+        EXPECT_EQ(g_backend.calls, (Texts{"registration on register"}));
         EXPECT_EQ(visible_page(), "login");
-        EXPECT_FALSE(session_file_exists());
+        EXPECT_FALSE(!session_file().empty());
     });
 }
 
@@ -222,15 +201,15 @@ TEST_F(SignInOrder, TheBackendsAddressIsTakenBeforeItIsAsked) {
 
 TEST_F(SignInOrder, WhatIsRefusedIsAWarningAndWhatFailsAnError) {
     run_interface([] {
-        g_signal_emit_by_name(g_login_btn, "clicked");
-        gtk_editable_set_text(GTK_EDITABLE(g_username_entry), "ana@velmo.example");
-        g_signal_emit_by_name(g_login_btn, "clicked");
+        click(g_login_btn);
+        type(g_username_entry, "ana@velmo.example");
+        click(g_login_btn);
         log_in();
         enroll();
-        gtk_editable_set_text(GTK_EDITABLE(g_register_confirm_password_entry), "y");
-        g_signal_emit_by_name(g_register_create_btn, "clicked");
+        type(g_register_confirm_password_entry, "y");
+        click(g_register_create_btn);
         EXPECT_EQ(g_backend.messages,
-                  (Lines{std::string("1 ") + tr("msg_invalid_username") + " on login",
+                  (Texts{std::string("1 ") + tr("msg_invalid_username") + " on login",
                          std::string("1 ") + tr("msg_enter_password") + " on login",
                          std::string("3 ") + tr("msg_login_failed") + " on login",
                          std::string("3 ") + tr("msg_register_failed") + " on register",
@@ -244,10 +223,11 @@ TEST_F(SignInOrder, TheSpacesFailureIsToldBeforeTheHubComes) {
         run_interface([sign_in] {
             sign_in();
             EXPECT_EQ(g_backend.messages,
-                      (Lines{std::string("1 ") + tr("msg_spaces_load_failed") + " on login"}));
+                      (Texts{std::string("1 ") + tr("msg_spaces_load_failed") + " on login"}));
             EXPECT_EQ(visible_page(), "hub");
         });
-        forget();
+        forget_everything();
+        g_backend = {};
         g_backend.signs_in = true;
     }
 }
@@ -257,7 +237,7 @@ TEST_F(SignInOrder, TheNewAccountIsToldBeforeTheLoginComes) {
     run_interface([] {
         enroll();
         EXPECT_EQ(g_backend.messages,
-                  (Lines{"0 Cuenta creada. Ahora inicia sesión con tu email y contraseña."
+                  (Texts{"0 Cuenta creada. Ahora inicia sesión con tu email y contraseña."
                          " on register"}));
         EXPECT_EQ(visible_page(), "login");
     });
@@ -267,17 +247,15 @@ TEST_F(SignInOrder, GooglesFailureIsToldWithThePopupGoneAndTheButtonFree) {
     run_interface([] {
         use_google();
         EXPECT_EQ(g_backend.messages,
-                  (Lines{std::string("3 ") + tr("msg_google_failed") + " on login"}));
+                  (Texts{std::string("3 ") + tr("msg_google_failed") + " on login"}));
     });
 }
 
 TEST_F(SignInOrder, TheStartAsksAboutTheSessionWithTheTextsInPlaceAndNoWindowYet) {
-    char path[512];
-    ASSERT_TRUE(get_settings_file_path(path));
-    write_file(path, "language=en\n");
+    write_settings_file("language=en\n");
     ASSERT_TRUE(save_local_session("http://127.0.0.1:1", "ana", "t"));
     run_interface([] { EXPECT_TRUE(gtk_widget_get_visible(g_window)); });
-    EXPECT_EQ(g_backend.start, (Lines{"texts in Log in", "asked, no window yet"}));
+    EXPECT_EQ(g_backend.start, (Texts{"texts in Log in", "asked, no window yet"}));
 }
 
 TEST_F(SignInOrder, ASignInWithoutAnEmailHasTheTypedAddressAndGooglesTheName) {
@@ -310,7 +288,7 @@ TEST_F(SignInOrder, ABackendWithoutWordsGetsOurs) {
                 c.sign_in();
                 GtkWindow* const dialog = wait_for_dialog();
                 ASSERT_NE(dialog, nullptr);
-                const Lines texts = label_texts(gtk_window_get_child(dialog));
+                const Texts texts = label_texts(gtk_window_get_child(dialog));
                 EXPECT_EQ(texts.at(0), tr(c.title_key));
                 EXPECT_EQ(texts.at(1), tr(c.text_key));
                 close_dialog(dialog);
@@ -330,7 +308,7 @@ TEST_F(SignInOrder, SpacesThatDoNotLoadWithoutWordsGetOurs) {
                 EXPECT_EQ(visible_page(), "hub");
                 GtkWindow* const dialog = wait_for_dialog();
                 ASSERT_NE(dialog, nullptr);
-                const Lines texts = label_texts(gtk_window_get_child(dialog));
+                const Texts texts = label_texts(gtk_window_get_child(dialog));
                 EXPECT_EQ(texts.at(0), tr("msg_title_spaces"));
                 EXPECT_EQ(texts.at(1), tr("msg_spaces_load_failed"));
                 close_dialog(dialog);

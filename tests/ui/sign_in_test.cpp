@@ -64,17 +64,15 @@ TEST_F(Login, LeadsToTheHubWithNameEmailAndSpaces) {
         EXPECT_STREQ(g_chat_ws_url, "ws://127.0.0.1:3603");
         EXPECT_EQ(session_file(),
                   "backend_url=" + m_web.url() + "\nusername=ana\nsession_token=tok1\n");
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_user_name_label)), "ana");
-        EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(g_hub_user_email_label)), "ana@velmo.example");
-        EXPECT_EQ(label_texts(g_servers_list),
-                  (std::vector<std::string>{"Club", "Viernes", "Invitación pendiente"}));
+        EXPECT_EQ(label(g_hub_user_name_label), "ana");
+        EXPECT_EQ(label(g_hub_user_email_label), "ana@velmo.example");
+        EXPECT_EQ(label_texts(g_servers_list), (Texts{"Club", "Viernes", "Invitación pendiente"}));
         EXPECT_FALSE(gtk_widget_get_visible(g_empty_spaces_box));
         EXPECT_EQ(typed(g_username_entry), "ana@velmo.example");
         EXPECT_EQ(typed(g_password_entry), "");
         EXPECT_FALSE(gtk_text_get_visibility(text_within(g_password_entry)));
     });
-    EXPECT_EQ(requests_of(m_web),
-              (std::vector<std::string>{k_login, "GET /api/spaces?sessionToken=tok1"}));
+    EXPECT_EQ(requests_of(m_web), (Texts{k_login, "GET /api/spaces?sessionToken=tok1"}));
     EXPECT_EQ(m_web.seen().at(0).body,
               R"({"email":"ana@velmo.example","password":"Secreto-123456"})");
 }
@@ -361,7 +359,7 @@ TEST_F(Registration, LeadsBackToTheLoginAndForgetsAnySession) {
             expect_registered();
         });
     }
-    ASSERT_EQ(requests_of(m_web), (std::vector<std::string>{k_signup, k_signup}));
+    ASSERT_EQ(requests_of(m_web), (Texts{k_signup, k_signup}));
     EXPECT_EQ(m_web.seen().at(0).body,
               R"({"email":"ana@velmo.example","password":"Secreto-123456"})");
 }
@@ -410,7 +408,7 @@ TEST_F(Registration, ABackendWithoutTheNewPathIsAskedOnTheOldOne) {
         click(g_register_create_btn);
         expect_registered();
     });
-    EXPECT_EQ(requests_of(m_web), (std::vector<std::string>{k_signup, k_register}));
+    EXPECT_EQ(requests_of(m_web), (Texts{k_signup, k_register}));
     EXPECT_EQ(m_web.seen().at(0).body, m_web.seen().at(1).body);
 }
 

@@ -1,7 +1,5 @@
 // Finding the style sheet, and what it says.
-#include "ui_harness.h"
-
-#include <gtest/gtest.h>
+#include "interface_fixture.h"
 
 #include <filesystem>
 
@@ -14,20 +12,8 @@ constexpr const char* k_expected_fallback =
     "}.suggested-action { background-color: #5865f2; }.login-container { background-color: "
     "#2b2d31; border-radius: 12px; padding: 32px; }";
 
-/// Works in a folder two levels deep in the test's own, so that "../" is its own too.
-class Style : public testing::Test {
+class Style : public InnerFolderTest {
   protected:
-    void SetUp() override {
-        m_before = std::filesystem::current_path();
-        std::filesystem::remove_all("outer");
-        std::filesystem::create_directories("outer/inner");
-        std::filesystem::current_path("outer/inner");
-    }
-    void TearDown() override {
-        std::filesystem::current_path(m_before);
-        std::filesystem::remove_all("outer");
-    }
-
     /// What the start of the interface prints; `sheet` takes the text of the loaded style.
     static std::string start(std::string& sheet) {
         testing::internal::CaptureStdout();
@@ -37,9 +23,6 @@ class Style : public testing::Test {
         });
         return testing::internal::GetCapturedStdout();
     }
-
-  private:
-    std::filesystem::path m_before;
 };
 
 /// What the window shows beside the login form, once it shows anything.
@@ -141,7 +124,7 @@ TEST_F(Style, OurSheetHasNoErrors) {
         const GObjectPtr<GtkCssProvider> provider(gtk_css_provider_new());
         g_signal_connect(provider.get(), "parsing-error", G_CALLBACK(on_parsing_error), &errors);
         gtk_css_provider_load_from_path(provider.get(), VELMO_RESOURCES "/style.css");
-        EXPECT_EQ(errors.messages, std::vector<std::string>{});
+        EXPECT_EQ(errors.messages, Texts{});
         const GCharPtr text(gtk_css_provider_to_string(provider.get()));
         EXPECT_GT(std::string(text.get()).size(), 1000U);
 
@@ -179,8 +162,7 @@ void add(GtkWidget* box, GtkWidget* widget, const char* css_class = nullptr) {
 }
 
 TEST_F(Style, OurSheetLaysOutEveryKindOfWidgetWithoutAWarning) {
-    std::filesystem::create_directories("resources");
-    std::filesystem::copy_file(VELMO_RESOURCES "/style.css", "resources/style.css");
+    const ProgramResources resources;
     std::vector<std::string>& warnings = logged_warnings();
     run_interface([&warnings] {
         const char* const choices[] = {"uno", "dos", nullptr};
@@ -232,7 +214,7 @@ TEST_F(Style, OurSheetLaysOutEveryKindOfWidgetWithoutAWarning) {
         switch_to_main_page();
         wait_until([] { return gtk_widget_get_width(g_notebook) > 0; });
         EXPECT_NE(paint_widget(g_window).data.size(), 0U);
-        EXPECT_EQ(warnings, std::vector<std::string>{});
+        EXPECT_EQ(warnings, Texts{});
 
         // The same watch does see a warning.
         g_warning("a warning on purpose");

@@ -1,8 +1,11 @@
 // See ui_harness.h.
 #include "ui_harness.h"
 
+#include "base/text.h"
+
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -10,14 +13,10 @@
 namespace {
 
 constexpr std::int64_t k_wait_limit_us = 10'000'000;
+constexpr int k_frame = 12; // which GTK draws itself where no compositor does
 
-void collect_labels(GtkWidget* widget, std::vector<std::string>& texts) {
-    if (GTK_IS_LABEL(widget)) {
-        texts.emplace_back(gtk_label_get_text(GTK_LABEL(widget)));
-    }
-    for (GtkWidget* child : children_of(widget)) {
-        collect_labels(child, texts);
-    }
+void close_from_main_loop(GtkWindow* window) {
+    g_idle_add_once([](gpointer data) { gtk_window_close(GTK_WINDOW(data)); }, window);
 }
 
 gboolean run_body(gpointer data) {
@@ -98,40 +97,55 @@ bool wait_for_pictures(int count) {
     return is_done;
 }
 
+void run_pending() {
+    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+    }
+}
+
+void run_past_timers(unsigned int interval_ms) {
+    bool is_past = false;
+    // Behind all that is due by then.
+    const guint timer = g_timeout_add_full(
+        G_PRIORITY_LOW, interval_ms,
+        [](gpointer past) -> gboolean {
+            *static_cast<bool*>(past) = true;
+            return G_SOURCE_REMOVE;
+        },
+        &is_past, nullptr);
+    if (!wait_until([&is_past] { return is_past; })) {
+        g_source_remove(timer);
+    }
+}
+
 void run_main_loop_for_ms(std::int64_t milliseconds) {
     const std::int64_t end = g_get_monotonic_time() + milliseconds * 1000;
     wait_until([end] { return g_get_monotonic_time() >= end; });
 }
 
-std::vector<GtkWidget*> children_of(GtkWidget* widget) {
-    std::vector<GtkWidget*> children;
-    for (GtkWidget* child = gtk_widget_get_first_child(widget); child != nullptr;
-         child = gtk_widget_get_next_sibling(child)) {
-        children.push_back(child);
-    }
-    return children;
+void wait_for_page() {
+    wait_until([] { return gtk_stack_get_transition_running(GTK_STACK(g_main_stack)) == FALSE; });
 }
 
-std::vector<std::string> label_texts(GtkWidget* widget) {
-    std::vector<std::string> texts;
-    collect_labels(widget, texts);
-    return texts;
+void wait_until_maximised() {
+    wait_until([] { return gtk_window_is_maximized(GTK_WINDOW(g_window)) != FALSE; });
 }
 
-GtkText* text_within(GtkWidget* entry) {
-    return GTK_TEXT(gtk_editable_get_delegate(GTK_EDITABLE(entry)));
-}
-
-GtkWidget* find_widget(GtkWidget* widget, GType type) {
-    if (g_type_is_a(G_OBJECT_TYPE(widget), type)) {
-        return widget;
-    }
-    for (GtkWidget* child : children_of(widget)) {
-        if (GtkWidget* const found = find_widget(child, type)) {
-            return found;
-        }
-    }
-    return nullptr;
+void resize_window(int width, int height) {
+    GtkWindow* const window = GTK_WINDOW(g_window);
+    gtk_window_unmaximize(window);
+    wait_until([window] { return gtk_window_is_maximized(window) == FALSE; });
+    const auto is_so = [width, height] {
+        return std::abs(gtk_widget_get_width(g_window) - width) <= k_frame &&
+               std::abs(gtk_widget_get_height(g_window) - height) <= k_frame;
+    };
+    // What was maximised a moment ago may be given its old size once more.
+    int times_so = 0;
+    wait_until([&] {
+        gtk_window_set_default_size(window, width, height);
+        run_main_loop_for_ms(60);
+        times_so = is_so() ? times_so + 1 : 0;
+        return times_so == 3;
+    });
 }
 
 GtkWindow* find_dialog() {
@@ -155,13 +169,26 @@ GtkWindow* wait_for_dialog() {
 }
 
 void close_dialog(GtkWindow* dialog) {
-    g_idle_add_once([](gpointer window) { gtk_window_close(GTK_WINDOW(window)); }, dialog);
+    close_from_main_loop(dialog);
     wait_until([] { return find_dialog() == nullptr; });
 }
 
+AlertTexts take_alert_texts() {
+    GtkWindow* const dialog = wait_for_dialog();
+    if (dialog == nullptr) {
+        return {"no alert", ""};
+    }
+    const Texts texts = label_texts(gtk_window_get_child(dialog));
+    bool is_gone = false;
+    g_signal_connect(dialog, "destroy", G_CALLBACK(+[](GtkWidget*, bool* gone) { *gone = true; }),
+                     &is_gone);
+    close_from_main_loop(dialog);
+    wait_until([&is_gone] { return is_gone; });
+    return texts.size() < 2 ? AlertTexts{"no texts", ""} : AlertTexts{texts[0], texts[1]};
+}
+
 std::string visible_page() {
-    const char* const name = gtk_stack_get_visible_child_name(GTK_STACK(g_main_stack));
-    return name == nullptr ? "" : name;
+    return or_empty(gtk_stack_get_visible_child_name(GTK_STACK(g_main_stack)));
 }
 
 Pixels paint(GdkPaintable* paintable, int width, int height) {

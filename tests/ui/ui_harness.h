@@ -1,8 +1,8 @@
-// Runs the real interface around a test's body, and reads widgets and pixels back. Used by the
-// tests of this folder.
+// Runs the real interface around a test's body: its main loop, its windows, its pictures. Used by
+// the tests of this folder.
 #pragma once
 
-#include "ui/ui_internal.h"
+#include "widget_access.h"
 
 #include <cstdint>
 #include <functional>
@@ -22,19 +22,28 @@ bool wait_until(const std::function<bool()>& condition,
 /// it.
 bool wait_for_pictures(int count = 3);
 
+/// More pictures than a list or a text takes to scroll.
+constexpr int k_scroll_pictures = 20;
+
+/// Runs the main loop until it has nothing left to do at once.
+void run_pending();
+
+/// Runs the main loop until each timer of at most this interval that runs now had its turn, and
+/// what followed from it.
+void run_past_timers(unsigned int interval_ms);
+
 /// Runs the main loop for a stretch of real time, to see that something does not happen.
 void run_main_loop_for_ms(std::int64_t milliseconds);
 
-std::vector<GtkWidget*> children_of(GtkWidget* widget);
+/// Waits until the page that the main window shows has come all the way in.
+void wait_for_page();
 
-/// The texts of all labels under `widget`, in order.
-std::vector<std::string> label_texts(GtkWidget* widget);
+void wait_until_maximised();
 
-/// The first widget of this type under `widget`, or null.
-GtkWidget* find_widget(GtkWidget* widget, GType type);
+/// Gives the main window, once it was maximised, this size.
+void resize_window(int width, int height);
 
-/// The text within an entry, which knows whether what is typed shows.
-GtkText* text_within(GtkWidget* entry);
+// --- Windows over the main one ---
 
 /// The open window that is transient for the main window, or null.
 GtkWindow* find_dialog();
@@ -45,8 +54,21 @@ GtkWindow* wait_for_dialog();
 /// Closes it as the window manager's button does: from the main loop.
 void close_dialog(GtkWindow* dialog);
 
+/// What an alert says.
+struct AlertTexts {
+    std::string title;
+    std::string detail;
+
+    bool operator==(const AlertTexts&) const = default;
+};
+
+/// Waits for the alert over the window, reads and closes it. There may be another one behind it.
+AlertTexts take_alert_texts();
+
 /// The name of the page that the main window shows.
 std::string visible_page();
+
+// --- Pictures and files ---
 
 /// A painted widget, or any other paintable: 0xAARRGGBB, premultiplied, row by row.
 struct Pixels {

@@ -142,6 +142,7 @@ TEST_F(ChatJoin, WaitsForTheConnectionFirst) {
     ChatClock::at(1810, [this] { ASSERT_TRUE(server.wait_until_heard()); });
     EXPECT_TRUE(chat_ws_join_space_chat("space-1"));
     EXPECT_EQ(server.openings().size(), 1U);
+    ASSERT_TRUE(server.wait_until_heard()); // the word is written down after it counts
     EXPECT_EQ(lines().size(), 3U) << "request, the server's word, ack";
 }
 
@@ -156,6 +157,7 @@ TEST_F(ChatJoin, RestartsAConnectionThatIsNotReady) {
         ASSERT_TRUE(server.wait_until_heard());
     });
     EXPECT_TRUE(chat_ws_join_space_chat("space-1"));
+    ASSERT_TRUE(server.wait_until_heard());
     Texts all = lines();
     // The answer may be heard before the request is written down.
     EXPECT_EQ(std::erase(all, "[HUB][CHAT][JOIN] ws-chat:joined spaceId=space-1"), 1U);
