@@ -7,8 +7,18 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <mutex>
+
+namespace {
+
+/// Windows looks for the end and writes there in two steps: of two lines at a time one would be
+/// lost.
+std::mutex g_file_lock;
+
+} // namespace
 
 void append_hub_click_log(const char* format, ...) {
+    std::unique_lock lock(g_file_lock);
     if (std::FILE* file = std::fopen("hub_click_debug.log", "a")) {
         char stamp[32];
         format_local_time(stamp, "%Y-%m-%d %H:%M:%S");
@@ -20,6 +30,7 @@ void append_hub_click_log(const char* format, ...) {
         std::fputc('\n', file);
         std::fclose(file);
     }
+    lock.unlock();
 
     char line[1024];
     va_list arguments;

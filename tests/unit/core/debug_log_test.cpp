@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <fstream>
 #include <set>
 #include <sstream>
 #include <string>
@@ -155,6 +156,12 @@ TEST_F(HubClickLog, MayBeCalledFromSeveralThreads) {
     other.join();
     const std::string output = fake_debug_output();
     EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 100);
+    std::ifstream file("hub_click_debug.log");
+    int whole = 0;
+    for (std::string line; std::getline(file, line);) {
+        whole += line.ends_with("] worker") || line.ends_with("] main") ? 1 : 0;
+    }
+    EXPECT_EQ(whole, 100);
 }
 
 } // namespace
