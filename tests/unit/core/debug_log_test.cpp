@@ -4,6 +4,7 @@
 #include "unit/core/core_fixture.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cstring>
 #include <fstream>
@@ -145,23 +146,26 @@ TEST_F(HubClickLog, FileThatCannotBeOpenedLosesOnlyItsLine) {
 }
 
 TEST_F(HubClickLog, MayBeCalledFromSeveralThreads) {
-    std::thread other([] {
-        for (int i = 0; i < 50; ++i) {
-            append_hub_click_log("worker");
+    constexpr int k_lines = 2400;
+    std::atomic<int> ready = 0;
+    const auto append = [&ready](const char* text) {
+        for (++ready; ready < 2;) { // both at once
         }
-    });
-    for (int i = 0; i < 50; ++i) {
-        append_hub_click_log("main");
-    }
+        for (int i = 0; i < k_lines; ++i) {
+            append_hub_click_log("%s", text);
+        }
+    };
+    std::thread other(append, "worker");
+    append("main");
     other.join();
     const std::string output = fake_debug_output();
-    EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 100);
+    EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 2 * k_lines);
     std::ifstream file("hub_click_debug.log");
     int whole = 0;
     for (std::string line; std::getline(file, line);) {
         whole += line.ends_with("] worker") || line.ends_with("] main") ? 1 : 0;
     }
-    EXPECT_EQ(whole, 100);
+    EXPECT_EQ(whole, 2 * k_lines);
 }
 
 } // namespace
