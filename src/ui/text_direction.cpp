@@ -4,6 +4,7 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <span>
 
 namespace {
 
@@ -22,8 +23,12 @@ constexpr CharacterRange k_turning[] = {
     {0xFB1D, 0xFDFF}, {0xFE70, 0xFEFE}, {0x10800, 0x10FFF}, {0x1E800, 0x1EFFF},
 };
 
-bool turns_line(gunichar character) {
-    return std::ranges::any_of(k_turning, [character](const CharacterRange& range) {
+// What a name has no use for: it ends the isolation, or the line, and turns what follows.
+constexpr CharacterRange k_left_out[] = {
+    {0x000A, 0x000D}, {0x0085, 0x0085}, {0x2028, 0x202E}, {0x2066, 0x2069}};
+
+bool is_among(std::span<const CharacterRange> ranges, gunichar character) {
+    return std::ranges::any_of(ranges, [character](const CharacterRange& range) {
         return character >= range.first && character <= range.last;
     });
 }
@@ -31,11 +36,22 @@ bool turns_line(gunichar character) {
 bool turns_line(const std::string& text) {
     const char* const end = text.data() + text.size();
     for (const char* at = text.data(); at < end; at = g_utf8_next_char(at)) {
-        if (turns_line(g_utf8_get_char(at))) {
+        if (is_among(k_turning, g_utf8_get_char(at))) {
             return true;
         }
     }
     return false;
+}
+
+std::string without_direction_controls(const std::string& text) {
+    std::string kept;
+    const char* const end = text.data() + text.size();
+    for (const char* at = text.data(); at < end; at = g_utf8_next_char(at)) {
+        if (!is_among(k_left_out, g_utf8_get_char(at))) {
+            kept.append(at, static_cast<const char*>(g_utf8_next_char(at)));
+        }
+    }
+    return kept;
 }
 
 } // namespace
@@ -44,8 +60,7 @@ std::string begin_left_to_right(const std::string& text) {
     if (!turns_line(text)) {
         return text;
     }
-    // The mark in front is what the line's own direction follows from; the one behind stands for a
-    // text that ends the isolation by itself.
-    return k_left_to_right_mark + (k_first_strong_isolate + text) + k_pop_isolate +
-           k_left_to_right_mark;
+    // The mark is what the line's own direction follows from.
+    return k_left_to_right_mark + (k_first_strong_isolate + without_direction_controls(text)) +
+           k_pop_isolate;
 }

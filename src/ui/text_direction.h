@@ -4,6 +4,6 @@
 #include <string>
 
 /// `text`, which is UTF-8, as the beginning of a line that stays left-aligned, and that goes on at
-/// its right, whatever writing it is in. Marks that are not to be seen are added only to a text
-/// that turns a line around.
+/// its right, whatever writing it is in. Only a text that turns a line around is changed: marks
+/// that are not to be seen are added, its own controls of direction and line ends are left out.
 std::string begin_left_to_right(const std::string& text);

@@ -43,7 +43,7 @@ GtkWidget* create_icon_button(const char* icon, const char* css_class, const cha
 
 GtkWidget* create_box(GtkOrientation orientation, int spacing, const char* css_class);
 
-/// What a list's row holds: `start_margin` before it, `gap` above and below, in pixels.
+/// What a list's row holds: `start_margin` before it, 8 after it, `gap` above and below, in pixels.
 GtkWidget* create_row_box(GtkOrientation orientation, int spacing, int start_margin, int gap);
 
 /// A row that can be chosen and activated, and one that is there to be read.

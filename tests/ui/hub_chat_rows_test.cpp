@@ -38,7 +38,8 @@ class HubChatRows : public HubChatTest {
 
     /// What is to be seen of a text: directions have marks that are not.
     static std::string without_marks(std::string text) {
-        for (const std::string mark : {"\u200E", "\u202E", "\u2067", "\u2068", "\u2069"}) {
+        for (const std::string mark :
+             {"\u200E", "\u202E", "\u2067", "\u2068", "\u2069", "\u2029", "\n"}) {
             for (auto at = text.find(mark); at != std::string::npos; at = text.find(mark)) {
                 text.erase(at, mark.size());
             }
@@ -182,7 +183,8 @@ TEST_F(HubChatRows, AnyPartOfACharacterAtANamesEndIsLeftOut) {
 TEST_F(HubChatRows, ANameFromRightToLeftKeepsItsPlaceBeforeTheTime) {
     show_column();
     for (const std::string name :
-         {"Ana", "ليلى", "דנה", "Ana דנה", "ليلى 12", "\u202EAna", "\u2067Ana", "\u2069דנה"}) {
+         {"Ana", "ليلى", "דנה", "Ana דנה", "ليلى 12", "\u202EAna", "\u2067Ana", "\u2069דנה",
+          "\u2069\u202EAna", "\u2069\u2069\u202Eאבא", "\u2029דנה", "Ana\nדנה"}) {
         append_hub_chat_row(name.c_str(), "hola", "2024-05-01T10:20:30");
         EXPECT_EQ(without_marks(rows().back().header), without_marks(row(name, "").header));
         PangoLayout* const header = header_layout(row_widgets().back());

@@ -295,7 +295,7 @@ TEST_F(HubSelection, AnotherSpaceEndsTheStreamsOfTheLastOne) {
 }
 
 TEST_F(HubSelection, ASpacesOwnRowComesBackToItsChat) {
-    run_interface([] {
+    run_interface([this] {
         add_space("s1", "Uno");
         show_hub();
         select(0);
@@ -304,6 +304,8 @@ TEST_F(HubSelection, ASpacesOwnRowComesBackToItsChat) {
         select(0);
         EXPECT_STREQ(gtk_stack_get_visible_child_name(GTK_STACK(g_hub_content_stack)),
                      "hub-room-chat");
+        EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
+        EXPECT_EQ(fake_frame_value(chat.sent().back(), "type"), "stream:unwatch");
         select(1);
         copy_text(g_hub_chat_scope_type, "room");
         copy_text(g_hub_chat_scope_id, "r1");

@@ -154,6 +154,11 @@ TEST_F(HubVoice, TheRoomThatOneIsInIsOnlySelected) {
     });
 }
 
+void speak(float level) {
+    GUI_UpdateAudioLevel(level);
+    update_audio_meter(nullptr);
+}
+
 TEST_F(HubVoice, ARoomWhoseTransportIsGoneIsJoinedAnew) {
     answer_voice();
     run_interface([this] {
@@ -166,6 +171,14 @@ TEST_F(HubVoice, ARoomWhoseTransportIsGoneIsJoinedAnew) {
         EXPECT_TRUE(connect_and_join_voice_room_by_index(1, false));
         EXPECT_EQ(voice_journal(),
                   (Texts{"connect", "join r2", "disconnect", "connect", "join r2"}));
+        // Nor does what was heard in a room that is gone count as speech in the next.
+        speak(1.0F);
+        Network_Disconnect();
+        voice.fail_resolve_with = 11001;
+        EXPECT_FALSE(connect_and_join_voice_room_by_index(0, false));
+        update_audio_meter(nullptr);
+        EXPECT_FALSE(g_is_speaking);
+        EXPECT_EQ(present(), Texts{});
     });
 }
 
@@ -208,11 +221,6 @@ TEST_F(HubVoice, AFailedConnectLeavesTheRoomEmptyAndSaysWhere) {
     });
 }
 
-void speak(float level) {
-    GUI_UpdateAudioLevel(level);
-    update_audio_meter(nullptr);
-}
-
 TEST_F(HubVoice, AFailedChangeOfRoomsLeavesTheFirst) {
     answer_voice();
     run_interface([this] {
@@ -233,8 +241,11 @@ TEST_F(HubVoice, AFailedChangeOfRoomsLeavesTheFirst) {
         EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine"}));
         update_audio_meter(nullptr);
         EXPECT_FALSE(g_is_speaking);
-        resync_hub_room_presence(); // as muting does
-        EXPECT_EQ(present(), Texts{"ana"});
+        for (int i = 0; i < 2; ++i) { // mutes, and no more
+            on_mute_clicked(g_mute_btn, nullptr);
+            update_audio_meter(nullptr);
+        }
+        EXPECT_EQ(present(), Texts{});
         voice.fail_resolve_with = 0;
         EXPECT_TRUE(connect_and_join_voice_room_by_index(1, false));
         EXPECT_EQ(list_lines(), (Texts{"Uno", "  General", "  Cine", "    ana"}));

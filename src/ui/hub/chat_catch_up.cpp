@@ -44,13 +44,13 @@ bool try_to_catch_up() {
         clock_ticks_ms() - g_tried_at.value_or(0) >= k_patience_ms) {
         return true;
     }
-    if (g_hub_chat_loading_history) { // or its answer would be taken for this one
+    // Or the older page's answer would be taken for this one.
+    if (g_hub_chat_loading_history || g_hub_chat_pending_history_prepend) {
         return false;
     }
     if (!chat_ws_is_ready()) {
         return !chat_ws_connection_is_usable();
     }
-    g_hub_chat_pending_history_prepend = false;
     if (request_newest_hub_chat_page()) {
         g_hub_chat_loading_history = true;
         set_hub_chat_loading_indicator(true);

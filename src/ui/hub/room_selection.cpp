@@ -211,6 +211,7 @@ void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
         is_there = switch_space(clicked.space_index, is_another);
     } else {
         if (clicked.room_index < 0) {
+            on_hub_stream_back_to_chat_clicked(nullptr, nullptr);
             show_hub_space_info_view_for_index(clicked.space_index);
         }
         refresh_hub_chat_if_missed();

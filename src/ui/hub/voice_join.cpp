@@ -54,11 +54,11 @@ void leave_previous_room() {
     g_room_join_loading_active = false;
     Network_Disconnect();
     g_room_join_loading_active = true;
-    fall_silent();
 }
 
 void connect_voice(const char* url) {
     leave_previous_room();
+    fall_silent(); // also where the room was lost before
     if (g_on_connect != nullptr) {
         g_on_connect(first_filled(g_display_name, g_username), url);
     }

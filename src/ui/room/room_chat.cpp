@@ -56,7 +56,7 @@ constexpr int k_settling_frames_max = 100;
 int g_frames_to_settle = 0; // 0: it has settled
 int g_frames_left = 0;
 
-// Where the view was brought to, and in what room; nothing before the first frame.
+// Where the view was brought to, and the heights then; nothing before the first frame.
 struct Place {
     double value;
     double upper;
