@@ -69,9 +69,13 @@ HubChatTest::~HubChatTest() {
     }
 }
 
-void HubChatTest::show_column(int width, int height) {
+void HubChatTest::show_column(int width, int height, int least_height) {
+    if (g_window != nullptr) {
+        gtk_window_destroy(GTK_WINDOW(g_window));
+    }
     keep(g_window, gtk_window_new());
     gtk_window_set_default_size(GTK_WINDOW(g_window), width, height);
+    gtk_widget_set_size_request(g_window, -1, least_height);
     gtk_window_set_child(GTK_WINDOW(g_window), create_hub_chat_column());
     // A layout tick that an earlier interface left behind would do so later.
     update_hub_chat_input_height(height);

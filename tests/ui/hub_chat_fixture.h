@@ -27,8 +27,9 @@ class HubChatTest : public InterfaceTest {
     HubChatTest();
     ~HubChatTest() override;
 
-    /// Puts the column into a window and waits until it is laid out.
-    void show_column(int width = 480, int height = 600);
+    /// Puts the column into a window, in place of an earlier one, and waits until it is laid out.
+    /// No screen makes it lower than `least_height`.
+    void show_column(int width = 480, int height = 600, int least_height = -1);
 
     /// Lets the server, which is friendly, hold messages 1 to `count` of the space "s1": each page
     /// has at most `page_size` of them, and its cursor is the number of its first message.

@@ -211,11 +211,9 @@ TEST_F(HubChatSend, TabLeavesTheInput) {
 
 TEST_F(HubChatSend, TheLayoutTickGivesTheInputAPartOfTheWindowsHeight) {
     for (const int height : {400, 560, 700, 2000}) {
-        gtk_widget_set_size_request(g_window, -1, height); // no screen makes it lower
-        ASSERT_TRUE(wait_until([height] { // a window manager may miss it while it is busy
-            gtk_window_set_default_size(GTK_WINDOW(g_window), 480, height);
-            return gtk_widget_get_height(g_window) == height;
-        }));
+        show_column(480, height, height); // a window manager may miss another size of the same one
+        ASSERT_TRUE(wait_until([height] { return gtk_widget_get_height(g_window) == height; }));
+        update_hub_chat_input_height(0);
         EXPECT_EQ(update_login_layout_tick(nullptr), G_SOURCE_CONTINUE);
         int width = 0;
         int input_height = 0;

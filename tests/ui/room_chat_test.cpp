@@ -246,11 +246,19 @@ TEST_F(RoomChatView, AMessageBringsTheViewUpToTheInsertionPoint) {
 TEST_F(RoomChatView, WhoScrollsUpRightAfterAMessageIsNotTakenBack) {
     run_interface([] {
         show(100);
-        GUI_AddChatMessage("Ana", "x");
-        wait_until(is_at_bottom);
-        wait_for_pictures(2);
-        gtk_adjustment_set_value(position(), 100.0);
-        wait_for_pictures(k_scroll_pictures);
+        const auto heights = [] {
+            return std::pair(gtk_adjustment_get_upper(position()),
+                             gtk_adjustment_get_page_size(position()));
+        };
+        wait_until([heights] {
+            GUI_AddChatMessage("Ana", "x");
+            wait_until(is_at_bottom);
+            wait_for_pictures(2);
+            const auto before = heights();
+            gtk_adjustment_set_value(position(), 100.0);
+            wait_for_pictures(k_scroll_pictures);
+            return heights() == before; // else the window was still finding its size
+        });
         EXPECT_EQ(gtk_adjustment_get_value(position()), 100.0);
     });
 }
