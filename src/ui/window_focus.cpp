@@ -1,6 +1,9 @@
-// Gives the main window and its spaces list the keyboard back after a dialog. Called when an alert
-// closes.
+// Where the keyboard goes: back to the main window and its spaces list after a dialog, and from
+// list to list. Called when an alert closes and by the shell.
+#include "ui/hub/hub_chat_internal.h"
 #include "ui/ui_internal.h"
+
+#include <vector>
 
 namespace {
 
@@ -17,9 +20,66 @@ void restore_main_window_focus() {
     }
 }
 
+std::vector<GObjectPtr<GtkWidget>> g_passed_lists; // while Tab moves the keyboard
+bool g_had_selected_space = false;
+
+GtkListBoxRow* selected_space_row() {
+    return g_servers_list != nullptr ? gtk_list_box_get_selected_row(GTK_LIST_BOX(g_servers_list))
+                                     : nullptr;
+}
+
+GtkWidget* ancestor_of(GtkWidget* focus, GType type) {
+    return focus != nullptr ? gtk_widget_get_ancestor(focus, type) : nullptr;
+}
+
+void pass_by(GtkWidget* list) {
+    if (list != nullptr) {
+        g_passed_lists.emplace_back(static_cast<GtkWidget*>(g_object_ref(list)));
+        gtk_widget_set_can_focus(list, FALSE);
+    }
+}
+
+// From row to row go the arrow keys: GTK's own Tab goes through all of them, and selects each.
+void before_move_focus(GtkWindow* window, GtkDirectionType direction, gpointer) {
+    if (direction != GTK_DIR_TAB_FORWARD && direction != GTK_DIR_TAB_BACKWARD) {
+        return;
+    }
+    GtkWidget* const focus = gtk_window_get_focus(window);
+    GtkWidget* const row = ancestor_of(focus, GTK_TYPE_LIST_BOX_ROW);
+    if (row != nullptr && gtk_widget_child_focus(row, direction) != FALSE) { // its buttons
+        g_signal_stop_emission_by_name(window, "move-focus");
+        return;
+    }
+    g_tab_moves_keyboard = true;
+    g_had_selected_space = selected_space_row() != nullptr;
+    pass_by(ancestor_of(focus, GTK_TYPE_LIST_BOX));
+    // Tab comes to what scrolls it: the first of its rows is the oldest message.
+    pass_by(g_hub_chat_list);
+}
+
+void after_move_focus(GtkWindow*, GtkDirectionType, gpointer) {
+    if (!g_tab_moves_keyboard) {
+        return;
+    }
+    for (const auto& list : g_passed_lists) {
+        gtk_widget_set_can_focus(list.get(), TRUE);
+    }
+    g_passed_lists.clear();
+    if (!g_had_selected_space && selected_space_row() != nullptr) {
+        gtk_list_box_unselect_all(GTK_LIST_BOX(g_servers_list));
+    }
+    g_tab_moves_keyboard = false;
+}
+
 } // namespace
 
 GtkWidget* g_servers_list = nullptr;
+bool g_tab_moves_keyboard = false;
+
+void watch_tab_key(GtkWidget* window) {
+    g_signal_connect(window, "move-focus", G_CALLBACK(before_move_focus), nullptr);
+    g_signal_connect_after(window, "move-focus", G_CALLBACK(after_move_focus), nullptr);
+}
 
 bool has_keyboard_within(GtkWidget* widget) {
     GtkWidget* const focus =

@@ -166,10 +166,11 @@ watch_dot() {
   dot_part=60x16+$((x - 60 + ${part[2]:-0}))+$((y - 7 + ${part[3]:-0}))
 }
 
-# dot_is speaking|silent: there and then; words have pauses.
+# dot_is speaking|silent: there and then, of which dot.png is the picture of both windows; words have pauses.
 dot_is() {
   local lit
-  lit=$(import -window root -crop "$dot_part" +repage png:- | convert - -fuzz 8% -fill black +opaque "$speaking_colour" \
+  picture dot
+  lit=$(convert "$case_dir/dot.png" -crop "$dot_part" +repage -fuzz 8% -fill black +opaque "$speaking_colour" \
     -fill white -opaque "$speaking_colour" -format '%[fx:int(mean*w*h)]' info:)
   case $1 in
   speaking) [ "$lit" -gt 8 ] ;;

@@ -51,27 +51,67 @@ TEST_F(HubChatKeys, ShiftReturnBreaksTheLineAndReturnSends) {
     EXPECT_EQ(keyboard(), g_hub_chat_input_view);
 }
 
-TEST_F(HubChatKeys, TabGoesFromTheListToTheInputToTheButton) {
+TEST_F(HubChatKeys, TabGoesFromTheMessagesToTheInputToTheButton) {
     append_hub_chat_row("Ana", "hola", nullptr);
     append_hub_chat_row("Ana", "adiós", nullptr);
-    gtk_widget_grab_focus(row_widgets().at(0));
-    press({"Down"});
-    wait_until([] { return keyboard() == row_widgets().at(1); });
-    gtk_widget_grab_focus(g_hub_chat_input_view);
+    gtk_widget_grab_focus(g_hub_chat_scroll);
+    press({"Tab"});
+    wait_until([] { return keyboard() == g_hub_chat_input_view; });
     press({"Tab"});
     wait_until([] { return keyboard() == g_hub_chat_send_btn; });
     press({"shift+Tab", "shift+Tab"});
-    wait_until([] { return gtk_widget_is_ancestor(keyboard(), g_hub_chat_list) != FALSE; });
+    wait_until([] { return keyboard() == g_hub_chat_scroll; });
 }
 
-TEST_F(HubChatKeys, PageUpAtTheTopOfAShortPageAsksForTheOlderOne) {
-    hold_history(4, 2);
-    ASSERT_TRUE(load_space_chat_by_index(0));
-    ASSERT_TRUE(wait_until([] { return row_widgets().size() == 2; }));
-    gtk_widget_grab_focus(row_widgets().at(0));
+TEST_F(HubChatKeys, TheArrowKeysScrollAndKeepTheKeyboard) {
+    for (int i = 0; i < 100; ++i) {
+        append_hub_chat_row("Ana", "hola", nullptr);
+    }
+    ASSERT_TRUE(wait_for_pictures());
+    GtkAdjustment* const adjustment = HubChatTest::scrolling();
+    const double bottom = gtk_adjustment_get_value(adjustment);
+    ASSERT_GT(bottom, 0.0);
+    gtk_widget_grab_focus(g_hub_chat_scroll);
+    press({"Up", "Up"});
+    wait_until([=] { return gtk_adjustment_get_value(adjustment) < bottom; });
+    press({"Down", "Down", "Down", "Down"});
+    wait_until([=] { return gtk_adjustment_get_value(adjustment) == bottom; });
     press({"Prior"});
-    ASSERT_TRUE(wait_until([] { return row_widgets().size() == 4; }));
-    EXPECT_EQ(rows(), held_messages(1, 4));
+    wait_until([=] { return gtk_adjustment_get_value(adjustment) < bottom; });
+    EXPECT_EQ(keyboard(), g_hub_chat_scroll);
+}
+
+TEST_F(HubChatKeys, AMessageThatIsClickedCanBeCopied) {
+    append_hub_chat_row("Ana", "hola", nullptr);
+    ASSERT_TRUE(wait_for_pictures());
+    GtkWidget* const text = gtk_widget_get_last_child(
+        gtk_list_box_row_get_child(GTK_LIST_BOX_ROW(row_widgets().at(0))));
+    double x = 0.0;
+    double y = 0.0;
+    gtk_widget_translate_coordinates(text, g_window, 10.0, gtk_widget_get_height(text) / 2.0, &x,
+                                     &y);
+    const std::string place_x = std::to_string(static_cast<int>(x));
+    const std::string place_y = std::to_string(static_cast<int>(y));
+    play({"getactivewindow", "mousemove", "--window", "%1", place_x.c_str(), place_y.c_str(),
+          "click", "--repeat", "2", "--delay", "20", "1"});
+    wait_until([text] { return keyboard() == text; });
+    press({"ctrl+c"});
+    press({"Tab"});
+    wait_until([] { return keyboard() == g_hub_chat_input_view; });
+    press({"ctrl+v"});
+    wait_until([] { return input() == "hola"; });
+}
+
+TEST_F(HubChatKeys, UpAndPageUpAtTheTopOfAShortPageAskForTheOlderOne) {
+    for (const char* const key : {"Up", "Prior"}) {
+        hold_history(4, 2);
+        ASSERT_TRUE(load_space_chat_by_index(0));
+        ASSERT_TRUE(wait_until([] { return row_widgets().size() == 2; }));
+        gtk_widget_grab_focus(g_hub_chat_scroll);
+        press({key});
+        ASSERT_TRUE(wait_until([] { return row_widgets().size() == 4; }));
+        EXPECT_EQ(rows(), held_messages(1, 4));
+    }
 }
 
 TEST_F(HubChatKeys, TheWheelAtTheTopOfAShortPageAsksForTheOlderOne) {

@@ -144,6 +144,14 @@ std::vector<GObjectPtr<GtkEventController>> controllers_of(GtkWidget* widget, GT
     return controllers;
 }
 
+void press_tab() {
+    g_signal_emit_by_name(g_window, "move-focus", GTK_DIR_TAB_FORWARD);
+}
+
+void press_shift_tab() {
+    g_signal_emit_by_name(g_window, "move-focus", GTK_DIR_TAB_BACKWARD);
+}
+
 bool press_key(GtkEventController* controller, guint key, GdkModifierType state) {
     gboolean handled = FALSE;
     g_signal_emit_by_name(controller, "key-pressed", key, 0U, state, &handled);

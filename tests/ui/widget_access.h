@@ -60,5 +60,9 @@ std::string typed(GtkWidget* entry);
 /// The widget's controllers of this type, in their order.
 std::vector<GObjectPtr<GtkEventController>> controllers_of(GtkWidget* widget, GType type);
 
+/// Presses Tab, or Shift+Tab, in the main window.
+void press_tab();
+void press_shift_tab();
+
 /// Presses a key as the keyboard does. Whether a controller has kept it from the others.
 bool press_key(GtkEventController* controller, guint key, GdkModifierType state = {});

@@ -201,10 +201,22 @@ gboolean on_wheel(GtkEventControllerScroll*, double, double dy, gpointer) {
     return FALSE;
 }
 
-gboolean on_key_in_the_list(GtkEventControllerKey*, guint key, guint, GdkModifierType, gpointer) {
+/// GTK scrolls by pages; the arrow keys would take the keyboard elsewhere.
+gboolean scroll_by_step(GtkScrollType step) {
+    if (gtk_widget_is_focus(g_hub_chat_scroll) == FALSE) {
+        return GDK_EVENT_PROPAGATE; // the text that has the keyboard goes through its own lines
+    }
+    gboolean was_scrolled = FALSE;
+    g_signal_emit_by_name(g_hub_chat_scroll, "scroll-child", step, FALSE, &was_scrolled);
+    return GDK_EVENT_STOP;
+}
+
+gboolean on_key(GtkEventControllerKey*, guint key, guint, GdkModifierType, gpointer) {
     switch (key) {
     case GDK_KEY_Up:
     case GDK_KEY_KP_Up:
+        retry_hub_chat_page_at_top();
+        return scroll_by_step(GTK_SCROLL_STEP_UP);
     case GDK_KEY_Page_Up:
     case GDK_KEY_KP_Page_Up:
     case GDK_KEY_Home:
@@ -213,6 +225,8 @@ gboolean on_key_in_the_list(GtkEventControllerKey*, guint key, guint, GdkModifie
         break;
     case GDK_KEY_Down:
     case GDK_KEY_KP_Down:
+        refresh_at_bottom();
+        return scroll_by_step(GTK_SCROLL_STEP_DOWN);
     case GDK_KEY_Page_Down:
     case GDK_KEY_KP_Page_Down:
     case GDK_KEY_End:
@@ -222,7 +236,7 @@ gboolean on_key_in_the_list(GtkEventControllerKey*, guint key, guint, GdkModifie
     default:
         break;
     }
-    return FALSE;
+    return GDK_EVENT_PROPAGATE;
 }
 
 void on_edge_overshot(GtkScrolledWindow*, GtkPositionType edge, gpointer) {
@@ -252,7 +266,7 @@ void watch_hub_chat_scroll() {
     gtk_widget_add_controller(g_hub_chat_scroll, wheel);
     GtkEventController* const keys = gtk_event_controller_key_new();
     gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
-    g_signal_connect(keys, "key-pressed", G_CALLBACK(on_key_in_the_list), nullptr);
+    g_signal_connect(keys, "key-pressed", G_CALLBACK(on_key), nullptr);
     gtk_widget_add_controller(g_hub_chat_scroll, keys);
     g_signal_connect(g_hub_chat_scroll, "edge-overshot", G_CALLBACK(on_edge_overshot), nullptr);
 }

@@ -34,6 +34,7 @@ GtkWidget* create_loading_label() {
 GtkWidget* create_chat_page() {
     keep(g_hub_chat_scroll, create_vertical_scroller(nullptr)); // the list comes next
     gtk_widget_set_vexpand(g_hub_chat_scroll, TRUE);
+    set_labelled_by(g_hub_chat_scroll, g_hub_chat_title_label);
     create_hub_chat_list();
     watch_hub_chat_scroll();
 

@@ -128,6 +128,7 @@ GtkWidget* create_spaces_scroller() {
     gtk_list_box_set_activate_on_single_click(list, FALSE);
     g_signal_connect(list, "row-selected", G_CALLBACK(on_server_row_selected), nullptr);
     g_signal_connect(list, "row-activated", G_CALLBACK(on_server_row_activated), nullptr);
+    g_signal_connect(list, "toggle-cursor-row", G_CALLBACK(on_server_row_toggled), nullptr);
     set_labelled_by(g_servers_list, g_hub_spaces_title_label);
 
     GtkWidget* const scrolled = gtk_scrolled_window_new();

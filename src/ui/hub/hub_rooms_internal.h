@@ -76,6 +76,7 @@ std::int32_t room_index_of_id(std::string_view id);
 
 void on_server_row_selected(GtkListBox* list, GtkListBoxRow* row, gpointer data);
 void on_server_row_activated(GtkListBox* list, GtkListBoxRow* row, gpointer data);
+void on_server_row_toggled(GtkListBox* list, gpointer data);
 
 /// GLib callback: shows the chat of the room that was clicked once. Nothing arms a timer for it.
 gboolean on_room_single_click_timeout(gpointer data);

@@ -189,7 +189,7 @@ std::int32_t room_index_of_id(std::string_view id) {
 }
 
 void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
-    if (g_refreshing_hub_list) {
+    if (g_refreshing_hub_list || g_tab_moves_keyboard) {
         return;
     }
     const ClickedRow clicked = read_row(row);
@@ -222,6 +222,11 @@ void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
                              g_selected_room_index);
     }
     take_list_cursor_off_removed_row(row);
+}
+
+void on_server_row_toggled(GtkListBox* list, gpointer) {
+    // Space, too, would enter a room, microphone and all, of whoever goes on writing after a click.
+    g_signal_stop_emission_by_name(list, "toggle-cursor-row");
 }
 
 void on_server_row_activated(GtkListBox*, GtkListBoxRow* row, gpointer) {
