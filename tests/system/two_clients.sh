@@ -166,12 +166,21 @@ watch_dot() {
   dot_part=60x16+$((x - 60 + ${part[2]:-0}))+$((y - 7 + ${part[3]:-0}))
 }
 
-# dot_is speaking|silent: there and then, of which dot.png is the picture of both windows; words have pauses.
-dot_is() {
+# dot_is speaking|silent: there and then; words have pauses.
+dot_is() { import -window root -crop "$dot_part" +repage png:- | dot_looks "$1"; }
+
+# picture_of_speaking NAME: of both windows while the dot shows it.
+picture_of_speaking() {
+  dot_is speaking || return
+  picture "$1"
+  convert "$case_dir/$1.png" -crop "$dot_part" +repage png:- | dot_looks speaking
+}
+
+# dot_looks speaking|silent: on the picture of it that is read.
+dot_looks() {
   local lit
-  picture dot
-  lit=$(convert "$case_dir/dot.png" -crop "$dot_part" +repage -fuzz 8% -fill black +opaque "$speaking_colour" \
-    -fill white -opaque "$speaking_colour" -format '%[fx:int(mean*w*h)]' info:)
+  lit=$(convert - -fuzz 8% -fill black +opaque "$speaking_colour" -fill white -opaque "$speaking_colour" \
+    -format '%[fx:int(mean*w*h)]' info:)
   case $1 in
   speaking) [ "$lit" -gt 8 ] ;;
   silent) [ "$lit" = 0 ] ;;
