@@ -6,20 +6,11 @@
 
 namespace {
 
-constexpr int k_frame = 20;
-
 class HubColumns : public HubTest {
   protected:
-    /// A window of about this width, not maximised: the window manager's frame is a part of it.
     static void resize(int width) {
-        for (int i = 0; i < 5; ++i) { // it may be given its old size once more
-            gtk_window_set_default_size(GTK_WINDOW(g_window), width, 650);
-            wait_until([width] {
-                const int now = gtk_widget_get_width(g_window);
-                return now > width - k_frame && now <= width;
-            });
-            wait_for_pictures();
-        }
+        resize_window(width, 650);
+        wait_for_pictures();
     }
 
     /// The hub at this width, a space selected, its chat in sight, the keyboard in the window.
@@ -27,13 +18,11 @@ class HubColumns : public HubTest {
         answer_rooms("s1", {"r1:General"});
         add_space("s1", "Uno");
         show_hub();
-        GtkWindow* const window = GTK_WINDOW(g_window);
-        wait_until([window] { return gtk_window_is_maximized(window) != FALSE; });
-        gtk_window_unmaximize(window);
+        wait_until_maximised();
         resize(width);
         select(0);
         wait_until([] { return is_in_sight(chat_column()); });
-        wait_until([window] { return gtk_window_is_active(window) != FALSE; });
+        wait_until([] { return gtk_window_is_active(GTK_WINDOW(g_window)) != FALSE; });
     }
 
     static bool is_in_sight(GtkWidget* widget) {

@@ -34,16 +34,12 @@ class HubRooms : public HubTest {
         gtk_list_box_select_row(GTK_LIST_BOX(g_rooms_list), room_row(index));
     }
 
-    static void show_people(const std::vector<Peer>& peers) {
-        sync_hub_room_presence_from_peers(peers.data(), static_cast<std::int32_t>(peers.size()));
-    }
-
     /// The page on the screen, with these people beside the local user.
     static void show_page_with(const std::vector<Peer>& peers) {
         switch_to_rooms_page();
         refresh_room_list();
         wait_until([] { return gtk_widget_get_height(room_rows().at(0)) > 0; });
-        show_people(peers);
+        show_peers(peers);
     }
 
     /// The names behind the dots of those who speak.
@@ -191,7 +187,7 @@ TEST_F(HubRooms, SomebodysSpeakingTouchesThatPersonsDotAlone) {
         select_room(4);
         gtk_widget_grab_focus(GTK_WIDGET(room_row(4)));
 
-        show_people({make_peer("leo", true), make_peer("eva")});
+        show_peers({make_peer("leo", true), make_peer("eva")});
         EXPECT_EQ(room_rows(), before);
         EXPECT_EQ(speakers(), Texts{"leo"});
         EXPECT_EQ(gtk_list_box_get_selected_row(GTK_LIST_BOX(g_rooms_list)), room_row(4));
@@ -210,7 +206,7 @@ TEST_F(HubRooms, WhoComesAndGoesLeavesTheOtherRowsTheirWidgets) {
         select_room(2);
         gtk_widget_grab_focus(GTK_WIDGET(room_row(2)));
 
-        show_people({make_peer("leo", true)});
+        show_peers({make_peer("leo", true)});
         EXPECT_EQ(label_texts(g_rooms_list),
                   (Texts{"General", "Usuarios: 2 · Sala de voz", "●", "ana", "●", "leo", "Cine",
                          "Usuarios: 0 · Sala de voz"}));
@@ -219,7 +215,7 @@ TEST_F(HubRooms, WhoComesAndGoesLeavesTheOtherRowsTheirWidgets) {
         EXPECT_EQ(room_rows()[0], before[0]);
         EXPECT_EQ(room_rows()[3], before[2]);
         EXPECT_EQ(keyboard(), before[2]);
-        show_people({});
+        show_peers({});
         EXPECT_EQ(room_rows(), before);
         EXPECT_EQ(keyboard(), before[2]);
         EXPECT_EQ(g_selected_room_index, 1);
@@ -232,11 +228,11 @@ TEST_F(HubRooms, TheKeyboardGoesWithThePersonWhoseRowMoves) {
         copy_text(g_hub_presence_room_id, "r1");
         show_page_with({make_peer("leo"), make_peer("eva")});
         gtk_widget_grab_focus(GTK_WIDGET(room_row(3)));
-        show_people({make_peer("eva", true)});
+        show_peers({make_peer("eva", true)});
         EXPECT_EQ(keyboard(), GTK_WIDGET(room_row(2)));
-        show_people({make_peer("leo"), make_peer("eva")});
+        show_peers({make_peer("leo"), make_peer("eva")});
         EXPECT_EQ(keyboard(), GTK_WIDGET(room_row(3)));
-        show_people({make_peer("leo")});
+        show_peers({make_peer("leo")});
         EXPECT_TRUE(gtk_widget_is_ancestor(keyboard(), g_rooms_list)); // eva's row is gone
     });
 }
@@ -257,11 +253,11 @@ TEST_F(HubRooms, TheListStaysWhereItIsScrolledTo) {
         gtk_adjustment_set_value(position, 300.0);
         ASSERT_EQ(gtk_adjustment_get_value(position), 300.0);
         for (const bool speaking : {true, false}) {
-            show_people({make_peer("leo", speaking), make_peer("eva")});
+            show_peers({make_peer("leo", speaking), make_peer("eva")});
             wait_for_pictures();
             EXPECT_EQ(gtk_adjustment_get_value(position), 300.0);
         }
-        show_people({make_peer("eva"), make_peer("leo")}); // the keyboard goes with leo
+        show_peers({make_peer("eva"), make_peer("leo")}); // the keyboard goes with leo
         wait_for_pictures();
         EXPECT_EQ(keyboard(), GTK_WIDGET(room_row(3)));
         EXPECT_EQ(gtk_adjustment_get_value(position), 300.0);
