@@ -39,6 +39,17 @@ void pass_by(GtkWidget* list) {
     }
 }
 
+// Between a row and the buttons in it. Not by the row's own way, which takes the keyboard for
+// elsewhere while the window is not the active one.
+bool move_within_row(GtkWidget* row, GtkWidget* focus, GtkDirectionType direction) {
+    const bool is_forward = direction == GTK_DIR_TAB_FORWARD;
+    if ((focus != row || is_forward) &&
+        gtk_widget_child_focus(gtk_list_box_row_get_child(GTK_LIST_BOX_ROW(row)), direction)) {
+        return true;
+    }
+    return focus != row && !is_forward && gtk_widget_grab_focus(row);
+}
+
 // From row to row go the arrow keys: GTK's own Tab goes through all of them, and selects each.
 void before_move_focus(GtkWindow* window, GtkDirectionType direction, gpointer) {
     if (direction != GTK_DIR_TAB_FORWARD && direction != GTK_DIR_TAB_BACKWARD) {
@@ -46,7 +57,7 @@ void before_move_focus(GtkWindow* window, GtkDirectionType direction, gpointer) 
     }
     GtkWidget* const focus = gtk_window_get_focus(window);
     GtkWidget* const row = ancestor_of(focus, GTK_TYPE_LIST_BOX_ROW);
-    if (row != nullptr && gtk_widget_child_focus(row, direction) != FALSE) { // its buttons
+    if (row != nullptr && move_within_row(row, focus, direction)) {
         g_signal_stop_emission_by_name(window, "move-focus");
         return;
     }
