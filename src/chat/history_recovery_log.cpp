@@ -2,8 +2,8 @@
 #include "chat/history_recovery_log.h"
 
 #include "backend/json_scan.h"
+#include "base/local_time.h"
 #include "base/text.h"
-#include "chat/local_time.h"
 
 #include <cstdio>
 

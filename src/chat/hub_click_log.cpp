@@ -2,7 +2,7 @@
 // interface and the chat channel.
 #include "chat/hub_click_log.h"
 
-#include "chat/local_time.h"
+#include "base/local_time.h"
 #include "core/debug_log.h"
 
 #include <cstdarg>

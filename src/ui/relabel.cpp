@@ -22,12 +22,6 @@ void set_label(GtkWidget* label, const char* text) {
     gtk_label_set_text(GTK_LABEL(label), text);
 }
 
-// Of a label that may be cut.
-void set_label_and_tooltip(GtkWidget* label, const char* text) {
-    set_label(label, text);
-    gtk_widget_set_tooltip_text(label, text);
-}
-
 void set_button_label(GtkWidget* button, const char* text) {
     gtk_button_set_label(GTK_BUTTON(button), text);
 }
@@ -133,7 +127,7 @@ const Relabelling k_relabellings[] = {
     {g_decline_invite_btn, set_button_label, "hub_decline_invite_btn"},
     {g_connect_server_btn, set_button_label, "hub_enter_selected_btn"},
 
-    {g_hub_chat_title_label, set_label_and_tooltip, "hub_chat_default_title", has_no_chat_scope},
+    {g_hub_chat_title_label, set_label, "hub_chat_default_title", has_no_chat_scope},
     {g_hub_space_users_title_label, set_label, "hub_space_users_title"},
     {g_hub_chat_input_view, set_tooltip_and_name, "hub_chat_input_placeholder"},
     {g_hub_chat_loading_label, set_label, "hub_chat_loading_history"},

@@ -181,7 +181,8 @@ void focus_list(GtkWidget* list);
 void focus_spaces_list();
 
 /// GLib callbacks: present the main window and give the spaces list the keyboard. The first runs
-/// once; the second takes the number of tries that remain as its data and re-arms itself.
+/// once; the second leaves the keyboard where it has gone since, takes the number of tries that
+/// remain as its data and re-arms itself.
 gboolean restore_main_window_focus_idle(gpointer data);
 gboolean restore_main_window_focus_retry(gpointer remaining_tries);
 

@@ -9,13 +9,16 @@ namespace {
 
 constexpr guint k_retry_interval_ms = 120;
 
-void restore_main_window_focus() {
+void restore_main_window_focus(bool is_retry) {
     if (g_window == nullptr) {
         return;
     }
-    gtk_window_present(GTK_WINDOW(g_window));
-    // On another page than the hub the field that had the keyboard keeps it.
-    if (g_servers_list != nullptr && gtk_widget_get_mapped(g_servers_list) != FALSE) {
+    GtkWindow* const window = GTK_WINDOW(g_window);
+    gtk_window_present(window);
+    // Who has gone on to write meanwhile goes on, and on another page than the hub the field that
+    // had the keyboard keeps it.
+    const bool was_moved = is_retry && gtk_window_get_focus(window) != nullptr;
+    if (!was_moved && g_servers_list != nullptr && gtk_widget_get_mapped(g_servers_list) != FALSE) {
         focus_spaces_list();
     }
 }
@@ -115,13 +118,13 @@ void focus_spaces_list() {
 }
 
 gboolean restore_main_window_focus_idle(gpointer) {
-    restore_main_window_focus();
+    restore_main_window_focus(false);
     return G_SOURCE_REMOVE;
 }
 
 gboolean restore_main_window_focus_retry(gpointer remaining_tries) {
     const int tries = GPOINTER_TO_INT(remaining_tries);
-    restore_main_window_focus();
+    restore_main_window_focus(true);
     if (tries >= 2) {
         g_timeout_add(k_retry_interval_ms, restore_main_window_focus_retry,
                       GINT_TO_POINTER(tries - 1));

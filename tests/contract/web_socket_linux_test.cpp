@@ -231,6 +231,22 @@ TEST(WebSocketPingsTest, AreCountedAmongOtherFramesOfAllLengths) {
     EXPECT_EQ(count, 14U);
 }
 
+TEST(WebSocketPingsTest, KnowsWhereNoMessageIsUnderWay) {
+    const std::string ping = whole_frame(k_ping_frame, "x");
+    WebSocketPings frames;
+    EXPECT_TRUE(frames.is_between_messages());
+    pings_of(frames, text_frame("whole") + ping);
+    EXPECT_TRUE(frames.is_between_messages());
+    pings_of(frames, ping.substr(0, 2));
+    EXPECT_FALSE(frames.is_between_messages()) << "in a ping";
+    pings_of(frames, ping.substr(2));
+    EXPECT_TRUE(frames.is_between_messages());
+    pings_of(frames, socket_frame(k_text_frame, "begun") + ping);
+    EXPECT_FALSE(frames.is_between_messages()) << "between two fragments";
+    pings_of(frames, whole_frame(0, "ended"));
+    EXPECT_TRUE(frames.is_between_messages());
+}
+
 TEST(WebSocketPingsTest, AFrameBeyondAllBoundsHasNoEnd) {
     WebSocketPings pings;
     EXPECT_EQ(pings_of(pings, std::string("\x81\x7F") + std::string(8, '\xFF')), 0U);

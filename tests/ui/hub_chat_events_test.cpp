@@ -298,4 +298,39 @@ TEST_F(HubChatEvents, AStatusThatDoesNotSayWhetherCountsAsTheEnd) {
     EXPECT_STREQ(g_hub_streaming_user_id, "");
 }
 
+TEST_F(HubChatEvents, AStreamThatEndedWhileTheChannelWasGoneIsOver) {
+    say_stream("u2", true);
+    show_hub_stream_view_for_user("u2");
+    chat_ws_restart_for_selected_space();
+    ASSERT_TRUE(wait_until([] { return chat_ws_is_ready(); }));
+    EXPECT_STREQ(g_hub_streaming_user_id, "u2") << "nobody has said anything yet";
+    say_stream("u1", false); // the server's word to who comes where nobody streams
+    EXPECT_STREQ(g_hub_streaming_user_id, "");
+    EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
+    EXPECT_EQ(shown_page(), "hub-room-chat");
+    EXPECT_EQ(stream_status(), "No hay stream activo ahora.");
+}
+
+TEST_F(HubChatEvents, AStreamThatWentOnWhileTheChannelWasGoneGoesOn) {
+    say_stream("u2", true);
+    show_hub_stream_view_for_user("u2");
+    chat_ws_restart_for_selected_space();
+    ASSERT_TRUE(wait_until([] { return chat_ws_is_ready(); }));
+    say_stream("u2", true);
+    say_stream("u3", false);
+    EXPECT_STREQ(g_hub_streaming_user_id, "u2");
+    EXPECT_EQ(shown_page(), "hub-stream-view");
+}
+
+TEST_F(HubChatEvents, OnesOwnStreamEndsOnlyWithTheWordOfOnesOwn) {
+    copy_text(g_hub_streaming_user_id, "u1");
+    g_hub_local_streaming = true;
+    chat_ws_restart_for_selected_space();
+    ASSERT_TRUE(wait_until([] { return chat_ws_is_ready(); }));
+    say_stream("u3", false);
+    EXPECT_TRUE(g_hub_local_streaming);
+    say_stream("u1", false);
+    EXPECT_FALSE(g_hub_local_streaming);
+}
+
 } // namespace

@@ -289,7 +289,11 @@ TEST_F(HubChatRows, TheTitleIsCutAtItsBufferAndStandsWholeInTheTooltip) {
     show_column();
     set_hub_chat_title((std::string(126, 'a') + "ñ").c_str());
     EXPECT_EQ(title(), std::string(126, 'a'));
-    EXPECT_EQ(tooltip(g_hub_chat_title_label), title());
+    settle();
+    EXPECT_TRUE(tells_cut_text(g_hub_chat_title_label));
+    set_hub_chat_title("Sala");
+    settle();
+    EXPECT_FALSE(tells_cut_text(g_hub_chat_title_label));
 }
 
 // ---- pages of history

@@ -296,4 +296,20 @@ TEST_F(HubDoubleClick, AClosedWindowEntersNoRoom) {
     }
 }
 
+TEST_F(HubDoubleClick, WhatIsTypedAfterAClickEntersNoRoom) {
+    run_interface([this] {
+        show_spaces();
+        play(press_on(1));
+        wait_until([] { return g_selected_room_index == 0; });
+        play({"key", "space", "ctrl+space", "a", "space", "Down"});
+        wait_until([] { return keyboard() == rows().at(2); });
+        EXPECT_EQ(voice_journal(), Texts{});
+        run_until_ready();
+        play({"key", "Down"});
+        wait_until([] { return keyboard() == rows().at(3); });
+        play({"key", "Return"});
+        wait_until([this] { return voice_journal() == Texts{"connect", "join r3"}; });
+    });
+}
+
 } // namespace

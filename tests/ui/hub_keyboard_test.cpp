@@ -129,16 +129,15 @@ TEST_F(HubKeyboard, TabGoesRoundTheWindow) {
     });
 }
 
-TEST_F(HubKeyboard, SpaceOnARoomDoesNotEnterIt) {
+TEST_F(HubKeyboard, TheListDoesNotGetASpace) {
     run_interface([this] {
         show_two_spaces();
-        gtk_widget_grab_focus(rows().at(1));
-        press_on_list("toggle-cursor-row");
-        EXPECT_EQ(voice_journal(), Texts{});
-        gtk_widget_grab_focus(rows().at(0));
-        press_on_list("toggle-cursor-row");
-        EXPECT_EQ(selected_row(), rows().at(0));
-        EXPECT_EQ(click_lines(), Texts{"row-selected space=0 room=-1"});
+        for (const auto& keys : controllers_of(g_servers_list, GTK_TYPE_EVENT_CONTROLLER_KEY)) {
+            EXPECT_EQ(gtk_event_controller_get_propagation_phase(keys.get()), GTK_PHASE_CAPTURE);
+            EXPECT_TRUE(press_key(keys.get(), GDK_KEY_space));
+            EXPECT_TRUE(press_key(keys.get(), GDK_KEY_KP_Space));
+            EXPECT_FALSE(press_key(keys.get(), GDK_KEY_Return));
+        }
     });
 }
 

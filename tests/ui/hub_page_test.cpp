@@ -269,6 +269,13 @@ TEST_F(HubPage, TheFirstOrSelectedSpaceHasTheKeyboardAndKeepsIt) {
         gtk_widget_grab_focus(rows().at(0));
         restore_main_window_focus_idle(nullptr);
         EXPECT_EQ(keyboard(), rows().at(0));
+        gtk_widget_grab_focus(
+            g_hub_chat_input_view); // between the first run and the tries after it
+        restore_main_window_focus_retry(GINT_TO_POINTER(1));
+        EXPECT_EQ(keyboard(), g_hub_chat_input_view);
+        gtk_window_set_focus(GTK_WINDOW(g_window), nullptr);
+        restore_main_window_focus_retry(GINT_TO_POINTER(1));
+        EXPECT_EQ(keyboard(), rows().at(1));
     });
 }
 
@@ -294,8 +301,8 @@ TEST_F(HubPage, LongNamesLeaveTheUsersColumnItsWidth) {
         wait_until([] { return gtk_widget_get_width(column_of(g_hub_title_label)) > 0; });
         wait_for_pictures();
         EXPECT_EQ(gtk_widget_get_width(column_of(g_hub_title_label)), 280);
-        EXPECT_EQ(tooltip(g_hub_user_name_label), g_username);
-        EXPECT_EQ(tooltip(g_hub_user_email_label), g_user_email);
+        EXPECT_TRUE(tells_cut_text(g_hub_user_name_label));
+        EXPECT_TRUE(tells_cut_text(g_hub_user_email_label));
     });
 }
 

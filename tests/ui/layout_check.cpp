@@ -65,17 +65,8 @@ void check_is_inside(GtkWidget* child, GtkWidget* parent, Texts& faults) {
     }
 }
 
-// Of one that is made when the pointer asks for it, what it says is not to be read back.
-bool answers_pointer(GtkWidget* label) {
-    const GObjectPtr<GtkTooltip> tooltip(
-        static_cast<GtkTooltip*>(g_object_new(GTK_TYPE_TOOLTIP, nullptr)));
-    gboolean is_told = FALSE;
-    g_signal_emit_by_name(label, "query-tooltip", 0, 0, FALSE, tooltip.get(), &is_told);
-    return is_told != FALSE;
-}
-
 bool has_tooltip_with(GtkWidget* widget, const std::string& text) {
-    if (answers_pointer(widget)) {
+    if (tells_cut_text(widget)) {
         return true;
     }
     for (int i = 0; i < k_tooltip_reach && widget != nullptr; ++i) {

@@ -211,7 +211,7 @@ TEST_F(RoomPeers, WithoutAListNothingHappens) {
     show_peers({make_peer("luis")});
     add_local_user_to_peers();
     clear_peers_list();
-    relabel_peers_list();
+    refresh_peers_list();
     EXPECT_EQ(g_hub_room_presence_count, 0);
     EXPECT_EQ(g_local_speaking_indicator, nullptr);
 }
@@ -468,6 +468,30 @@ TEST_F(RoomStreams, OnesOwnButtonFollowsWhatTheServerAndTheSpacesSay) {
         EXPECT_TRUE(wait_until([] { return button_label(peer_rows()[0]) == "Detener"; }));
         clear_hub_stream_state_for_space_change();
         EXPECT_EQ(button_label(peer_rows()[0]), "Compartir pantalla");
+    });
+}
+
+TEST_F(RoomStreams, TheStreamersButtonComesAndGoesWithTheServersWord) {
+    run_interface([this] {
+        open_chat();
+        let_stream("u2", "luis", "");
+        g_hub_streaming_user_id[0] = '\0';
+        show_peers({make_peer("marta"), make_peer("luis")});
+        EXPECT_EQ(peer_rows()[2].button, nullptr);
+        const auto say = [this](const char* is_streaming) {
+            chat_server.say(
+                R"({"type":"stream:status","spaceId":"s1","publisherUserId":"u2","isStreaming":)" +
+                std::string(is_streaming) + "}");
+        };
+        say("true");
+        EXPECT_TRUE(wait_until([] { return button_label(peer_rows()[2]) == "Ver"; }));
+        EXPECT_EQ(peer_names(), (Texts{"Anita (Tú)", "marta", "luis"}));
+        say("false");
+        EXPECT_TRUE(wait_until([] { return peer_rows()[2].button == nullptr; }));
+        clear_peers_list();
+        say("true");
+        EXPECT_TRUE(wait_until([] { return streams("luis"); }));
+        EXPECT_EQ(peer_names(), Texts{}) << "in no room";
     });
 }
 

@@ -73,6 +73,15 @@ std::string button_label(GtkWidget* button) {
     return or_empty(gtk_button_get_label(GTK_BUTTON(button)));
 }
 
+// What it says then is not to be read back.
+bool tells_cut_text(GtkWidget* label) {
+    const GObjectPtr<GtkTooltip> tooltip(
+        static_cast<GtkTooltip*>(g_object_new(GTK_TYPE_TOOLTIP, nullptr)));
+    gboolean is_told = FALSE;
+    g_signal_emit_by_name(label, "query-tooltip", 0, 0, FALSE, tooltip.get(), &is_told);
+    return is_told != FALSE;
+}
+
 std::string tooltip(GtkWidget* widget) {
     return or_empty(gtk_widget_get_tooltip_text(widget));
 }

@@ -30,6 +30,10 @@ std::string contents(GtkTextBuffer* buffer);
 // "" for none.
 std::string button_label(GtkWidget* button);
 std::string tooltip(GtkWidget* widget);
+
+/// Whether a label, laid out, has to cut its text, and would show all of it to a pointer over it.
+bool tells_cut_text(GtkWidget* label);
+
 std::string placeholder(GtkWidget* entry);
 
 bool has_class(GtkWidget* widget, const char* css_class);

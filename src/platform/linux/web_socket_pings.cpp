@@ -7,6 +7,8 @@ namespace {
 
 constexpr unsigned k_opcode_bits = 0x0F;
 constexpr unsigned k_ping = 9;
+constexpr unsigned k_first_control = 8; ///< those below it carry a message
+constexpr unsigned k_last_bit = 0x80;   ///< of a message in fragments
 constexpr unsigned k_length_bits = 0x7F;
 constexpr unsigned k_length_of_2 = 126; ///< the length is in the next two bytes
 constexpr unsigned k_length_of_8 = 127;
@@ -15,7 +17,11 @@ constexpr unsigned k_length_of_8 = 127;
 
 void WebSocketPings::take(unsigned char byte) {
     if (m_expected == Expected::first_byte) {
-        m_is_ping = (byte & k_opcode_bits) == k_ping;
+        const unsigned opcode = byte & k_opcode_bits;
+        m_is_ping = opcode == k_ping;
+        if (opcode < k_first_control) {
+            m_is_fragmented = (byte & k_last_bit) == 0;
+        }
         m_expected = Expected::length;
         return;
     }

@@ -64,6 +64,9 @@ gssize read_some(GPollableInputStream* stream, void* buffer, gsize size, GError*
         intake.left -= taken;
         intake.in_message += taken;
         intake.pings += intake.counter.count({static_cast<unsigned char*>(buffer), taken});
+        if (intake.counter.is_between_messages()) {
+            intake.in_message = 0; // or the pings of a long silence would count
+        }
     }
     return count;
 }

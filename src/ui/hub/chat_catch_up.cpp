@@ -41,7 +41,7 @@ bool is_behind() {
 /// False while it is too early.
 bool try_to_catch_up() {
     if (!is_behind() || (g_is_scrolled_for && !is_hub_chat_at_newest_row()) ||
-        clock_ticks_ms() - g_tried_at.value_or(0) >= k_patience_ms) {
+        clock_ticks_ms() - *g_tried_at >= k_patience_ms) {
         return true;
     }
     // Or the older page's answer would be taken for this one.

@@ -13,6 +13,7 @@
 #include "ui/room/room_internal.h"
 
 #include <cstring>
+#include <string>
 #include <utility>
 
 namespace {
@@ -61,21 +62,23 @@ void on_history_event(const ChatHistoryEvent& event) {
     set_hub_chat_loading_indicator(false);
 }
 
+std::uint32_t g_stream_run = 0; ///< of the channel, in which it was last told who streams
+
 void take_stream_start(const char* user_id) {
     copy_text(g_hub_streaming_user_id, user_id);
     g_hub_local_streaming = is_local_user(user_id);
 }
 
-void take_stream_stop(const char* user_id) {
-    if (!are_equal(user_id, g_hub_streaming_user_id)) {
+void take_stream_stop(const std::string& user_id) {
+    if (user_id != g_hub_streaming_user_id) {
         return;
     }
     g_hub_streaming_user_id[0] = '\0';
-    if (are_equal(user_id, g_hub_viewing_stream_user_id)) {
+    if (user_id == g_hub_viewing_stream_user_id) {
         g_hub_viewing_stream_user_id[0] = '\0';
         show_hub_room_chat_view();
     }
-    if (is_local_user(user_id)) {
+    if (is_local_user(user_id.c_str())) {
         g_hub_local_streaming = false;
     }
 }
@@ -84,13 +87,17 @@ void on_stream_event(const ChatStreamEvent& event) {
     if (!are_equal(event.space_id, g_selected_space_id)) {
         return;
     }
+    // One streams at a time: where the first word of a run is that somebody does not, whoever did
+    // in an earlier one has stopped meanwhile.
+    const bool is_first_word = std::exchange(g_stream_run, chat_ws_run_number()) != g_stream_run;
     if (event.is_streaming) {
         take_stream_start(event.publisher_user_id);
     } else {
-        take_stream_stop(event.publisher_user_id);
+        const bool was_missed = is_first_word && !is_local_user(g_hub_streaming_user_id);
+        take_stream_stop(was_missed ? g_hub_streaming_user_id : event.publisher_user_id);
     }
     update_hub_stream_status_label();
-    relabel_peers_list(); // whose button says what it would do
+    refresh_peers_list(); // whose buttons say what they would do
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 // See ui/hub/chat_timestamp.h.
 #include "ui/hub/chat_timestamp.h"
 
+#include "base/local_time.h"
 #include "base/text.h"
-#include "chat/local_time.h"
 
 #include <string_view>
 

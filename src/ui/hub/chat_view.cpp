@@ -121,9 +121,7 @@ void set_hub_chat_title(const char* title) {
     }
     char text[128];
     copy_text(text, first_filled(title, tr("hub_chat_default_title")));
-    const std::string shown = display_text(text);
-    gtk_label_set_text(GTK_LABEL(g_hub_chat_title_label), shown.c_str());
-    gtk_widget_set_tooltip_text(g_hub_chat_title_label, shown.c_str()); // where it is cut
+    gtk_label_set_text(GTK_LABEL(g_hub_chat_title_label), display_text(text).c_str());
 }
 
 void show_no_hub_chat() {

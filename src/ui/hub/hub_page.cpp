@@ -128,7 +128,10 @@ GtkWidget* create_spaces_scroller() {
     gtk_list_box_set_activate_on_single_click(list, FALSE);
     g_signal_connect(list, "row-selected", G_CALLBACK(on_server_row_selected), nullptr);
     g_signal_connect(list, "row-activated", G_CALLBACK(on_server_row_activated), nullptr);
-    g_signal_connect(list, "toggle-cursor-row", G_CALLBACK(on_server_row_toggled), nullptr);
+    GtkEventController* const keys = gtk_event_controller_key_new();
+    gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
+    g_signal_connect(keys, "key-pressed", G_CALLBACK(on_server_list_key_pressed), nullptr);
+    gtk_widget_add_controller(g_servers_list, keys);
     set_labelled_by(g_servers_list, g_hub_spaces_title_label);
 
     GtkWidget* const scrolled = gtk_scrolled_window_new();
@@ -200,7 +203,7 @@ gboolean fit_columns(gpointer) {
 }
 
 // Within a layout nothing can be laid out anew.
-void fit_columns_soon() {
+void fit_columns_soon(GObject*, GParamSpec*, gpointer) {
     if (g_fit_source == 0) {
         g_fit_source = g_idle_add_full(k_fit_priority, fit_columns, nullptr, nullptr);
     }

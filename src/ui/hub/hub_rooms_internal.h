@@ -76,7 +76,10 @@ std::int32_t room_index_of_id(std::string_view id);
 
 void on_server_row_selected(GtkListBox* list, GtkListBoxRow* row, gpointer data);
 void on_server_row_activated(GtkListBox* list, GtkListBoxRow* row, gpointer data);
-void on_server_row_toggled(GtkListBox* list, gpointer data);
+
+/// Key controller: keeps Space from the list, which would activate a row with it.
+gboolean on_server_list_key_pressed(GtkEventControllerKey* controller, guint key, guint code,
+                                    GdkModifierType state, gpointer data);
 
 /// GLib callback: shows the chat of the room that was clicked once. Nothing arms a timer for it.
 gboolean on_room_single_click_timeout(gpointer data);

@@ -135,7 +135,7 @@ void clear_hub_room_presence() {
     copy_text(g_hub_presence_room_id, "");
     g_hub_room_presence_count = 0;
     g_last_peers.clear();
-    show_hub_room_presence(); // first: asking may take long where the network is gone
+    show_hub_room_presence();
     sync_hub_space_users_from_room_presence();
 }
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// A room, or a person in the voice room, as a value (see ui/hub/kept_rows_internal.h).
+/// A room, or a person in the voice room, as a value (see ui/kept_rows.h).
 struct RoomListRow {
     std::int32_t room_index; ///< -1 for a person
     std::string room_id;

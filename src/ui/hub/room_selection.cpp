@@ -224,9 +224,10 @@ void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
     take_list_cursor_off_removed_row(row);
 }
 
-void on_server_row_toggled(GtkListBox* list, gpointer) {
-    // Space, too, would enter a room, microphone and all, of whoever goes on writing after a click.
-    g_signal_stop_emission_by_name(list, "toggle-cursor-row");
+gboolean on_server_list_key_pressed(GtkEventControllerKey*, guint key, guint, GdkModifierType,
+                                    gpointer) {
+    // It would enter a room, microphone and all, of whoever goes on writing after a click.
+    return key == GDK_KEY_space || key == GDK_KEY_KP_Space ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;
 }
 
 void on_server_row_activated(GtkListBox*, GtkListBoxRow* row, gpointer) {

@@ -7,8 +7,8 @@
 #include "ui/editable_text.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
-#include "ui/hub/kept_rows_internal.h"
 #include "ui/hub/room_rows_internal.h"
+#include "ui/kept_rows.h"
 #include "ui/localisation.h"
 #include "ui/sanitisers.h"
 

@@ -22,17 +22,8 @@ constexpr int k_presence_indent = 48;
 constexpr int k_row_gap = 2;
 constexpr int k_presence_gap = 1;
 
-// Shorter ones fit the column, and a tooltip that repeats them would only be in the way.
-constexpr glong k_long_name = 18; // characters, the widest of which a bold title holds
-
 void show_name(GtkWidget* label, const std::string& name) {
-    const std::string shown = display_text(name.c_str());
-    gtk_label_set_text(GTK_LABEL(label), shown.c_str());
-    if (g_utf8_strlen(shown.c_str(), -1) > k_long_name) {
-        gtk_widget_set_tooltip_text(label, shown.c_str());
-    } else if (gtk_widget_get_has_tooltip(label) != FALSE) {
-        gtk_widget_set_tooltip_text(label, nullptr);
-    }
+    gtk_label_set_text(GTK_LABEL(label), display_text(name.c_str()).c_str());
 }
 
 GtkWidget* append_name(GtkWidget* box, const std::string& name,
@@ -40,6 +31,7 @@ GtkWidget* append_name(GtkWidget* box, const std::string& name,
     GtkWidget* const label = append_label(box, "", classes);
     gtk_widget_set_halign(label, GTK_ALIGN_START);
     gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
+    tell_cut_text(label);
     show_name(label, name);
     return label;
 }

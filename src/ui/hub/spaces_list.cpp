@@ -1,7 +1,7 @@
 // The hub's list of spaces, rooms and who is present. Called after every change of what it shows.
 #include "ui/hub/hub_internal.h"
-#include "ui/hub/kept_rows_internal.h"
 #include "ui/hub/space_rows_internal.h"
+#include "ui/kept_rows.h"
 
 #include <utility>
 

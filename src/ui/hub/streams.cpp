@@ -137,7 +137,7 @@ void clear_hub_stream_state_for_space_change() {
     g_hub_viewing_stream_user_id[0] = '\0';
     show_hub_room_chat_view();
     update_hub_stream_status_label();
-    relabel_peers_list();
+    refresh_peers_list();
 }
 
 void on_hub_space_user_stream_action_clicked(GtkWidget* button, gpointer) {

@@ -13,18 +13,9 @@
 
 namespace {
 
-// What is too long for its column stands in the tooltip.
-void show_whole(GtkWidget* label, const char* text) {
+void show(GtkWidget* label, const char* text) {
     if (label != nullptr) {
-        const std::string shown = display_text(text);
-        gtk_label_set_text(GTK_LABEL(label), shown.c_str());
-        gtk_widget_set_tooltip_text(label, shown.c_str());
-    }
-}
-
-void show_in_room(const char* name) {
-    if (g_user_label != nullptr) {
-        gtk_label_set_text(GTK_LABEL(g_user_label), display_text(name).c_str());
+        gtk_label_set_text(GTK_LABEL(label), display_text(text).c_str());
     }
 }
 
@@ -51,8 +42,8 @@ const char* get_shown_display_name() {
 void set_display_name_from_raw_input(const char* text) {
     copy_text(g_display_name, sanitize_username(or_empty(text)));
     const char* const shown = get_shown_display_name();
-    show_in_room(shown);
-    show_whole(g_hub_user_name_label, shown);
+    show(g_user_label, shown);
+    show(g_hub_user_name_label, shown);
     if (!g_hub_user_name_editing) {
         fill(g_hub_display_name_entry, shown);
     }
@@ -108,6 +99,6 @@ void on_hub_user_name_entry_focus_leave(GtkEventController*, gpointer) {
 }
 
 void refresh_hub_user_profile() {
-    show_whole(g_hub_user_name_label, get_shown_display_name());
-    show_whole(g_hub_user_email_label, first_filled(g_user_email, "-"));
+    show(g_hub_user_name_label, get_shown_display_name());
+    show(g_hub_user_email_label, first_filled(g_user_email, "-"));
 }

@@ -107,5 +107,5 @@ void relabel_room_view() {
     if (g_chat_send_btn != nullptr) {
         set_tooltip_and_name(g_chat_send_btn, tr("hub_chat_send_btn"));
     }
-    relabel_peers_list();
+    refresh_peers_list();
 }

@@ -8,14 +8,15 @@
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/kept_rows.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -27,74 +28,49 @@ constexpr int k_microphone_width = 20; // the local user's icon and the others' 
 constexpr const char* k_stream_user_id = "stream-user-id";
 
 GtkWidget* g_local_microphone = nullptr;
-
-struct Participant {
-    std::string text;
-    std::string stream_user_id; ///< what the row's button is for; empty: no button
-    bool is_local;
-    bool speaking;
-};
-
-/// What a row is made of.
-struct Row {
-    GtkListBoxRow* row;
-    GtkWidget* dot;
-    GtkWidget* microphone;
-    GtkWidget* name;
-    GtkWidget* button; ///< null without one
-};
+std::vector<Peer> g_peers; // those of the list, beside the local user
 
 GtkListBox* peers_list() {
     return GTK_LIST_BOX(g_peers_list);
 }
 
-Row parts_of(GtkListBoxRow* row) {
-    Row parts{row, gtk_widget_get_first_child(gtk_list_box_row_get_child(row)), nullptr, nullptr,
-              nullptr};
-    parts.microphone = gtk_widget_get_next_sibling(parts.dot);
-    parts.name = gtk_widget_get_next_sibling(parts.microphone);
-    parts.button = gtk_widget_get_next_sibling(parts.name);
-    return parts;
-}
+/// A row as a value (see ui/kept_rows.h).
+struct Participant {
+    std::string text;
+    std::string stream_user_id; ///< what the row's button is for; empty: no button
+    std::string button_text;
+    bool is_local;
+    bool speaking;
 
-std::vector<Row> shown_rows() {
-    std::vector<Row> rows;
-    int index = 0;
-    while (GtkListBoxRow* const row = gtk_list_box_get_row_at_index(peers_list(), index)) {
-        rows.push_back(parts_of(row));
-        ++index;
+    bool operator==(const Participant&) const = default;
+    bool stands_for_same(const Participant& other) const {
+        return is_local == other.is_local && text == other.text;
     }
-    return rows;
-}
-
-const char* stream_user_id_of(GtkWidget* button) {
-    return static_cast<const char*>(g_object_get_data(G_OBJECT(button), k_stream_user_id));
-}
-
-void update_stream_button(GtkWidget* button) {
-    const char* key = "hub_stream_view_btn";
-    if (std::strcmp(stream_user_id_of(button), STREAM_SELF_TARGET_ID) == 0) {
-        key = g_hub_local_streaming ? "hub_stream_stop_btn" : "hub_stream_share_btn";
+    bool has_same_widgets(const Participant& other) const {
+        return is_local == other.is_local && has_button() == other.has_button();
     }
-    gtk_button_set_label(GTK_BUTTON(button), tr(key));
-}
+    GtkWidget* create_widget() const;
+    void update_widget(GtkWidget* row) const;
+
+  private:
+    bool has_button() const { return !stream_user_id.empty(); }
+};
 
 // The stream is shown within the hub.
 void on_stream_button_done(GtkWidget* button, gpointer) {
-    update_stream_button(button);
-    if (std::strcmp(g_hub_viewing_stream_user_id, stream_user_id_of(button)) == 0) {
+    const auto* const data =
+        static_cast<const char*>(g_object_get_data(G_OBJECT(button), k_stream_user_id));
+    const bool is_watched = std::strcmp(g_hub_viewing_stream_user_id, or_empty(data)) == 0;
+    refresh_peers_list();
+    if (is_watched) {
         switch_to_hub_page();
     }
 }
 
-GtkWidget* create_stream_button(const std::string& user_id) {
-    GtkWidget* const button = gtk_button_new();
-    gtk_widget_add_css_class(button, "suggested-action");
+GtkWidget* create_stream_button() {
+    GtkWidget* const button = create_text_button(
+        "", "suggested-action", G_CALLBACK(on_hub_space_user_stream_action_clicked));
     gtk_widget_set_valign(button, GTK_ALIGN_CENTER);
-    g_object_set_data_full(G_OBJECT(button), k_stream_user_id, g_strdup(user_id.c_str()), g_free);
-    update_stream_button(button);
-    g_signal_connect(button, "clicked", G_CALLBACK(on_hub_space_user_stream_action_clicked),
-                     nullptr);
     g_signal_connect(button, "clicked", G_CALLBACK(on_stream_button_done), nullptr);
     return button;
 }
@@ -105,20 +81,20 @@ GtkWidget* create_microphone(bool is_local) {
     return microphone;
 }
 
-void append_row(const Participant& participant) {
+GtkWidget* Participant::create_widget() const {
     GtkWidget* const box =
         create_row_box(GTK_ORIENTATION_HORIZONTAL, k_row_spacing, k_row_start_margin, k_row_gap);
     gtk_widget_add_css_class(box, "peer-item");
-    GtkWidget* const dot = append_speaking_dot(box, participant.speaking);
-    GtkWidget* const microphone = create_microphone(participant.is_local);
+    GtkWidget* const dot = append_speaking_dot(box, speaking);
+    GtkWidget* const microphone = create_microphone(is_local);
     gtk_box_append(GTK_BOX(box), microphone);
-    GtkWidget* const name = append_caption(box, participant.text.c_str(), {});
+    GtkWidget* const name = append_caption(box, "", {});
     gtk_widget_set_halign(name, GTK_ALIGN_START);
     gtk_widget_set_hexpand(name, TRUE);
-    if (!participant.stream_user_id.empty()) {
-        gtk_box_append(GTK_BOX(box), create_stream_button(participant.stream_user_id));
+    if (has_button()) {
+        gtk_box_append(GTK_BOX(box), create_stream_button());
     }
-    if (participant.is_local) {
+    if (is_local) {
         gtk_widget_add_css_class(name, "local-user");
         keep(g_local_speaking_indicator, dot);
         keep(g_local_microphone, microphone);
@@ -128,73 +104,47 @@ void append_row(const Participant& participant) {
     // The keyboard goes from row to row, to read and to scroll, but there is nothing to choose.
     GtkWidget* const row = create_reading_row(box);
     set_labelled_by(row, name);
-    gtk_list_box_append(peers_list(), row);
+    update_widget(row);
+    return row;
+}
+
+void Participant::update_widget(GtkWidget* row) const {
+    GtkWidget* const dot =
+        gtk_widget_get_first_child(gtk_list_box_row_get_child(GTK_LIST_BOX_ROW(row)));
+    GtkWidget* const name = gtk_widget_get_next_sibling(gtk_widget_get_next_sibling(dot));
+    show_speaking(dot, speaking);
+    gtk_label_set_text(GTK_LABEL(name), text.c_str());
+    if (has_button()) {
+        GtkWidget* const button = gtk_widget_get_next_sibling(name);
+        g_object_set_data_full(G_OBJECT(button), k_stream_user_id, g_strdup(stream_user_id.c_str()),
+                               g_free);
+        gtk_button_set_label(GTK_BUTTON(button), button_text.c_str());
+    }
 }
 
 Participant local_participant() {
     char text[80];
     format_text(text, "%s (Tú)", first_filled(g_display_name, g_username));
-    return {display_text(text), STREAM_SELF_TARGET_ID, true, g_was_speaking};
+    return {display_text(text), STREAM_SELF_TARGET_ID,
+            tr(g_hub_local_streaming ? "hub_stream_stop_btn" : "hub_stream_share_btn"), true,
+            g_was_speaking};
 }
 
 bool is_local_name(const char* name) {
     return std::strcmp(name, g_display_name) == 0 || std::strcmp(name, g_username) == 0;
 }
 
-std::vector<Participant> participants_of(std::span<const Peer> peers) {
-    std::vector<Participant> participants{local_participant()};
-    for (const Peer& peer : peers) {
+std::vector<Participant> participants() {
+    std::vector<Participant> all{local_participant()};
+    for (const Peer& peer : g_peers) {
         if (is_empty(peer.username) || is_local_name(peer.username)) {
             continue;
         }
         const bool streams = peer_name_matches_active_streamer(peer.username);
-        participants.push_back({display_text(peer.username), streams ? g_hub_streaming_user_id : "",
-                                false, peer.speaking != 0});
+        all.push_back({display_text(peer.username), streams ? g_hub_streaming_user_id : "",
+                       tr("hub_stream_view_btn"), false, peer.speaking != 0});
     }
-    return participants;
-}
-
-bool shows(const Row& row, const Participant& participant) {
-    const char* const stream_user_id = row.button == nullptr ? "" : stream_user_id_of(row.button);
-    return participant.text == gtk_label_get_text(GTK_LABEL(row.name)) &&
-           participant.stream_user_id == stream_user_id &&
-           participant.is_local == (row.dot == g_local_speaking_indicator);
-}
-
-// Where the keyboard is among the rows.
-struct KeyboardPlace {
-    std::size_t index;
-    std::string name;
-    bool is_on_button;
-};
-
-std::optional<KeyboardPlace> keyboard_place(const std::vector<Row>& rows) {
-    GtkRoot* const root = gtk_widget_get_root(g_peers_list);
-    GtkWidget* const focus = root == nullptr ? nullptr : gtk_root_get_focus(root);
-    for (std::size_t i = 0; focus != nullptr && i < rows.size(); ++i) {
-        const Row& row = rows[i];
-        if (focus == GTK_WIDGET(row.row) || focus == row.button) {
-            return KeyboardPlace{i, gtk_label_get_text(GTK_LABEL(row.name)), focus == row.button};
-        }
-    }
-    return std::nullopt;
-}
-
-// To the same person among the new rows, else to who has taken the place.
-void restore_keyboard(const KeyboardPlace& place, std::size_t first_new_row) {
-    const std::vector<Row> rows = shown_rows();
-    auto row = std::find_if(rows.begin() + static_cast<std::ptrdiff_t>(first_new_row), rows.end(),
-                            [&place](const Row& candidate) {
-                                return place.name == gtk_label_get_text(GTK_LABEL(candidate.name));
-                            });
-    if (row == rows.end()) {
-        row = rows.begin() + static_cast<std::ptrdiff_t>(std::min(place.index, rows.size() - 1));
-    }
-    const bool to_button = place.is_on_button && row->button != nullptr;
-    GtkAdjustment* const position = gtk_list_box_get_adjustment(peers_list());
-    const double before = gtk_adjustment_get_value(position);
-    gtk_widget_grab_focus(to_button ? row->button : GTK_WIDGET(row->row));
-    gtk_adjustment_set_value(position, before); // the new rows have no place to scroll to yet
+    return all;
 }
 
 } // namespace
@@ -210,29 +160,24 @@ void update_local_microphone() {
     }
 }
 
-void relabel_peers_list() {
-    if (g_peers_list == nullptr) {
-        return;
-    }
-    for (const Row& row : shown_rows()) {
-        if (row.button != nullptr) {
-            update_stream_button(row.button);
-        }
+void refresh_peers_list() {
+    if (g_peers_list != nullptr && gtk_widget_get_first_child(g_peers_list) != nullptr) {
+        show_rows(peers_list(), participants());
     }
 }
 
 void clear_peers_list() {
-    if (g_peers_list == nullptr) {
-        return;
-    }
-    for (const Row& row : shown_rows()) {
-        gtk_list_box_remove(peers_list(), GTK_WIDGET(row.row));
+    g_peers.clear();
+    if (g_peers_list != nullptr) {
+        show_rows(peers_list(), std::vector<Participant>{});
     }
 }
 
 void add_local_user_to_peers() {
     if (g_peers_list != nullptr) {
-        append_row(local_participant());
+        std::vector<Participant> rows = shown_rows<Participant>(peers_list());
+        rows.push_back(local_participant());
+        show_rows(peers_list(), std::move(rows));
     }
 }
 
@@ -248,36 +193,14 @@ bool peer_name_matches_active_streamer(const char* name) {
     });
 }
 
-// Rows that say what they said before stay, down to the first that does not: somebody's beginning
-// to speak neither moves the keyboard nor takes a button from under the pointer.
 void GUI_UpdatePeerList(const Peer* peers, int count) {
     if (g_peers_list == nullptr) {
         return;
     }
     const std::span<const Peer> shown(
         peers, peers == nullptr || count < 0 ? 0 : static_cast<std::size_t>(count));
-    const std::vector<Participant> participants = participants_of(shown);
-    const std::vector<Row> rows = shown_rows();
-    const std::optional<KeyboardPlace> place = keyboard_place(rows);
-
-    std::size_t kept = 0;
-    while (kept < rows.size() && kept < participants.size() &&
-           shows(rows[kept], participants[kept])) {
-        show_speaking(rows[kept].dot, participants[kept].speaking);
-        if (rows[kept].button != nullptr) {
-            update_stream_button(rows[kept].button);
-        }
-        ++kept;
-    }
+    g_peers.assign(shown.begin(), shown.end());
+    show_rows(peers_list(), participants());
     update_local_microphone();
-    for (std::size_t i = kept; i < rows.size(); ++i) {
-        gtk_list_box_remove(peers_list(), GTK_WIDGET(rows[i].row));
-    }
-    for (std::size_t i = kept; i < participants.size(); ++i) {
-        append_row(participants[i]);
-    }
-    if (place && place->index >= kept) {
-        restore_keyboard(*place, kept);
-    }
     sync_hub_room_presence_from_peers(peers, static_cast<int>(shown.size()));
 }

@@ -1,8 +1,8 @@
 // The text lines of the voice room: what comes in, and what the user sends. Called by the core
 // through the facade, and by the channel tab's controls.
 #include "backend/identity.h"
+#include "base/local_time.h"
 #include "base/text.h"
-#include "chat/local_time.h"
 #include "ui/display_text.h"
 #include "ui/editable_text.h"
 #include "ui/room/room_internal.h"
@@ -116,6 +116,18 @@ bool has_reader_gone_back(const Place& now) {
            now.upper == g_brought_to->upper && now.page == g_brought_to->page;
 }
 
+// So that they are known when the reader goes back before the next frame.
+void on_heights_changed(GtkAdjustment* position, gpointer) {
+    if (!g_brought_to.has_value()) {
+        return;
+    }
+    Place now = read_place(position);
+    if (now.upper >= g_brought_to->upper) { // then nobody but the reader goes back
+        now.value = std::max(now.value, g_brought_to->value);
+    }
+    g_brought_to = now;
+}
+
 gboolean settle(GtkWidget* view, GdkFrameClock*, gpointer) {
     GtkAdjustment* const position = chat_position();
     if (has_reader_gone_back(read_place(position))) {
@@ -188,7 +200,9 @@ void keep_newest_in_view() {
     g_view_height = 0.0;
     g_frames_to_settle = 0;
     GtkAdjustment* const position = chat_position();
+    g_brought_to.reset();
     g_signal_connect(position, "value-changed", G_CALLBACK(on_position_changed), nullptr);
+    g_signal_connect(position, "changed", G_CALLBACK(on_heights_changed), nullptr);
     g_signal_connect(position, "notify::page-size", G_CALLBACK(on_height_changed), nullptr);
 }
 

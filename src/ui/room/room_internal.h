@@ -25,7 +25,10 @@ bool peer_name_matches_active_streamer(const char* name);
 /// Gives the rows and the controls without a text of their own what they say in the current
 /// language.
 void relabel_room_view();
-void relabel_peers_list();
+
+/// Shows the participants of the latest list anew, after a change of who streams or of the
+/// language.
+void refresh_peers_list();
 
 /// Lets a reader at the end of the chat stay there when the view's height changes. Once, when the
 /// view is in what it scrolls in.

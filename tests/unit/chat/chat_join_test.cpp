@@ -50,7 +50,9 @@ TEST_F(ChatJoin, SpaceThatWasJoinedIsNotAskedForAgain) {
     EXPECT_TRUE(chat_ws_join_space_chat("space-1"));
     EXPECT_EQ(ChatClock::now(), begin) << "at once";
     EXPECT_EQ(sent_after_introduction(), Texts{k_request});
-    EXPECT_EQ(lines().back(), "[HUB][CHAT][JOIN] already-joined spaceId=space-1");
+    Texts all = lines(); // the channel's thread writes its own when it comes to it
+    std::erase(all, "[HUB][CHAT][JOIN] ws-chat:joined spaceId=space-1");
+    EXPECT_EQ(all.back(), "[HUB][CHAT][JOIN] already-joined spaceId=space-1");
 }
 
 // The first one has been answered and does not know it yet.

@@ -1,5 +1,5 @@
-// See ui/hub/kept_rows_internal.h.
-#include "ui/hub/kept_rows_internal.h"
+// See ui/kept_rows.h.
+#include "ui/kept_rows.h"
 
 GtkListBoxRow* focused_row(GtkListBox* list) {
     GtkRoot* const root = gtk_widget_get_root(GTK_WIDGET(list));

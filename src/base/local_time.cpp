@@ -1,13 +1,13 @@
-// See chat/local_time.h.
-#include "chat/local_time.h"
+// See base/local_time.h.
+#include "base/local_time.h"
 
 #include <ctime>
 #include <mutex>
 
 namespace {
 
-// The C library's conversion to local time answers in one static record on every system, so this
-// module's callers take turns; the copy is all that leaves the lock.
+// The C library's conversion to local time answers in one static record on every system, so the
+// callers take turns; the copy is all that leaves the lock.
 std::tm local_time_now() {
     static std::mutex mutex;
     const std::lock_guard lock(mutex);

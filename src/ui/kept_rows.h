@@ -1,5 +1,5 @@
 // A list box that is filled anew from values, and whose rows are kept where they can show what has
-// come. Called by the hub's list and the rooms page. Main thread.
+// come. Called by the hub's list, the rooms page and the room's participants. Main thread.
 //
 // A `Row` is one row as a value, which all that is to be seen of it follows from. It has an ==, and
 // stands_for_same() for the row of the same space, room or person, has_same_widgets() for one whose
@@ -34,8 +34,8 @@ std::vector<Row>& shown_rows(GtkListBox* list) {
     return *rows;
 }
 
-/// Keeps the keyboard on the row of the same space, room or person, and the list where it was
-/// scrolled to, while rows are replaced.
+/// Keeps the keyboard on the row of the same space, room or person, or on the button in it, and the
+/// list where it was scrolled to, while rows are replaced.
 template <typename Row>
 class ReadersPlace {
   public:
@@ -46,6 +46,8 @@ class ReadersPlace {
         }
         if (GtkListBoxRow* const row = focused_row(list)) {
             m_focused = row_at(shown, row);
+            m_focused_at = gtk_list_box_row_get_index(row);
+            m_is_within = gtk_widget_is_focus(GTK_WIDGET(row)) == FALSE;
         }
     }
 
@@ -69,17 +71,33 @@ class ReadersPlace {
         const auto same = std::ranges::find_if(
             shown, [this](const Row& row) { return row.stands_for_same(*m_focused); });
         if (same == shown.end()) {
-            focus_list(GTK_WIDGET(m_list));
+            focus_successor(static_cast<int>(shown.size()));
             return;
         }
-        gtk_widget_grab_focus(GTK_WIDGET(
-            gtk_list_box_get_row_at_index(m_list, static_cast<int>(same - shown.begin()))));
+        GtkListBoxRow* const row =
+            gtk_list_box_get_row_at_index(m_list, static_cast<int>(same - shown.begin()));
+        if (!m_is_within ||
+            !gtk_widget_child_focus(gtk_list_box_row_get_child(row), GTK_DIR_TAB_FORWARD)) {
+            gtk_widget_grab_focus(GTK_WIDGET(row));
+        }
+    }
+
+    // To the selected row, else to the one that has taken the place.
+    void focus_successor(int count) const {
+        if (count > 0 && gtk_list_box_get_selected_row(m_list) == nullptr) {
+            gtk_widget_grab_focus(GTK_WIDGET(
+                gtk_list_box_get_row_at_index(m_list, std::min(m_focused_at, count - 1))));
+        } else {
+            focus_list(GTK_WIDGET(m_list));
+        }
     }
 
     GtkListBox* m_list;
     GtkAdjustment* m_scrolling;
     double m_scrolled_to = 0.0;
     std::optional<Row> m_focused;
+    int m_focused_at = 0;
+    bool m_is_within = false;
 };
 
 /// The rows before the first and behind the last change stay as they are, and of those between
@@ -115,8 +133,10 @@ void replace_rows(GtkListBox* list, const std::vector<Row>& shown, const std::ve
 
 /// Makes the list show the rows and select the first that `is_selected` names, or none. The caller
 /// minds that this is no choice of the user's.
-template <typename Row, typename Predicate>
-void show_rows(GtkListBox* list, std::vector<Row> rows, Predicate is_selected) {
+template <typename Row, typename Predicate = bool (*)(const Row&)>
+void show_rows(
+    GtkListBox* list, std::vector<Row> rows,
+    Predicate is_selected = [](const Row&) { return false; }) {
     std::vector<Row>& shown = shown_rows<Row>(list);
     const ReadersPlace<Row> place(list, shown);
     replace_rows(list, shown, rows);
