@@ -103,6 +103,9 @@ using SecondPressHandler = void (*)();
 /// pointer through, were modal from the first moment.
 void watch_window_input(GtkWidget* window);
 
+/// Of keys and buttons in the main window, in all.
+std::uint32_t count_window_presses();
+
 /// For what the last press of the pointer led to, where it shows a popup: GTK would make nothing of
 /// a double click's second press then. `handler` is called, on the main loop, when that press
 /// comes, or has come when the wait is over.

@@ -16,6 +16,7 @@ struct Press {
     SecondPressHandler on_second = nullptr;
 };
 
+std::uint32_t g_presses = 0;
 std::optional<Press> g_last_press;
 SecondPressHandler g_due = nullptr; // the second press came while somebody waited
 guint g_release_id = 0;
@@ -83,6 +84,7 @@ bool take_press(const Press& press) {
 gboolean on_event(GtkEventControllerLegacy*, GdkEvent* event, gpointer) {
     const GdkEventType type = gdk_event_get_event_type(event);
     bool is_taken = false;
+    g_presses += type == GDK_BUTTON_PRESS || type == GDK_KEY_PRESS ? 1U : 0U;
     if (is_primary_press(event)) {
         is_taken = take_press(read_press(event));
     } else if (type == GDK_BUTTON_PRESS || type == GDK_KEY_PRESS) {
@@ -112,6 +114,10 @@ void watch_window_input(GtkWidget* window) {
     gtk_event_controller_set_propagation_phase(controller, GTK_PHASE_CAPTURE);
     g_signal_connect(controller, "event", G_CALLBACK(on_event), nullptr);
     gtk_widget_add_controller(window, controller);
+}
+
+std::uint32_t count_window_presses() {
+    return g_presses;
 }
 
 void expect_second_press(SecondPressHandler handler) {

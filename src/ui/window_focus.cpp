@@ -9,16 +9,17 @@ namespace {
 
 constexpr guint k_retry_interval_ms = 120;
 
-void restore_main_window_focus(bool is_retry) {
+std::uint32_t g_presses_at_restore = 0; // by the first run after a dialog
+
+void restore_main_window_focus() {
     if (g_window == nullptr) {
         return;
     }
-    GtkWindow* const window = GTK_WINDOW(g_window);
-    gtk_window_present(window);
+    gtk_window_present(GTK_WINDOW(g_window));
     // Who has gone on to write meanwhile goes on, and on another page than the hub the field that
     // had the keyboard keeps it.
-    const bool was_moved = is_retry && gtk_window_get_focus(window) != nullptr;
-    if (!was_moved && g_servers_list != nullptr && gtk_widget_get_mapped(g_servers_list) != FALSE) {
+    const bool goes_on = count_window_presses() != g_presses_at_restore;
+    if (!goes_on && g_servers_list != nullptr && gtk_widget_get_mapped(g_servers_list) != FALSE) {
         focus_spaces_list();
     }
 }
@@ -118,13 +119,14 @@ void focus_spaces_list() {
 }
 
 gboolean restore_main_window_focus_idle(gpointer) {
-    restore_main_window_focus(false);
+    g_presses_at_restore = count_window_presses();
+    restore_main_window_focus();
     return G_SOURCE_REMOVE;
 }
 
 gboolean restore_main_window_focus_retry(gpointer remaining_tries) {
     const int tries = GPOINTER_TO_INT(remaining_tries);
-    restore_main_window_focus(true);
+    restore_main_window_focus();
     if (tries >= 2) {
         g_timeout_add(k_retry_interval_ms, restore_main_window_focus_retry,
                       GINT_TO_POINTER(tries - 1));

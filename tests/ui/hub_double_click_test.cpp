@@ -4,6 +4,7 @@
 
 #include "backend/hub_tables.h"
 #include "base/glib_owner.h"
+#include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
 #include "ui/ui_internal.h"
@@ -309,6 +310,22 @@ TEST_F(HubDoubleClick, WhatIsTypedAfterAClickEntersNoRoom) {
         wait_until([] { return keyboard() == rows().at(3); });
         play({"key", "Return"});
         wait_until([this] { return voice_journal() == Texts{"connect", "join r3"}; });
+    });
+}
+
+TEST_F(HubDoubleClick, WhoGoesOnToWriteAfterAMessageKeepsTheKeyboard) {
+    run_interface([this] {
+        show_spaces();
+        restore_main_window_focus_idle(nullptr);
+        EXPECT_EQ(keyboard(), rows().at(0));
+        play({"key", "Tab", "Tab"});
+        wait_until([] { return keyboard() == g_hub_chat_input_view; });
+        for (const int tries : {1, 1}) {
+            restore_main_window_focus_retry(GINT_TO_POINTER(tries));
+            EXPECT_EQ(keyboard(), g_hub_chat_input_view);
+        }
+        restore_main_window_focus_idle(nullptr); // of another message
+        EXPECT_EQ(keyboard(), rows().at(0));
     });
 }
 
