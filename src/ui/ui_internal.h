@@ -169,10 +169,12 @@ void on_register_back_clicked(GtkWidget* sender, gpointer data);
 // Focus (window_focus.cpp).
 extern GtkWidget* g_servers_list;
 
-/// While Tab moves the keyboard to a row of a list, which GTK then selects: nobody has chosen it.
-extern bool g_tab_moves_keyboard;
+/// While Tab, or an arrow key from elsewhere, brings the keyboard to a row of the spaces list,
+/// which GTK then selects: nobody has chosen it.
+extern bool g_keyboard_is_passing;
 
-/// Has Tab go past a list as past one thing, however many rows it has, and choose none of them.
+/// Has Tab go past a list as past one thing, however many rows it has, and chooses no space with
+/// it.
 void watch_tab_key(GtkWidget* window);
 
 /// Whether the keyboard is on something in the widget.

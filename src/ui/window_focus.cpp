@@ -54,26 +54,31 @@ bool move_within_row(GtkWidget* row, GtkWidget* focus, GtkDirectionType directio
     return focus != row && !is_forward && gtk_widget_grab_focus(row);
 }
 
-// From row to row go the arrow keys: GTK's own Tab goes through all of them, and selects each.
-void before_move_focus(GtkWindow* window, GtkDirectionType direction, gpointer) {
-    if (direction != GTK_DIR_TAB_FORWARD && direction != GTK_DIR_TAB_BACKWARD) {
-        return;
-    }
-    GtkWidget* const focus = gtk_window_get_focus(window);
+// Whether it is done with: the keyboard has gone to a button in the row that has it. From row to
+// row go the arrow keys; GTK's own Tab goes through all rows, and selects each.
+bool move_by_tab(GtkWidget* focus, GtkDirectionType direction) {
     GtkWidget* const row = ancestor_of(focus, GTK_TYPE_LIST_BOX_ROW);
     if (row != nullptr && move_within_row(row, focus, direction)) {
-        g_signal_stop_emission_by_name(window, "move-focus");
-        return;
+        return true;
     }
-    g_tab_moves_keyboard = true;
-    g_had_selected_space = selected_space_row() != nullptr;
     pass_by(ancestor_of(focus, GTK_TYPE_LIST_BOX));
     // Tab comes to what scrolls it: the first of its rows is the oldest message.
     pass_by(g_hub_chat_list);
+    return false;
+}
+
+void before_move_focus(GtkWindow* window, GtkDirectionType direction, gpointer) {
+    const bool is_tab = direction == GTK_DIR_TAB_FORWARD || direction == GTK_DIR_TAB_BACKWARD;
+    if (is_tab && move_by_tab(gtk_window_get_focus(window), direction)) {
+        g_signal_stop_emission_by_name(window, "move-focus");
+    } else if (is_tab || g_servers_list == nullptr || !has_keyboard_within(g_servers_list)) {
+        g_keyboard_is_passing = true;
+        g_had_selected_space = selected_space_row() != nullptr;
+    }
 }
 
 void after_move_focus(GtkWindow*, GtkDirectionType, gpointer) {
-    if (!g_tab_moves_keyboard) {
+    if (!g_keyboard_is_passing) {
         return;
     }
     for (const auto& list : g_passed_lists) {
@@ -83,13 +88,13 @@ void after_move_focus(GtkWindow*, GtkDirectionType, gpointer) {
     if (!g_had_selected_space && selected_space_row() != nullptr) {
         gtk_list_box_unselect_all(GTK_LIST_BOX(g_servers_list));
     }
-    g_tab_moves_keyboard = false;
+    g_keyboard_is_passing = false;
 }
 
 } // namespace
 
 GtkWidget* g_servers_list = nullptr;
-bool g_tab_moves_keyboard = false;
+bool g_keyboard_is_passing = false;
 
 void watch_tab_key(GtkWidget* window) {
     g_signal_connect(window, "move-focus", G_CALLBACK(before_move_focus), nullptr);

@@ -7,6 +7,8 @@
 #include "ui/hub/hub_rooms_internal.h"
 #include "ui/ui_internal.h"
 
+#include <utility>
+
 namespace {
 
 class HubKeyboard : public HubTest {
@@ -99,6 +101,24 @@ TEST_F(HubKeyboard, TabIntoAListWithoutAChoiceMakesNone) {
         press_on_list("activate-cursor-row"); // Enter
         EXPECT_STREQ(g_selected_space_id, "s2");
         EXPECT_EQ(keyboard(), rows().at(1));
+    });
+}
+
+TEST_F(HubKeyboard, TheArrowKeysIntoAListMakeNoChoiceEither) {
+    run_interface([this] {
+        show_two_spaces();
+        be_in_room("r1");
+        forget_requests();
+        gtk_list_box_unselect_all(GTK_LIST_BOX(g_servers_list));
+        for (const auto& [start, direction] : {std::pair{g_hub_chat_scroll, GTK_DIR_LEFT},
+                                               std::pair{g_hub_user_edit_btn, GTK_DIR_RIGHT}}) {
+            gtk_widget_grab_focus(start);
+            g_signal_emit_by_name(g_window, "move-focus", direction);
+            EXPECT_TRUE(has_keyboard_within(g_servers_list));
+            EXPECT_EQ(selected_row(), nullptr);
+        }
+        EXPECT_EQ(requests(), Texts{});
+        EXPECT_STREQ(g_selected_space_id, "s1");
     });
 }
 

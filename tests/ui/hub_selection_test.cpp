@@ -4,6 +4,7 @@
 
 #include "backend/spaces_api.h"
 #include "base/text.h"
+#include "chat/chat_connection.h"
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
@@ -307,11 +308,33 @@ TEST_F(HubSelection, ASpacesOwnRowComesBackToItsChat) {
         EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
         EXPECT_EQ(fake_frame_value(chat.sent().back(), "type"), "stream:unwatch");
         select(1);
+        show_hub_stream_view_for_user("u2");
+        chat_ws_stop();
+        const std::int64_t begin = g_get_monotonic_time();
+        leave_watched_hub_stream();
+        EXPECT_LT(g_get_monotonic_time() - begin, 1'000'000) << "nobody is waited for";
+        EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
         copy_text(g_hub_chat_scope_type, "room");
         copy_text(g_hub_chat_scope_id, "r1");
         select(0);
         EXPECT_STREQ(g_hub_chat_scope_type, "space");
         EXPECT_STREQ(g_hub_chat_scope_id, "s1");
+    });
+}
+
+TEST_F(HubSelection, ASpaceThatIsLoadedAnewComesBackToItsChatToo) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        show_hub();
+        answer("GET /api/spaces/s1/rooms", 500, "{}");
+        select(0);
+        take_alert();
+        show_hub_stream_view_for_user("u2");
+        press_on_list("unselect-all");
+        select(0);
+        take_alert();
+        EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
+        EXPECT_EQ(label(g_hub_stream_status_label), "No hay stream activo ahora.");
     });
 }
 

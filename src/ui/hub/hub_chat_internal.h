@@ -172,3 +172,6 @@ void update_hub_stream_status_label();
 void clear_hub_stream_state_for_space_change();
 void on_hub_space_user_stream_action_clicked(GtkWidget* button, gpointer data);
 void on_hub_stream_back_to_chat_clicked(GtkWidget* button, gpointer data);
+
+/// The way back to the chat of who has chosen the space: said where that takes no waiting.
+void leave_watched_hub_stream();

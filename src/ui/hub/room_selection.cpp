@@ -76,6 +76,8 @@ bool switch_space(std::int32_t index, bool is_another) {
     if (is_another) {
         clear_hub_stream_state_for_space_change();
         forget_newest_hub_chat_page(); // the popup's loop must not ask for it in this space's name
+    } else {
+        leave_watched_hub_stream();
     }
     if (!select_space_behind_popup(
             index, tr(is_another ? "msg_switching_space" : "msg_loading_space_data"))) {
@@ -189,7 +191,7 @@ std::int32_t room_index_of_id(std::string_view id) {
 }
 
 void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
-    if (g_refreshing_hub_list || g_tab_moves_keyboard) {
+    if (g_refreshing_hub_list || g_keyboard_is_passing) {
         return;
     }
     const ClickedRow clicked = read_row(row);
@@ -211,7 +213,7 @@ void on_server_row_selected(GtkListBox*, GtkListBoxRow* row, gpointer) {
         is_there = switch_space(clicked.space_index, is_another);
     } else {
         if (clicked.room_index < 0) {
-            on_hub_stream_back_to_chat_clicked(nullptr, nullptr);
+            leave_watched_hub_stream();
             show_hub_space_info_view_for_index(clicked.space_index);
         }
         refresh_hub_chat_if_missed();

@@ -5,6 +5,7 @@
 #include "backend/hub_tables.h"
 #include "backend/identity.h"
 #include "base/text.h"
+#include "chat/chat_connection.h"
 #include "chat/chat_messages.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
@@ -72,6 +73,12 @@ const char* status_key() {
     }
     return is_empty(g_hub_streaming_user_id) ? "hub_stream_status_idle"
                                              : "hub_stream_status_remote";
+}
+
+void show_chat_again() {
+    g_hub_viewing_stream_user_id[0] = '\0';
+    show_hub_room_chat_view();
+    update_hub_stream_status_label();
 }
 
 } // namespace
@@ -161,11 +168,17 @@ void on_hub_space_user_stream_action_clicked(GtkWidget* button, gpointer) {
     }
 }
 
+void leave_watched_hub_stream() {
+    if (chat_ws_is_ready()) {
+        on_hub_stream_back_to_chat_clicked(nullptr, nullptr);
+    } else {
+        show_chat_again();
+    }
+}
+
 void on_hub_stream_back_to_chat_clicked(GtkWidget*, gpointer) {
     if (!is_empty(g_selected_space_id) && !is_empty(g_hub_viewing_stream_user_id)) {
         chat_ws_send_stream_unwatch(g_selected_space_id, g_hub_viewing_stream_user_id);
     }
-    g_hub_viewing_stream_user_id[0] = '\0';
-    show_hub_room_chat_view();
-    update_hub_stream_status_label();
+    show_chat_again();
 }
