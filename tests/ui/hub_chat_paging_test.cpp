@@ -8,6 +8,7 @@
 #include "ui/hub/hub_chat_internal.h"
 
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -16,18 +17,20 @@ constexpr const char* k_older_of_space =
 constexpr const char* k_older_of_room =
     R"({"type":"messages:history","roomId":"r1","sessionToken":"tok","limit":100,"before":"c"})";
 
-/// Where a row was in every picture that was painted while this lives.
+/// Where a row was in every picture that was painted while this lives, but for those in which the
+/// window manager came late with another size: the reader is brought to its place in the next one.
 class PaintedPlaces {
   public:
     explicit PaintedPlaces(GtkWidget* row)
-        : m_row(row), m_clock(gtk_widget_get_frame_clock(row)),
+        : m_row(row), m_height(gtk_widget_get_height(g_hub_chat_scroll)),
+          m_clock(gtk_widget_get_frame_clock(row)),
           m_handler(g_signal_connect_after(m_clock, "paint", G_CALLBACK(on_paint), this)) {}
     ~PaintedPlaces() { g_signal_handler_disconnect(m_clock, m_handler); }
     PaintedPlaces(const PaintedPlaces&) = delete;
     PaintedPlaces& operator=(const PaintedPlaces&) = delete;
 
     const std::vector<double>& places() const { return m_places; }
-    /// From the bottom of what is seen, which moves where the window manager is late with the size.
+    /// From the bottom of what is seen, which another size moves.
     const std::vector<double>& places_from_bottom() const { return m_places_from_bottom; }
     /// Runs the main loop until `count` more pictures were painted.
     void wait_for(std::size_t count) const {
@@ -40,13 +43,18 @@ class PaintedPlaces {
 
   private:
     static void on_paint(GdkFrameClock*, PaintedPlaces* self) {
+        const int height = gtk_widget_get_height(g_hub_chat_scroll);
+        if (std::exchange(self->m_height, height) != height) {
+            return;
+        }
         double y = 0.0;
         gtk_widget_translate_coordinates(self->m_row, g_hub_chat_scroll, 0.0, 0.0, nullptr, &y);
         self->m_places.push_back(y);
-        self->m_places_from_bottom.push_back(gtk_widget_get_height(g_hub_chat_scroll) - y);
+        self->m_places_from_bottom.push_back(height - y);
     }
 
     GtkWidget* m_row;
+    int m_height;
     GdkFrameClock* m_clock;
     gulong m_handler;
     std::vector<double> m_places;
