@@ -172,6 +172,12 @@ Texts ChatTest::log_lines_of(const std::string& part) {
     return lines;
 }
 
+Texts ChatTest::log_lines_of_joining() {
+    Texts lines = log_lines_of("JOIN");
+    std::erase(lines, "[HUB][CHAT][JOIN] ws-chat:joined spaceId=space-1");
+    return lines;
+}
+
 Texts introduction(const std::string& space, const std::string& token) {
     const std::string follow = R"({"type":"subscribe","channel":")";
     const std::string whose = R"(","spaceId":")" + space + R"(","sessionToken":")" + token + "\"}";

@@ -58,6 +58,8 @@ class ChatTest : public testing::Test {
     static Texts log_lines();
     /// Those of them that begin with "[HUB][CHAT][PART]".
     static Texts log_lines_of(const std::string& part);
+    /// Those of joins, without the one that the channel's thread writes whenever it comes to it.
+    static Texts log_lines_of_joining();
 
     FakeWebSocketServer server;
     ChatClock clock;
