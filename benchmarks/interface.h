@@ -8,11 +8,11 @@
 /// GUI_Init returned.
 int run_hub(const std::function<void()>& body);
 
-/// What one change of the interface takes, in milliseconds. The screen is painted after it as after
-/// any other: what is judged is the call and the layout.
+/// What one change of the interface takes of the main thread, in milliseconds. The change itself is
+/// judged; what GTK makes of it follows once, however many changes there were until then.
 struct ChangeTimes {
     double call;   ///< the change itself
-    double layout; ///< the frame that follows, up to its painting
+    double layout; ///< all that follows up to the painting, also before the frame begins
     double paint;  ///< the rest of that frame
 };
 
@@ -20,7 +20,8 @@ struct ChangeTimes {
 /// when it never is.
 ChangeTimes time_change(const std::function<void()>& change);
 
-/// The middle of the sums of call and layout; prints it with its parts under `name`.
+/// Prints the change in the middle, by call and layout together, with its parts under `name`.
+/// Returns how long its call took.
 double print_median(const char* name, std::vector<ChangeTimes> times);
 
 /// Prints the row's last line. Returns the status of the program: 0, or 1 when `ms` is above the

@@ -107,7 +107,9 @@ class HubChatFlow : public HubChatTest {
 
     /// The lists in the scrolled window: the one that is shown, and those that are done with.
     static std::size_t count_lists() {
-        return children_of(gtk_widget_get_parent(g_hub_chat_list)).size();
+        const std::vector<GtkWidget*> held = children_of(gtk_widget_get_parent(g_hub_chat_list));
+        return static_cast<std::size_t>(
+            std::ranges::count_if(held, [](GtkWidget* widget) { return GTK_IS_LIST_BOX(widget); }));
     }
 
     ChatRun m_run = chat_ws_begin_run();

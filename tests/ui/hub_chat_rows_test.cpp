@@ -6,6 +6,7 @@
 #include "ui/localisation.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -256,6 +257,38 @@ TEST_F(HubChatRows, LongWordsLeaveTheColumnItsWidth) {
     gtk_widget_measure(gtk_window_get_child(GTK_WINDOW(g_window)), GTK_ORIENTATION_HORIZONTAL, -1,
                        &minimum, nullptr, nullptr, nullptr);
     EXPECT_EQ(minimum, 440);
+}
+
+TEST_F(HubChatRows, AShortChatStandsAtTheBottom) {
+    show_column();
+    append_hub_chat_row("Ana", "hola", nullptr);
+    settle();
+    GtkWidget* const row = row_widgets().at(0);
+    const double end = place_of(row) + gtk_widget_get_height(row);
+    const double below = gtk_widget_get_height(g_hub_chat_scroll) - end;
+    EXPECT_GE(below, 0.0);
+    EXPECT_LT(below, 20.0) << "the list's own edge";
+    EXPECT_LT(gtk_widget_get_height(row), 80);
+}
+
+// Thousands of texts would each be laid out for a width that they never get.
+TEST_F(HubChatRows, NobodyAsksHowHighTheListIsAtItsLeastWidth) {
+    show_column(440, 500);
+    append_hub_chat_row("Ana", std::string(511, 'W').c_str(), nullptr);
+    settle();
+    const auto measured = [](GtkWidget* widget, GtkOrientation orientation) {
+        std::pair<int, int> sizes;
+        gtk_widget_measure(widget, orientation, -1, &sizes.first, &sizes.second, nullptr, nullptr);
+        return sizes;
+    };
+    GtkWidget* const viewport = gtk_widget_get_first_child(g_hub_chat_scroll);
+    ASSERT_TRUE(GTK_IS_VIEWPORT(viewport));
+    EXPECT_EQ(measured(viewport, GTK_ORIENTATION_VERTICAL), std::pair(0, 0));
+    EXPECT_GT(gtk_widget_get_height(g_hub_chat_list), 200);
+    const std::pair<int, int> width = measured(g_hub_chat_list, GTK_ORIENTATION_HORIZONTAL);
+    append_hub_chat_row("Ana", "hola", nullptr);
+    EXPECT_EQ(measured(g_hub_chat_list, GTK_ORIENTATION_HORIZONTAL), width);
+    EXPECT_EQ(width.first, width.second);
 }
 
 TEST_F(HubChatRows, ATextCanBeSelectedToCopyIt) {

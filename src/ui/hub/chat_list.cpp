@@ -2,6 +2,8 @@
 // rows are painted. Called by the chat column and its rows. See ui/hub/hub_chat_internal.h.
 #include "ui/hub/hub_chat_internal.h"
 
+#include "ui/lean_layout.h"
+
 namespace {
 
 /// Of the rows of a list that is done with, so many go in one turn of the main loop: they take as
@@ -75,8 +77,11 @@ void on_unrealize(GtkWidget* scroll, gpointer) {
 
 void create_hub_chat_list() {
     keep(g_holder, gtk_box_new(GTK_ORIENTATION_VERTICAL, 0));
-    gtk_widget_set_valign(g_holder, GTK_ALIGN_END); // a short chat stands at the bottom
+    GtkWidget* const space = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+    gtk_widget_set_vexpand(space, TRUE); // a short chat stands at the bottom
+    gtk_box_append(GTK_BOX(g_holder), space);
     gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(g_hub_chat_scroll), g_holder);
+    measure_width_only(GTK_VIEWPORT(gtk_widget_get_parent(g_holder)));
     keep(g_hub_chat_list, create_list());
     gtk_box_append(GTK_BOX(g_holder), g_hub_chat_list);
     g_signal_connect(g_hub_chat_scroll, "realize", G_CALLBACK(on_realize), nullptr);

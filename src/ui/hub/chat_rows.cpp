@@ -6,6 +6,7 @@
 #include "base/utf8.h"
 #include "ui/display_text.h"
 #include "ui/hub/chat_timestamp.h"
+#include "ui/lean_layout.h"
 #include "ui/localisation.h"
 #include "ui/text_direction.h"
 
@@ -17,9 +18,7 @@ namespace {
 
 constexpr int k_row_spacing = 2;
 
-/// A label is no narrower than so many characters. Without it each would be laid out for the least
-/// width too, with a line for every character, which takes four times as long as all the rest.
-constexpr int k_label_chars = 24;
+constexpr int k_least_width = 192;
 
 constexpr guint16 k_time_alpha = 42598; ///< 65 %
 
@@ -38,10 +37,9 @@ void set_attributes(GtkLabel* label, std::initializer_list<PangoAttribute*> attr
 GtkLabel* append_row_label(GtkWidget* box, const char* text, const char* css_class) {
     GtkLabel* const label = GTK_LABEL(append_label(box, display_text(text).c_str(), {css_class}));
     gtk_label_set_xalign(label, 0.0F);
-    gtk_label_set_width_chars(label, k_label_chars);
-    gtk_label_set_max_width_chars(label, k_label_chars);
     gtk_label_set_wrap(label, TRUE);
     gtk_label_set_wrap_mode(label, PANGO_WRAP_WORD_CHAR);
+    measure_at_given_width(label, k_least_width);
     return label;
 }
 
