@@ -260,6 +260,21 @@ TEST_F(HubChatCatchUp, NoOlderPageIsTakenForTheNewestOrTheOtherWayRound) {
     EXPECT_EQ(rows().size(), 1U);
 }
 
+TEST_F(HubChatCatchUp, TheNewestPageIsNotTakenForAnOlderOneWhoseAnswerWasLost) {
+    hold_history(4, 2);
+    open_space();
+    answer_later();
+    emit_wheel(-1.0);
+    ASSERT_TRUE(g_hub_chat_loading_history);
+    say(history_frame(history_message("Ana", "x"), "", R"("spaceId":"s2")")); // another chat's
+    ASSERT_FALSE(g_hub_chat_loading_history);
+    ASSERT_TRUE(g_hub_chat_pending_history_prepend);
+    end_server();
+    hold_history(5, 2);
+    refresh_hub_chat_if_missed();
+    EXPECT_TRUE(shows(held_messages(4, 5)));
+}
+
 TEST_F(HubChatCatchUp, ARoomIsFollowedAgain) {
     HubSpace& space = g_hub_servers[0];
     space.roomsCached = true;
