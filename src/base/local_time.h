@@ -1,4 +1,5 @@
-// The local time as a text, for the logs of the hub and its chat and for the lines of the room.
+// The local time as a text, for the logs of the hub and its chat, for messages that
+// have no time of their own and for the lines of the room.
 #pragma once
 
 #include <span>

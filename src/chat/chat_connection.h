@@ -49,6 +49,9 @@ void chat_ws_follow_room(const char* room_id);
 /// Any thread, as long as nobody stops the channel beside it: what was stopped is closed unlocked.
 bool chat_ws_send_json(const ChatSocket& socket, const char* text);
 
+/// Whether the server's last word was that this client is in the chat of `space_id`.
+bool chat_ws_has_joined(const char* space_id);
+
 /// Enters the chat of `space_id` and waits for the server's word, 3,000 ms at most; before that up
 /// to 5,900 ms for a connection.
 bool chat_ws_join_space_chat(const char* space_id);

@@ -69,8 +69,9 @@ void take_history(ChatRun& /*run*/, const char* frame) {
     }
 }
 
-void take_stream_status(ChatRun& /*run*/, const char* frame) {
+void take_stream_status(ChatRun& run, const char* frame) {
     auto event = std::make_unique<ChatStreamEvent>();
+    event->run_number = run.number;
     extract_json_string_field(frame, "spaceId", event->space_id);
     extract_json_string_field(frame, "publisherUserId", event->publisher_user_id);
     extract_json_bool_field(frame, "isStreaming", &event->is_streaming);

@@ -22,6 +22,7 @@ struct ChatStreamEvent {
     char space_id[64];
     char publisher_user_id[64];
     bool is_streaming;
+    std::uint32_t run_number; ///< of the channel's run in which it was said
 };
 
 // Called on the main thread, with records that live during the call. A new callback replaces the

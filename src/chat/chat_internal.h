@@ -56,9 +56,6 @@ void chat_ws_set_ready(ChatRun& run);
 /// The server let this client into the chat of `space_id`.
 void chat_ws_set_joined(const ChatRun& run, const char* space_id);
 
-/// Whether the server's last word was that this client is in the chat of `space_id`.
-bool chat_ws_has_joined(const char* space_id);
-
 /// Forgets the space that was joined. Main thread.
 void chat_ws_forget_join();
 

@@ -56,7 +56,7 @@ void create_window(GtkApplication* application) {
     gtk_window_maximize(window);
     gtk_window_set_titlebar(window, create_header_bar());
     watch_window_input(g_window);
-    watch_tab_key(g_window);
+    watch_keyboard_moves(g_window);
 }
 
 void show_voice_server(const char* server_url) {

@@ -82,6 +82,7 @@ void GUI_Cleanup() {
 }
 
 void on_alert_dialog_closed() {
+    note_message_closed();
     g_idle_add(restore_main_window_focus_idle, nullptr);
     g_timeout_add(k_focus_retry_delay_ms, restore_main_window_focus_retry,
                   GINT_TO_POINTER(k_focus_tries));

@@ -1,9 +1,10 @@
 // A list box that is filled anew from values, and whose rows are kept where they can show what has
 // come. Called by the hub's list, the rooms page and the room's participants. Main thread.
 //
-// A `Row` is one row as a value, which all that is to be seen of it follows from. It has an ==, and
-// stands_for_same() for the row of the same space, room or person, has_same_widgets() for one whose
-// widgets can show it, create_widget() and update_widget().
+// A `Row` is one row as a value: what is to be seen of it follows from that, or is minded by its
+// list all the same, as the dot that moves with the own voice. It has an ==, and stands_for_same()
+// for the row of the same space, room or person, has_same_widgets() for one whose widgets can show
+// it, create_widget() and update_widget().
 #pragma once
 
 #include "ui/ui_internal.h"
@@ -56,9 +57,9 @@ class ReadersPlace {
         if (m_focused.has_value() &&
             (focused == nullptr || !row_at(shown, focused).stands_for_same(*m_focused))) {
             focus_row(shown);
-        }
-        if (m_scrolling != nullptr) { // the focus took the list to rows that have no place yet
-            gtk_adjustment_set_value(m_scrolling, m_scrolled_to);
+            if (m_scrolling != nullptr) { // that took the list to rows that have no place yet
+                gtk_adjustment_set_value(m_scrolling, m_scrolled_to);
+            }
         }
     }
 
@@ -133,10 +134,8 @@ void replace_rows(GtkListBox* list, const std::vector<Row>& shown, const std::ve
 
 /// Makes the list show the rows and select the first that `is_selected` names, or none. The caller
 /// minds that this is no choice of the user's.
-template <typename Row, typename Predicate = bool (*)(const Row&)>
-void show_rows(
-    GtkListBox* list, std::vector<Row> rows,
-    Predicate is_selected = [](const Row&) { return false; }) {
+template <typename Row, typename Predicate>
+void show_rows(GtkListBox* list, std::vector<Row> rows, Predicate is_selected) {
     std::vector<Row>& shown = shown_rows<Row>(list);
     const ReadersPlace<Row> place(list, shown);
     replace_rows(list, shown, rows);
@@ -147,4 +146,10 @@ void show_rows(
                   ? gtk_list_box_get_row_at_index(list, static_cast<int>(selected - shown.begin()))
                   : nullptr);
     place.restore(shown);
+}
+
+/// Of a list that selects nothing.
+template <typename Row>
+void show_rows(GtkListBox* list, std::vector<Row> rows) {
+    show_rows(list, std::move(rows), [](const Row&) { return false; });
 }

@@ -173,9 +173,9 @@ extern GtkWidget* g_servers_list;
 /// which GTK then selects: nobody has chosen it.
 extern bool g_keyboard_is_passing;
 
-/// Has Tab go past a list as past one thing, however many rows it has, and chooses no space with
-/// it.
-void watch_tab_key(GtkWidget* window);
+/// Has Tab go past a list as past one thing, however many rows it has; and neither Tab nor an arrow
+/// key that brings the keyboard into the spaces list chooses a space.
+void watch_keyboard_moves(GtkWidget* window);
 
 /// Whether the keyboard is on something in the widget.
 bool has_keyboard_within(GtkWidget* widget);
@@ -184,6 +184,9 @@ bool has_keyboard_within(GtkWidget* widget);
 /// without a row to the list itself. Null for no list.
 void focus_list(GtkWidget* list);
 void focus_spaces_list();
+
+/// A message box has closed: whoever presses anything from here on keeps the keyboard there.
+void note_message_closed();
 
 /// GLib callbacks: present the main window and give the spaces list the keyboard. The first runs
 /// once; the second leaves the keyboard where it has gone since, takes the number of tries that

@@ -45,6 +45,11 @@ bool is_input(GdkEventType type) {
     }
 }
 
+/// By which a person goes on with something.
+bool is_press(GdkEventType type) {
+    return type == GDK_BUTTON_PRESS || type == GDK_KEY_PRESS || type == GDK_TOUCH_BEGIN;
+}
+
 bool is_primary_press(GdkEvent* event) {
     return gdk_event_get_event_type(event) == GDK_BUTTON_PRESS &&
            gdk_button_event_get_button(event) == GDK_BUTTON_PRIMARY;
@@ -84,10 +89,10 @@ bool take_press(const Press& press) {
 gboolean on_event(GtkEventControllerLegacy*, GdkEvent* event, gpointer) {
     const GdkEventType type = gdk_event_get_event_type(event);
     bool is_taken = false;
-    g_presses += type == GDK_BUTTON_PRESS || type == GDK_KEY_PRESS ? 1U : 0U;
+    g_presses += is_press(type) ? 1U : 0U;
     if (is_primary_press(event)) {
         is_taken = take_press(read_press(event));
-    } else if (type == GDK_BUTTON_PRESS || type == GDK_KEY_PRESS) {
+    } else if (is_press(type)) {
         g_last_press.reset(); // the next press is no second one
     }
     return is_taken || (is_held() && is_input(type)) ? GDK_EVENT_STOP : GDK_EVENT_PROPAGATE;

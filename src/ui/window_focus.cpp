@@ -9,7 +9,7 @@ namespace {
 
 constexpr guint k_retry_interval_ms = 120;
 
-std::uint32_t g_presses_at_restore = 0; // by the first run after a dialog
+std::uint32_t g_presses_at_restore = 0; // when a message was closed
 
 void restore_main_window_focus() {
     if (g_window == nullptr) {
@@ -96,7 +96,7 @@ void after_move_focus(GtkWindow*, GtkDirectionType, gpointer) {
 GtkWidget* g_servers_list = nullptr;
 bool g_keyboard_is_passing = false;
 
-void watch_tab_key(GtkWidget* window) {
+void watch_keyboard_moves(GtkWidget* window) {
     g_signal_connect(window, "move-focus", G_CALLBACK(before_move_focus), nullptr);
     g_signal_connect_after(window, "move-focus", G_CALLBACK(after_move_focus), nullptr);
 }
@@ -123,8 +123,11 @@ void focus_spaces_list() {
     focus_list(g_servers_list);
 }
 
-gboolean restore_main_window_focus_idle(gpointer) {
+void note_message_closed() {
     g_presses_at_restore = count_window_presses();
+}
+
+gboolean restore_main_window_focus_idle(gpointer) {
     restore_main_window_focus();
     return G_SOURCE_REMOVE;
 }

@@ -311,6 +311,31 @@ TEST_F(HubChatEvents, AStreamThatEndedWhileTheChannelWasGoneIsOver) {
     EXPECT_EQ(stream_status(), "No hay stream activo ahora.");
 }
 
+TEST_F(HubChatEvents, AStreamInWhosePlaceAnotherBeganWhileTheChannelWasGoneIsOver) {
+    say_stream("u2", true);
+    show_hub_stream_view_for_user("u2");
+    chat_ws_restart_for_selected_space();
+    ASSERT_TRUE(wait_until([] { return chat_ws_is_ready(); }));
+    say_stream("u3", true);
+    EXPECT_STREQ(g_hub_streaming_user_id, "u3");
+    EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
+    EXPECT_EQ(shown_page(), "hub-room-chat");
+}
+
+TEST_F(HubChatEvents, AWordOfAnEarlierRunThatComesLateIsNotTheFirstOfTheNext) {
+    say_stream("u2", true);
+    show_hub_stream_view_for_user("u2");
+    server.say(
+        R"({"type":"stream:status","spaceId":"s1","publisherUserId":"u2","isStreaming":true})");
+    ASSERT_TRUE(server.wait_until_heard()); // by the channel; the main loop has not come to it
+    chat_ws_restart_for_selected_space();
+    ASSERT_TRUE(wait_until([] { return chat_ws_is_ready(); }));
+    EXPECT_STREQ(g_hub_viewing_stream_user_id, "u2");
+    say_stream("u1", false);
+    EXPECT_STREQ(g_hub_streaming_user_id, "");
+    EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
+}
+
 TEST_F(HubChatEvents, AStreamThatWentOnWhileTheChannelWasGoneGoesOn) {
     say_stream("u2", true);
     show_hub_stream_view_for_user("u2");

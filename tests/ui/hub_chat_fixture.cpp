@@ -74,7 +74,7 @@ void HubChatTest::show_column(int width, int height, int least_height) {
         gtk_window_destroy(GTK_WINDOW(g_window));
     }
     keep(g_window, gtk_window_new());
-    watch_tab_key(g_window);
+    watch_keyboard_moves(g_window);
     gtk_window_set_default_size(GTK_WINDOW(g_window), width, height);
     gtk_widget_set_size_request(g_window, -1, least_height);
     gtk_window_set_child(GTK_WINDOW(g_window), create_hub_chat_column());

@@ -152,12 +152,13 @@ TEST_F(HubKeyboard, TabGoesRoundTheWindow) {
 TEST_F(HubKeyboard, TheListDoesNotGetASpace) {
     run_interface([this] {
         show_two_spaces();
-        for (const auto& keys : controllers_of(g_servers_list, GTK_TYPE_EVENT_CONTROLLER_KEY)) {
-            EXPECT_EQ(gtk_event_controller_get_propagation_phase(keys.get()), GTK_PHASE_CAPTURE);
-            EXPECT_TRUE(press_key(keys.get(), GDK_KEY_space));
-            EXPECT_TRUE(press_key(keys.get(), GDK_KEY_KP_Space));
-            EXPECT_FALSE(press_key(keys.get(), GDK_KEY_Return));
-        }
+        const auto controllers = controllers_of(g_servers_list, GTK_TYPE_EVENT_CONTROLLER_KEY);
+        ASSERT_EQ(controllers.size(), 1U);
+        GtkEventController* const keys = controllers[0].get();
+        EXPECT_EQ(gtk_event_controller_get_propagation_phase(keys), GTK_PHASE_CAPTURE);
+        EXPECT_TRUE(press_key(keys, GDK_KEY_space));
+        EXPECT_TRUE(press_key(keys, GDK_KEY_KP_Space));
+        EXPECT_FALSE(press_key(keys, GDK_KEY_Return));
     });
 }
 

@@ -267,6 +267,7 @@ TEST_F(HubPage, TheFirstOrSelectedSpaceHasTheKeyboardAndKeepsIt) {
         focus_spaces_list();
         EXPECT_EQ(keyboard(), rows().at(1));
         gtk_widget_grab_focus(rows().at(0));
+        note_message_closed();
         restore_main_window_focus_idle(nullptr);
         EXPECT_EQ(keyboard(), rows().at(0));
         gtk_widget_grab_focus(g_hub_chat_input_view);
@@ -281,6 +282,7 @@ TEST_F(HubPage, WithoutSpacesTheListItselfHasTheKeyboard) {
         switch_to_hub_page();
         EXPECT_EQ(keyboard(), g_servers_list);
         gtk_widget_grab_focus(g_hub_add_space_action_btn);
+        note_message_closed();
         restore_main_window_focus_idle(nullptr);
         EXPECT_EQ(keyboard(), g_servers_list);
         add_space("s1", "Uno");

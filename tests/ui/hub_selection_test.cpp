@@ -308,17 +308,35 @@ TEST_F(HubSelection, ASpacesOwnRowComesBackToItsChat) {
         EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
         EXPECT_EQ(fake_frame_value(chat.sent().back(), "type"), "stream:unwatch");
         select(1);
-        show_hub_stream_view_for_user("u2");
-        chat_ws_stop();
-        const std::int64_t begin = g_get_monotonic_time();
-        leave_watched_hub_stream();
-        EXPECT_LT(g_get_monotonic_time() - begin, 1'000'000) << "nobody is waited for";
-        EXPECT_STREQ(g_hub_viewing_stream_user_id, "");
         copy_text(g_hub_chat_scope_type, "room");
         copy_text(g_hub_chat_scope_id, "r1");
         select(0);
         EXPECT_STREQ(g_hub_chat_scope_type, "space");
         EXPECT_STREQ(g_hub_chat_scope_id, "s1");
+    });
+}
+
+TEST_F(HubSelection, AStreamIsLeftWithoutWaitingForAChannelOrAJoin) {
+    run_interface([this] {
+        add_space("s1", "Uno");
+        show_hub();
+        select(0);
+        const auto leave_at_once = [this](const char* why) {
+            show_hub_stream_view_for_user("u2");
+            const std::size_t sent = chat.sent().size();
+            const std::int64_t begin = g_get_monotonic_time();
+            leave_watched_hub_stream();
+            EXPECT_LT(g_get_monotonic_time() - begin, 1'000'000) << why;
+            EXPECT_STREQ(g_hub_viewing_stream_user_id, "") << why;
+            EXPECT_EQ(chat.sent().size(), sent) << why;
+        };
+        chat.answer("chat:join", nullptr);
+        chat_ws_restart_for_selected_space();
+        ASSERT_TRUE(wait_until([] { return chat_ws_is_ready(); }));
+        ASSERT_TRUE(chat.wait_until_heard());
+        leave_at_once("the join is not answered");
+        chat_ws_stop();
+        leave_at_once("there is no channel");
     });
 }
 

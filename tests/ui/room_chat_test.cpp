@@ -263,6 +263,20 @@ TEST_F(RoomChatView, WhoScrollsUpRightAfterAMessageIsNotTakenBack) {
     });
 }
 
+TEST_F(RoomChatView, WhoScrollsUpAsALineIsFoundIsNotTakenBack) {
+    run_interface([] {
+        show(100);
+        wait_for_pictures(k_scroll_pictures);
+        GUI_AddChatMessage("Ana", "x");
+        wait_until(is_at_bottom);
+        wait_for_pictures(2);
+        gtk_adjustment_set_upper(position(), gtk_adjustment_get_upper(position()) + 20.0);
+        gtk_adjustment_set_value(position(), 100.0);
+        wait_for_pictures(k_scroll_pictures);
+        EXPECT_EQ(gtk_adjustment_get_value(position()), 100.0);
+    });
+}
+
 TEST_F(RoomChatView, MessagesThatCameBeforeTheRoomWasShownAreSeenToTheLast) {
     run_interface([] {
         for (int i = 0; i < 100; ++i) {

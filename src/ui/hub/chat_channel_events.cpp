@@ -83,18 +83,28 @@ void take_stream_stop(const std::string& user_id) {
     }
 }
 
+/// One streams at a time: where the first word of a run is not that somebody still does, that
+/// stream has ended while the channel was gone.
+void take_first_word(const ChatStreamEvent& event) {
+    const bool goes_on =
+        event.is_streaming && are_equal(event.publisher_user_id, g_hub_streaming_user_id);
+    if (!goes_on && !is_empty(g_hub_streaming_user_id) && !is_local_user(g_hub_streaming_user_id)) {
+        take_stream_stop(g_hub_streaming_user_id);
+    }
+}
+
 void on_stream_event(const ChatStreamEvent& event) {
     if (!are_equal(event.space_id, g_selected_space_id)) {
         return;
     }
-    // One streams at a time: where the first word of a run is that somebody does not, whoever did
-    // in an earlier one has stopped meanwhile.
-    const bool is_first_word = std::exchange(g_stream_run, chat_ws_run_number()) != g_stream_run;
+    if (g_stream_run != event.run_number) {
+        g_stream_run = event.run_number;
+        take_first_word(event);
+    }
     if (event.is_streaming) {
         take_stream_start(event.publisher_user_id);
     } else {
-        const bool was_missed = is_first_word && !is_local_user(g_hub_streaming_user_id);
-        take_stream_stop(was_missed ? g_hub_streaming_user_id : event.publisher_user_id);
+        take_stream_stop(event.publisher_user_id);
     }
     update_hub_stream_status_label();
     refresh_peers_list(); // whose buttons say what they would do

@@ -169,7 +169,7 @@ void on_hub_space_user_stream_action_clicked(GtkWidget* button, gpointer) {
 }
 
 void leave_watched_hub_stream() {
-    if (chat_ws_is_ready()) {
+    if (chat_ws_is_ready() && chat_ws_has_joined(g_selected_space_id)) {
         on_hub_stream_back_to_chat_clicked(nullptr, nullptr);
     } else {
         show_chat_again();

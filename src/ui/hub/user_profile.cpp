@@ -9,8 +9,6 @@
 #include "ui/localisation.h"
 #include "ui/sanitisers.h"
 
-#include <string>
-
 namespace {
 
 void show(GtkWidget* label, const char* text) {

@@ -26,6 +26,7 @@ GtkWidget* create_peers_panel() {
          append_caption(panel, tr("channel_participants"), {"section-header"}));
 
     keep(g_peers_list, gtk_list_box_new());
+    clear_peers_list(); // of an earlier window
     gtk_widget_add_css_class(g_peers_list, "peer-list");
     gtk_list_box_set_selection_mode(GTK_LIST_BOX(g_peers_list), GTK_SELECTION_NONE);
     set_labelled_by(g_peers_list, g_peers_header_label);

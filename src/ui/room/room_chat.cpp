@@ -116,7 +116,8 @@ bool has_reader_gone_back(const Place& now) {
            now.upper == g_brought_to->upper && now.page == g_brought_to->page;
 }
 
-// So that they are known when the reader goes back before the next frame.
+// Lines that are found between two frames change the heights: a reader who goes back after that,
+// but before the next frame, is seen to by the new ones.
 void on_heights_changed(GtkAdjustment* position, gpointer) {
     if (!g_brought_to.has_value()) {
         return;
