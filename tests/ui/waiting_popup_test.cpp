@@ -182,7 +182,9 @@ TEST(WaitingPopup, ItGoesWithTheWindow) {
 
 TEST(WaitingPopup, ClosingTheWindowWhileOneComesUpIsNoHarm) {
     run_interface([] {
-        g_idle_add_once([](gpointer) { gtk_window_destroy(GTK_WINDOW(g_window)); }, nullptr);
+        // Before any picture, which an idle handler may miss.
+        g_timeout_add_once(
+            0, [](gpointer) { gtk_window_destroy(GTK_WINDOW(g_window)); }, nullptr);
         show_loading_popup("uno");
         EXPECT_EQ(g_window, nullptr);
         hide_loading_popup();
