@@ -13,7 +13,7 @@ speech() {
   [ ! -e "$file" ] || return 0
   # shellcheck disable=SC2086 # the mix is two words
   espeak-ng -v "$2" -s "$3" -w "$new-mono.wav" "$5" &&
-    sox "$new-mono.wav" -r 48000 -c 2 -b 16 "$new.wav" remix $4 gain -n -4 pad 0.2 0.2 repeat 99 trim 0 "$speech_seconds" &&
+    sox -V1 "$new-mono.wav" -r 48000 -c 2 -b 16 "$new.wav" remix $4 gain -n -4 pad 0.2 0.2 repeat 99 trim 0 "$speech_seconds" &&
     rm -f "$new-mono.wav" && mv "$new.wav" "$file"
 }
 

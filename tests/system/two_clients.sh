@@ -212,15 +212,14 @@ talk_is_over() {
   [ "$status" -le 1 ] || complain "the probe ended with $status"
 }
 
-# heard NAME LISTENER TALKER: prints how well, and fails where it was not the talker.
+# heard NAME LISTENER TALKER: sets heard_median, heard_delay and heard_line, which says how well; status 1 where what
+# was heard was not the talker, or hardly.
 heard() {
-  local line
-  line=$(cd "$case_dir" && "$build/tests/support/velmo-sound-probe" compare --reference "$1-said-$3.wav" \
-    --recording "$1-heard-$2.wav" 2>&1) || complain "$line"
-  printf '%s\n' "$line" >>"$case_dir/sound"
-  [[ $line =~ median=([0-9.]+) ]] || complain "nothing was heard: $line"
+  heard_line=$(cd "$case_dir" && "$build/tests/support/velmo-sound-probe" compare --reference "$1-said-$3.wav" \
+    --recording "$1-heard-$2.wav" 2>&1) || complain "$heard_line"
+  printf '%s\n' "$heard_line" >>"$case_dir/sound"
+  [[ $heard_line =~ median=([0-9.]+) ]] || complain "nothing was heard: $heard_line"
   heard_median=${BASH_REMATCH[1]}
-  [[ $line =~ delay_ms=([0-9.]+) ]] && heard_delay=${BASH_REMATCH[1]}
-  awk -v median="$heard_median" -v least="$least_median" 'BEGIN { exit !(median >= least) }' ||
-    complain "${emails[$2]} hears ${emails[$3]} badly: $line"
+  [[ $heard_line =~ delay_ms=([0-9.]+) ]] && heard_delay=${BASH_REMATCH[1]}
+  awk -v median="$heard_median" -v least="$least_median" 'BEGIN { exit !(median >= least) }'
 }
