@@ -48,7 +48,8 @@ std::optional<UdpAddress> udp_local_address(const UdpSocket& socket);
 /// resolver's error code. Any thread.
 int udp_resolve(const char* host, std::uint16_t port, UdpAddress& address);
 
-/// Sends one datagram, never blocks. True when the system took all of it. Any thread.
+/// Sends one datagram, never blocks. True when the system took all of it. Any thread, but two must
+/// not send on one socket at once: Wine refuses the second datagram as if its queue were full.
 bool udp_send(UdpSocket& socket, const UdpAddress& to, std::span<const std::uint8_t> datagram);
 
 /// Waits until a datagram can be received, `milliseconds` at most. False on a time-out or failure.

@@ -46,6 +46,7 @@ void ScriptedServer::send_raw(std::span<const std::uint8_t> datagram) {
         const std::lock_guard lock(m_mutex);
         client = m_client;
     }
+    const std::lock_guard lock(m_send_mutex);
     udp_send(answer_from_elsewhere ? *m_other_socket : *m_socket, client, datagram);
 }
 
@@ -76,6 +77,7 @@ void ScriptedServer::catch_up() {
             std::abort();
         }
         if (waited_ms % 100 == 0) {
+            const std::lock_guard lock(m_send_mutex);
             udp_send(*m_other_socket, {k_udp_loopback, m_port}, {&mark, 1});
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -59,6 +59,7 @@ class ScriptedServer {
     mutable std::mutex m_mutex;
     UdpAddress m_client;
     std::vector<Received> m_received;
+    std::mutex m_send_mutex;        ///< its own thread and the test's send
     std::uint8_t m_latest_mark = 0; ///< sent by catch_up
     std::atomic<std::uint8_t> m_seen_mark{0};
     std::atomic<bool> m_stop{false};
