@@ -177,7 +177,7 @@ extern bool g_keyboard_is_passing;
 /// key that brings the keyboard into the spaces list chooses a space.
 void watch_keyboard_moves(GtkWidget* window);
 
-/// Whether the keyboard is on something in the widget.
+/// Whether the keyboard is on something in the widget, or will be when the window is active again.
 bool has_keyboard_within(GtkWidget* widget);
 
 /// Gives the keyboard to the list's selected or first row, where nothing in the list has it;

@@ -308,4 +308,16 @@ TEST_F(HubStreams, TheKeyboardGoesFromPageToPage) {
     EXPECT_EQ(keyboard(), nullptr);
 }
 
+TEST_F(HubStreams, TheKeyboardGoesFromPageToPageBehindAnotherWindow) {
+    gtk_widget_grab_focus(g_hub_chat_input_view);
+    GtkWidget* const other = gtk_window_new();
+    gtk_window_present(GTK_WINDOW(other));
+    ASSERT_TRUE(wait_until([] { return gtk_window_is_active(GTK_WINDOW(g_window)) == FALSE; }));
+    show_hub_stream_view_for_user("u2");
+    EXPECT_EQ(keyboard(), g_hub_stream_back_btn);
+    show_hub_room_chat_view();
+    EXPECT_EQ(keyboard(), g_hub_chat_input_view);
+    gtk_window_destroy(GTK_WINDOW(other));
+}
+
 } // namespace

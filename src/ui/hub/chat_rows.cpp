@@ -121,9 +121,7 @@ void clear_hub_chat_list() {
     if (g_hub_chat_list == nullptr) {
         return;
     }
-    const bool has_keyboard =
-        (gtk_widget_get_state_flags(g_hub_chat_list) & GTK_STATE_FLAG_FOCUS_WITHIN) != 0;
-    if (has_keyboard && g_hub_chat_input_view != nullptr) {
+    if (g_hub_chat_input_view != nullptr && has_keyboard_within(g_hub_chat_list)) {
         gtk_widget_grab_focus(g_hub_chat_input_view); // the row that has it goes
     }
     forget(g_hub_chat_empty_label);

@@ -21,14 +21,9 @@ bool are_equal(const char* a, const char* b) {
     return std::strcmp(a, b) == 0;
 }
 
-bool has_keyboard(GtkWidget* widget) {
-    return widget != nullptr &&
-           (gtk_widget_get_state_flags(widget) & GTK_STATE_FLAG_FOCUS_WITHIN) != 0;
-}
-
 /// Shows one of the two pages. Whoever has the keyboard on what goes keeps it on what comes.
 void show_page(const char* name, bool with_input, GtkWidget* leaving, GtkWidget* coming) {
-    const bool moves_keyboard = has_keyboard(leaving);
+    const bool moves_keyboard = leaving != nullptr && has_keyboard_within(leaving);
     if (g_hub_content_stack != nullptr) {
         gtk_stack_set_visible_child_name(GTK_STACK(g_hub_content_stack), name);
     }
