@@ -86,8 +86,8 @@ TEST_F(WebSocketTalk, FramesAreMaskedTextsAndWhole) {
 }
 
 TEST_F(WebSocketTalk, LengthsAroundEveryLimitOfAFrameComeWholeBothWays) {
-    for (const std::size_t size :
-         {125U, 126U, 127U, 8190U, 8191U, 8192U, 16384U, 65535U, 65536U, 65537U, 1U << 20U}) {
+    for (const std::size_t size : {125U, 126U, 127U, 8190U, 8191U, 8192U, 16384U, 65535U, 65536U,
+                                   65537U, 1U << 20U, 10'000'000U}) {
         const std::string text = long_text(size);
         const SocketMessage message = echo(text);
         EXPECT_EQ(message.event, WebSocketEvent::text_message) << size;

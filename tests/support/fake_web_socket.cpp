@@ -33,6 +33,7 @@ struct Said {
     WebSocketEvent event;
     std::string text;
     std::uint32_t code = 0;
+    std::size_t received = 0; ///< bytes of the text
 };
 
 struct Connection {
@@ -412,10 +413,9 @@ WebSocketReceived web_socket_receive(WebSocket& socket, std::span<char> buffer) 
     WebSocketReceived received{next.event, 0, next.code};
     connection.is_over =
         next.event == WebSocketEvent::closed || next.event == WebSocketEvent::failed;
-    received.size = std::min(next.text.size(), buffer.size());
-    std::copy_n(next.text.data(), received.size, buffer.data());
-    if (received.size < next.text.size()) {
-        next.text.erase(0, received.size);
+    received.size = next.text.copy(buffer.data(), buffer.size(), next.received);
+    next.received += received.size;
+    if (next.received < next.text.size()) {
         received.event = next.event == WebSocketEvent::binary ? WebSocketEvent::binary
                                                               : WebSocketEvent::text_fragment;
     } else {

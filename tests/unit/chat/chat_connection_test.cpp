@@ -303,6 +303,26 @@ TEST_F(ChatConnection, MessageBeyond65535BytesIsCut) {
               (Texts{"history room-1||" + text.substr(0, 65535), "message room-1|||next|"}));
 }
 
+// Without the channel's thread, which would pause before each part.
+TEST_F(ChatConnection, OfTenMegabytesTheSameIsKept) {
+    WebSocketFailure failure{};
+    const WebSocketPtr socket =
+        web_socket_open({.host = "host", .port = 1, .path = "/", .is_secure = false}, failure);
+    ASSERT_TRUE(socket);
+    ChatRun run = chat_ws_begin_run();
+    ChatReceiver receiver(run);
+    const std::string text =
+        R"({"type":"messages:history","roomId":"room-1","x":")" + std::string(10'000'000, 'x');
+    server.say(text);
+    for (std::size_t heard = 0; heard < text.size(); heard += k_chat_chunk_size) {
+        ASSERT_TRUE(receiver.receive(*socket));
+    }
+    server.say(R"({"type":"message:new","roomId":"room-1","text":"next"})");
+    ASSERT_TRUE(receiver.receive(*socket));
+    EXPECT_EQ(take_events(),
+              (Texts{"history room-1||" + text.substr(0, 65535), "message room-1|||next|"}));
+}
+
 TEST_F(ChatConnection, CutCountsTheBlanksThatCompactionTakesAway) {
     start_ready();
     const std::string begin = R"({"type":"messages:history","roomId":"room-1",)";
