@@ -10,26 +10,35 @@
 
 namespace {
 
+constexpr int k_starts = 3; // Wine restores the window at one in a hundred, on a busy machine
+
 GtkWidget* title_box() {
     GtkWidget* const header = gtk_window_get_titlebar(GTK_WINDOW(g_window));
     return gtk_header_bar_get_title_widget(GTK_HEADER_BAR(header));
 }
 
 TEST(AppShell, WindowHasTitleDefaultSizeAndIsMaximised) {
-    EXPECT_EQ(run_interface([] {
-                  GtkWindow* const window = GTK_WINDOW(g_window);
-                  EXPECT_STREQ(gtk_window_get_title(window), "Velmo Voice Chat");
-                  wait_until([window] { return gtk_window_is_maximized(window); });
-                  gtk_window_unmaximize(window);
-                  wait_until([window] { return !gtk_window_is_maximized(window); });
-                  int width = 0;
-                  int height = 0;
-                  gtk_window_get_default_size(window, &width, &height);
-                  EXPECT_EQ(width, 900);
-                  EXPECT_EQ(height, 650);
-                  EXPECT_TRUE(gtk_widget_get_visible(g_window));
-              }),
-              0);
+    bool is_maximised = false;
+    for (int start = 0; start < k_starts && !is_maximised; ++start) {
+        const int status = run_interface([&is_maximised] {
+            GtkWindow* const window = GTK_WINDOW(g_window);
+            EXPECT_TRUE(gtk_widget_get_visible(g_window));
+            EXPECT_STREQ(gtk_window_get_title(window), "Velmo Voice Chat");
+            is_maximised = comes_up_maximised();
+            if (!is_maximised) {
+                return;
+            }
+            gtk_window_unmaximize(window);
+            wait_until([window] { return !gtk_window_is_maximized(window); });
+            int width = 0;
+            int height = 0;
+            gtk_window_get_default_size(window, &width, &height);
+            EXPECT_EQ(width, 900);
+            EXPECT_EQ(height, 650);
+        });
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_TRUE(is_maximised);
 }
 
 TEST(AppShell, TitleBarShowsIconAndName) {

@@ -250,10 +250,10 @@ TEST_F(HubChatTest, TheInputHasItsHeightFromTheFirstPictureOfTheWindowOn) {
     const guint paint = g_signal_lookup("paint", GDK_TYPE_FRAME_CLOCK);
     const gulong hook = g_signal_add_emission_hook(paint, 0, note_heights, &heights, nullptr);
     run_interface([&heights] {
+        wait_until_maximised();
         wait_until([&heights] {
             gtk_widget_queue_draw(g_window);
-            return gtk_window_is_maximized(GTK_WINDOW(g_window)) && !heights.empty() &&
-                   heights.back().window > 650;
+            return !heights.empty() && heights.back().window > 650;
         });
     });
     g_signal_remove_emission_hook(paint, hook);

@@ -13,7 +13,25 @@
 namespace {
 
 constexpr std::int64_t k_wait_limit_us = 10'000'000;
+constexpr std::int64_t k_maximise_limit_us = 2'000'000;
 constexpr int k_frame = 12; // which GTK draws itself where no compositor does
+
+bool is_maximised() {
+    return gtk_window_is_maximized(GTK_WINDOW(g_window)) != FALSE;
+}
+
+bool holds_within_us(std::int64_t microseconds, const std::function<bool()>& condition) {
+    const std::int64_t limit = g_get_monotonic_time() + microseconds;
+    while (!condition()) {
+        if (g_get_monotonic_time() > limit) {
+            return false;
+        }
+        if (!g_main_context_iteration(nullptr, FALSE)) {
+            g_usleep(1000);
+        }
+    }
+    return true;
+}
 
 void close_from_main_loop(GtkWindow* window) {
     g_idle_add_once([](gpointer data) { gtk_window_close(GTK_WINDOW(data)); }, window);
@@ -70,16 +88,10 @@ int run_interface(const std::function<void()>& body) {
 }
 
 bool wait_until(const std::function<bool()>& condition, std::source_location caller) {
-    const std::int64_t limit = g_get_monotonic_time() + k_wait_limit_us;
-    while (!condition()) {
-        if (g_get_monotonic_time() > limit) {
-            ADD_FAILURE_AT(caller.file_name(), static_cast<int>(caller.line()))
-                << "the condition never held";
-            return false;
-        }
-        if (!g_main_context_iteration(nullptr, FALSE)) {
-            g_usleep(1000);
-        }
+    if (!holds_within_us(k_wait_limit_us, condition)) {
+        ADD_FAILURE_AT(caller.file_name(), static_cast<int>(caller.line()))
+            << "the condition never held";
+        return false;
     }
     return true;
 }
@@ -126,14 +138,21 @@ void wait_for_page() {
     wait_until([] { return gtk_stack_get_transition_running(GTK_STACK(g_main_stack)) == FALSE; });
 }
 
+bool comes_up_maximised() {
+    return holds_within_us(k_maximise_limit_us, is_maximised);
+}
+
 void wait_until_maximised() {
-    wait_until([] { return gtk_window_is_maximized(GTK_WINDOW(g_window)) != FALSE; });
+    if (!comes_up_maximised()) {
+        gtk_window_maximize(GTK_WINDOW(g_window));
+    }
+    wait_until(is_maximised);
 }
 
 void resize_window(int width, int height) {
     GtkWindow* const window = GTK_WINDOW(g_window);
     gtk_window_unmaximize(window);
-    wait_until([window] { return gtk_window_is_maximized(window) == FALSE; });
+    wait_until([] { return !is_maximised(); });
     const auto is_so = [width, height] {
         return std::abs(gtk_widget_get_width(g_window) - width) <= k_frame &&
                std::abs(gtk_widget_get_height(g_window) - height) <= k_frame;

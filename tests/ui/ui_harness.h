@@ -38,6 +38,12 @@ void run_main_loop_for_ms(std::int64_t milliseconds);
 /// Waits until the page that the main window shows has come all the way in.
 void wait_for_page();
 
+/// Whether the main window, which was just made, is maximised two seconds later at the latest. Wine
+/// restores one now and then: it takes a size that comes ahead of the window manager's state for a
+/// wish to.
+bool comes_up_maximised();
+
+/// Maximises the main window anew where it did not come up so.
 void wait_until_maximised();
 
 /// Gives the main window, once it was maximised, this size.
