@@ -4,6 +4,8 @@
 
 #include "ui/localisation.h"
 
+#include <algorithm>
+
 namespace {
 
 // GTK's own word for it speaks the system's language, not the program's.
@@ -26,9 +28,17 @@ void arrange_labels(GtkWidget* widget) {
 
 } // namespace
 
+void show_alert(GtkWindow* parent, const char* message, const char* detail,
+                AlertClosedCallback closed) {
+    const char* const button = close_label();
+    show_question(parent, message, detail, {&button, 1}, closed);
+}
+
 #if GTK_CHECK_VERSION(4, 10, 0)
 
 #include "ui/gobject_ptr.h"
+
+#include <vector>
 
 namespace {
 
@@ -45,20 +55,21 @@ void arrange_labels_over(const GtkWindow* parent) {
 }
 
 void on_choice(GObject* source, GAsyncResult* result, gpointer data) {
-    // There is nothing to choose. Closing it any other way would be an error, which is nobody's.
-    gtk_alert_dialog_choose_finish(GTK_ALERT_DIALOG(source), result, nullptr);
-    reinterpret_cast<AlertClosedCallback>(data)();
+    // Closing it any other way would be an error, which is nobody's.
+    const int button = gtk_alert_dialog_choose_finish(GTK_ALERT_DIALOG(source), result, nullptr);
+    reinterpret_cast<AlertClosedCallback>(data)(std::max(button, 0));
 }
 
 } // namespace
 
-void show_alert(GtkWindow* parent, const char* message, const char* detail,
-                AlertClosedCallback closed) {
+void show_question(GtkWindow* parent, const char* message, const char* detail,
+                   std::span<const char* const> buttons, AlertClosedCallback closed) {
     const GObjectPtr<GtkAlertDialog> dialog(gtk_alert_dialog_new("%s", message));
     gtk_alert_dialog_set_detail(dialog.get(), detail);
     gtk_alert_dialog_set_modal(dialog.get(), TRUE);
-    const char* const buttons[] = {close_label(), nullptr};
-    gtk_alert_dialog_set_buttons(dialog.get(), buttons);
+    std::vector<const char*> labels(buttons.begin(), buttons.end());
+    labels.push_back(nullptr);
+    gtk_alert_dialog_set_buttons(dialog.get(), labels.data());
     gtk_alert_dialog_set_cancel_button(dialog.get(), 0);
     gtk_alert_dialog_set_default_button(dialog.get(), 0);
     gtk_alert_dialog_choose(dialog.get(), parent, nullptr, on_choice,
@@ -70,22 +81,25 @@ void show_alert(GtkWindow* parent, const char* message, const char* detail,
 
 namespace {
 
-void on_response(GtkDialog* dialog, int, gpointer data) {
+void on_response(GtkDialog* dialog, int response, gpointer data) {
     const auto closed = reinterpret_cast<AlertClosedCallback>(data);
     gtk_window_destroy(GTK_WINDOW(dialog));
-    closed();
+    closed(std::max(response, 0));
 }
 
 } // namespace
 
-void show_alert(GtkWindow* parent, const char* message, const char* detail,
-                AlertClosedCallback closed) {
+void show_question(GtkWindow* parent, const char* message, const char* detail,
+                   std::span<const char* const> buttons, AlertClosedCallback closed) {
     constexpr auto flags =
         static_cast<GtkDialogFlags>(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT);
     GtkWidget* const dialog =
         gtk_message_dialog_new(parent, flags, GTK_MESSAGE_OTHER, GTK_BUTTONS_NONE, "%s", message);
-    gtk_dialog_add_button(GTK_DIALOG(dialog), close_label(), GTK_RESPONSE_CLOSE);
-    gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_CLOSE);
+    int position = 0;
+    for (const char* button : buttons) {
+        gtk_dialog_add_button(GTK_DIALOG(dialog), button, position++);
+    }
+    gtk_dialog_set_default_response(GTK_DIALOG(dialog), 0);
     gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(dialog), "%s", detail);
     arrange_labels(GTK_WIDGET(dialog));
     g_signal_connect(dialog, "response", G_CALLBACK(on_response),

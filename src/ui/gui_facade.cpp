@@ -91,7 +91,7 @@ void on_alert_dialog_closed() {
 void GUI_ShowMessage(const char* title, const char* detail, int) {
     if (g_window != nullptr) {
         show_alert(GTK_WINDOW(g_window), display_text(title).c_str(), display_text(detail).c_str(),
-                   on_alert_dialog_closed);
+                   [](int) { on_alert_dialog_closed(); });
     }
 }
 

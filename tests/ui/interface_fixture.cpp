@@ -10,6 +10,7 @@
 #include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
+#include "ui/settings/settings_internal.h"
 
 #include <cstring>
 
@@ -55,7 +56,7 @@ void InterfaceTest::forget_everything() {
     for (bool* const flag :
          {&g_hub_local_streaming, &g_hub_chat_pending_history_prepend, &g_is_connected, &g_is_muted,
           &g_is_deafened, &g_is_speaking, &g_was_speaking, &g_joining_room_transition,
-          &g_room_join_loading_active}) {
+          &g_room_join_loading_active, &g_is_testing_audio}) {
         *flag = false;
     }
     GUI_UpdateAudioLevel(0.0F);
@@ -65,6 +66,9 @@ void InterfaceTest::forget_everything() {
     g_on_leave_room = nullptr;
     g_on_mute = nullptr;
     g_on_deafen = nullptr;
+    g_on_loopback = nullptr;
+    g_on_gain = nullptr;
+    g_on_volume = nullptr;
     g_on_chat_send = nullptr;
     for (const std::string& file :
          {session_path(), settings_path(), std::string("hub_click_debug.log"),

@@ -4,15 +4,18 @@
 #include "hub_fixture.h"
 #include "layout_check.h"
 
+#include "audio/audio_engine.h"
 #include "backend/identity.h"
 #include "base/text.h"
 #include "core/peer.h"
 #include "support/empty_hub_tables.h"
+#include "support/fake_audio_endpoint.h"
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
+#include "ui/settings/settings_internal.h"
 
 #include <filesystem>
 #include <ostream>
@@ -260,6 +263,36 @@ TEST_P(Layout, WithASpaceChosenNoColumnIsCutInAWindowOfAnotherSize) {
             expect_no_column_cut(size.width == 900);
         }
     });
+}
+
+void expect_settings_in_line() {
+    const std::vector<GtkWidget*> sections =
+        children_of(gtk_widget_get_parent(column_of(g_logout_btn)));
+    expect_same_sides(sections);
+    expect_same_sides({g_input_device_combo, g_output_device_combo, g_input_volume_scale,
+                       g_output_volume_scale, g_audio_meter});
+}
+
+TEST_P(Layout, TheSettingsAreWellLaidOut) {
+    for (const std::string& name : {std::string("Micrófono"), k_word + k_word}) {
+        fake_audio::add_endpoint(AudioFlow::capture, name, name);
+    }
+    fake_audio::set_default(AudioFlow::capture, k_word + k_word);
+    ASSERT_EQ(Audio_Init(), 1);
+    in_window([] {
+        show_hub();
+        gtk_notebook_set_current_page(GTK_NOTEBOOK(g_hub_notebook), 1);
+        GUI_UpdateAudioLevel(0.6F);
+        update_audio_meter(nullptr);
+        expect_well_laid_out("settings");
+        expect_settings_in_line();
+        GtkAdjustment* const scrolling = scrolling_of(g_logout_btn);
+        gtk_adjustment_set_value(scrolling, gtk_adjustment_get_upper(scrolling));
+        click(g_test_audio_btn);
+        expect_well_laid_out("settings-end");
+    });
+    Audio_Cleanup();
+    fake_audio::reset();
 }
 
 TEST_P(Layout, TheRoomsPageHoldsLongAndOddTexts) {

@@ -8,6 +8,7 @@
 #include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
+#include "ui/settings/settings_internal.h"
 
 #include <gtest/gtest.h>
 

@@ -5,6 +5,7 @@
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
 #include "ui/localisation.h"
+#include "ui/settings/settings_internal.h"
 
 #include <algorithm>
 
@@ -253,6 +254,9 @@ GtkWidget* create_hub_page() {
     keep(g_hub_tab_label, gtk_label_new(tr("tab_spaces")));
     gtk_notebook_append_page(GTK_NOTEBOOK(g_hub_notebook), create_hub_servers_tab(),
                              g_hub_tab_label);
+    keep(g_hub_settings_tab_label, gtk_label_new(tr("tab_settings")));
+    gtk_notebook_append_page(GTK_NOTEBOOK(g_hub_notebook), create_settings_tab(),
+                             g_hub_settings_tab_label);
 
     GtkWidget* const page = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
     gtk_widget_set_hexpand(page, TRUE);
