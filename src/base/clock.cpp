@@ -17,7 +17,12 @@ void system_sleep_ms(std::uint32_t milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
-constexpr ClockSource k_system_clock{system_ticks_ms, system_sleep_ms};
+std::int64_t system_monotonic_us() {
+    using namespace std::chrono;
+    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+constexpr ClockSource k_system_clock{system_ticks_ms, system_sleep_ms, system_monotonic_us};
 
 std::atomic<const ClockSource*> g_source{&k_system_clock};
 
@@ -25,6 +30,12 @@ std::atomic<const ClockSource*> g_source{&k_system_clock};
 
 std::uint32_t clock_ticks_ms() {
     return g_source.load(std::memory_order_acquire)->ticks_ms();
+}
+
+std::int64_t clock_monotonic_us() {
+    const ClockSource& source = *g_source.load(std::memory_order_acquire);
+    constexpr std::int64_t k_us_per_ms = 1000;
+    return source.monotonic_us != nullptr ? source.monotonic_us() : source.ticks_ms() * k_us_per_ms;
 }
 
 void clock_sleep_ms(std::uint32_t milliseconds) {

@@ -4,15 +4,19 @@
 
 #include <cstdint>
 
-/// Where time comes from. Both functions may be called from any thread.
+/// Where time comes from. All functions may be called from any thread.
 struct ClockSource {
     std::uint32_t (*ticks_ms)();
     void (*sleep_ms)(std::uint32_t milliseconds);
+    std::int64_t (*monotonic_us)() = nullptr; ///< null: what ticks_ms says
 };
 
 /// Milliseconds of a steady clock; wraps at 2^32, so take differences in unsigned 32-bit
 /// arithmetic. Any thread.
 std::uint32_t clock_ticks_ms();
+
+/// Microseconds of the same clock, which never wrap. Any thread.
+std::int64_t clock_monotonic_us();
 
 /// Suspends the calling thread. Any thread.
 void clock_sleep_ms(std::uint32_t milliseconds);

@@ -5,6 +5,7 @@
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/hub/space_users_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
 #include "ui/settings/settings_internal.h"
@@ -183,4 +184,5 @@ void apply_language_to_ui() {
         }
     }
     relabel_room_view();
+    refresh_hub_space_users_list();
 }

@@ -60,7 +60,7 @@ TEST_F(HubChatRows, TheColumnHasTitleListAndInput) {
     EXPECT_TRUE(gtk_widget_get_hexpand(column));
     int width = 0;
     gtk_widget_get_size_request(column, &width, nullptr);
-    EXPECT_EQ(width, 440);
+    EXPECT_EQ(width, 360);
     const std::vector<GtkWidget*> parts = children_of(column);
     EXPECT_EQ(parts, (std::vector<GtkWidget*>{g_hub_chat_title_label, g_hub_content_stack,
                                               g_hub_chat_input_box}));
@@ -252,11 +252,11 @@ TEST_F(HubChatRows, LongWordsLeaveTheColumnItsWidth) {
     int minimum = 0;
     gtk_widget_measure(gtk_window_get_child(GTK_WINDOW(g_window)), GTK_ORIENTATION_HORIZONTAL, -1,
                        &minimum, nullptr, nullptr, nullptr);
-    EXPECT_EQ(minimum, 440);
+    EXPECT_EQ(minimum, 360);
     set_hub_chat_title(std::string(127, 'W').c_str());
     gtk_widget_measure(gtk_window_get_child(GTK_WINDOW(g_window)), GTK_ORIENTATION_HORIZONTAL, -1,
                        &minimum, nullptr, nullptr, nullptr);
-    EXPECT_EQ(minimum, 440);
+    EXPECT_EQ(minimum, 360);
 }
 
 TEST_F(HubChatRows, AShortChatStandsAtTheBottom) {

@@ -114,14 +114,19 @@ TEST_F(HubPresence, MembersAreAskedForOnceInTwentySeconds) {
     });
 }
 
-TEST_F(HubPresence, MembersWhoseTableHoldsAnotherSpacesAreAskedForAgain) {
+TEST_F(HubPresence, MembersThatAreRememberedTakeAnotherSpacesPlace) {
+    answer(k_members, 200, R"({"members":[{"id":"u2","username":"luis"}]})");
     run_interface([this] {
         const FakeClock clock;
         show_hub_of_two_rooms();
         sync_hub_space_users_from_room_presence();
         copy_text(g_hub_space_users_space_id, "s2");
+        g_hub_space_user_count = 0;
         sync_hub_space_users_from_room_presence();
-        EXPECT_EQ(requests(), (Texts{k_members, k_members}));
+        EXPECT_EQ(requests(), Texts{k_members});
+        EXPECT_STREQ(g_hub_space_users_space_id, "s1");
+        ASSERT_EQ(g_hub_space_user_count, 1);
+        EXPECT_STREQ(g_hub_space_users[0].username, "luis");
     });
 }
 

@@ -8,6 +8,7 @@
 #include "support/empty_hub_tables.h"
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/hub/space_users_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
 #include "ui/settings/settings_internal.h"
@@ -49,6 +50,7 @@ void InterfaceTest::forget_everything() {
           g_backend_url, g_hub_streaming_user_id, g_hub_viewing_stream_user_id}) {
         text[0] = '\0';
     }
+    g_hub_space_users_cache_count = 0;
     copy_text(g_current_room, "general");
     copy_text(g_server_url, "127.0.0.1:3602");
     begin_hub_room_presence("");

@@ -13,6 +13,7 @@
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/hub/space_users_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
 #include "ui/settings/settings_internal.h"
@@ -152,7 +153,28 @@ class Layout : public HubTest, public testing::WithParamInterface<Screen> {
         wait_until([] { return children_of(g_hub_chat_list).size() > k_odd_texts.size(); });
         fill_presence("r1");
         refresh_hub_server_list();
+        fill_users();
         append_hub_chat_row("luis", "Una línea\ny otra", "2024-05-01T10:20:30.000Z");
+    }
+
+    static void fill_users() {
+        g_is_connected = true;
+        copy_text(g_hub_space_users_space_id, "s0");
+        copy_text(g_hub_servers[0].adminUserId, "u1");
+        g_hub_space_user_count = 0;
+        const auto add = [](const char* id, const std::string& name, const std::string& email) {
+            HubSpaceUser& user = g_hub_space_users[g_hub_space_user_count++];
+            user = {};
+            copy_text(user.id, id);
+            copy_text(user.displayName, name);
+            copy_text(user.username, "luis");
+            copy_text(user.email, email);
+        };
+        add("u1", "ana", g_user_email);
+        for (const std::string& name : k_odd_texts) {
+            add("u2", name, name.size() % 2 == 0 ? name : "");
+        }
+        refresh_hub_space_users_list();
     }
 
     static void fill_presence(const char* room_id) {
@@ -193,9 +215,9 @@ float middle_of(GtkWidget* widget) {
 }
 
 void expect_columns_in_line() {
-    const std::vector<GtkWidget*> columns = {column_of(g_hub_user_email_label),
-                                             column_of(g_servers_list),
-                                             column_of(g_hub_content_stack)};
+    const std::vector<GtkWidget*> columns = {
+        column_of(g_hub_user_email_label), column_of(g_servers_list),
+        column_of(g_hub_content_stack), column_of(g_hub_space_users_list)};
     for (std::size_t i = 0; i + 1 < columns.size(); ++i) {
         const Edges left = edges_of(columns[i]);
         const Edges right = edges_of(columns[i + 1]);
@@ -203,7 +225,8 @@ void expect_columns_in_line() {
         EXPECT_NEAR(left.bottom, right.bottom, 1.0F);
         EXPECT_NEAR(right.left - left.right, k_column_gap, 1.0F);
     }
-    for (GtkWidget* const title : {g_hub_title_label, g_hub_chat_title_label}) {
+    for (GtkWidget* const title :
+         {g_hub_title_label, g_hub_chat_title_label, g_hub_space_users_title_label}) {
         EXPECT_NEAR(middle_of(title), middle_of(g_hub_spaces_title_label), 1.0F);
     }
     EXPECT_NEAR(edges_of(gtk_widget_get_ancestor(g_servers_list, GTK_TYPE_SCROLLED_WINDOW)).top,
@@ -212,6 +235,8 @@ void expect_columns_in_line() {
     expect_same_sides({gtk_widget_get_parent(g_hub_spaces_title_label),
                        gtk_widget_get_ancestor(g_servers_list, GTK_TYPE_SCROLLED_WINDOW)});
     expect_same_sides(children_of(columns[2]));
+    expect_same_sides({g_hub_space_users_title_label,
+                       gtk_widget_get_ancestor(g_hub_space_users_list, GTK_TYPE_SCROLLED_WINDOW)});
 }
 
 void expect_rows_of_one_height(GtkWidget* list) {
@@ -237,7 +262,7 @@ TEST_P(Layout, TheHubOfNobodyIsWellLaidOut) {
     });
 }
 
-// Where they do not all find room it is the user's that is out of sight, and all of it.
+// Where they do not all find room the user's and the members' are out of sight, and all of them.
 void expect_no_column_cut(bool is_narrow) {
     settle();
     const Edges page = edges_of(g_hub_page);
@@ -245,7 +270,8 @@ void expect_no_column_cut(bool is_narrow) {
     const Edges spaces = edges_of(column_of(g_servers_list));
     EXPECT_NEAR(is_narrow ? user.right : user.left - k_column_gap, page.left, 1.0F);
     EXPECT_NEAR(spaces.left, (is_narrow ? page.left : user.right) + k_column_gap, 1.0F);
-    EXPECT_NEAR(edges_of(column_of(g_hub_content_stack)).right, page.right - k_column_gap, 1.0F);
+    GtkWidget* const last = is_narrow ? g_hub_content_stack : g_hub_space_users_list;
+    EXPECT_NEAR(edges_of(column_of(last)).right, page.right - k_column_gap, 1.0F);
 }
 
 TEST_P(Layout, WithASpaceChosenNoColumnIsCut) {

@@ -10,6 +10,7 @@
 #include "chat/history_recovery_log.h"
 #include "chat/scope_chat.h"
 #include "ui/hub/hub_internal.h"
+#include "ui/hub/space_users_internal.h"
 #include "ui/room/room_internal.h"
 
 #include <cstring>
@@ -106,6 +107,7 @@ void on_stream_event(const ChatStreamEvent& event) {
     } else {
         take_stream_stop(event.publisher_user_id);
     }
+    refresh_hub_space_users_list();
     update_hub_stream_status_label();
     refresh_peers_list(); // whose buttons say what they would do
 }

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr int k_column_gap = 12;
-constexpr int k_column_width = 440;
+constexpr int k_column_width = 360;
 constexpr int k_input_spacing = 8;
 constexpr int k_input_text_margin = 10;
 

@@ -44,9 +44,6 @@ extern GtkWidget* g_accept_invite_btn;
 extern GtkWidget* g_decline_invite_btn;
 extern GtkWidget* g_connect_server_btn;
 
-// Members column.
-extern GtkWidget* g_hub_space_users_title_label;
-
 // Page and columns (hub_page.cpp).
 GtkWidget* create_hub_page();
 GtkWidget* create_hub_servers_tab();

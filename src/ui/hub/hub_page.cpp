@@ -4,6 +4,7 @@
 #include "backend/spaces_api.h"
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/hub/space_users_internal.h"
 #include "ui/localisation.h"
 #include "ui/settings/settings_internal.h"
 
@@ -15,6 +16,7 @@ constexpr int k_column_gap = 12;
 constexpr int k_tab_margin = 12;
 constexpr int k_user_column_width = 280;
 constexpr int k_spaces_column_width = 360;
+constexpr int k_users_column_width = 280;
 // Before the layout of the next frame, whatever else waits.
 constexpr int k_fit_priority = G_PRIORITY_HIGH;
 constexpr int k_header_spacing = 6;
@@ -162,6 +164,12 @@ GtkWidget* create_spaces_column() {
     return column;
 }
 
+GtkWidget* create_users_column() {
+    GtkWidget* const column = create_column(k_users_column_width);
+    append_space_users(column);
+    return column;
+}
+
 GtkWidget* user_column() {
     return gtk_widget_get_parent(g_hub_title_label);
 }
@@ -172,12 +180,17 @@ int seen_width() {
     return static_cast<int>(gtk_adjustment_get_page_size(position));
 }
 
-// Where not all columns find room, list and chat fill what is seen: the user's column is then
-// wholly in or wholly out of sight.
+// Where not all columns find room, the list and the chat fill what is seen, with the members where
+// those find room: each of the other columns is then wholly out of sight.
 int least_chat_width(int seen) {
     constexpr int k_beside_chat = 2 * k_tab_margin + k_column_gap + k_spaces_column_width;
-    const int all = k_user_column_width + k_column_gap + k_beside_chat + g_chat_min_width;
-    return seen >= all ? g_chat_min_width : std::max(g_chat_min_width, seen - k_beside_chat);
+    constexpr int k_with_users = k_beside_chat + k_column_gap + k_users_column_width;
+    if (seen >= k_user_column_width + k_column_gap + k_with_users + g_chat_min_width) {
+        return g_chat_min_width;
+    }
+    const int beside_users = seen - k_with_users;
+    return beside_users >= g_chat_min_width ? beside_users
+                                            : std::max(g_chat_min_width, seen - k_beside_chat);
 }
 
 gboolean fit_columns(gpointer) {
@@ -222,8 +235,8 @@ void watch_seen_width() {
 // None of them is selected any more, so none of the chats is shown.
 void on_spaces_loaded() {
     refresh_hub_server_list();
-    clear_hub_stream_state_for_space_change();
     show_no_hub_chat();
+    clear_hub_space_users();
 }
 
 } // namespace
@@ -237,6 +250,7 @@ GtkWidget* create_hub_servers_tab() {
     gtk_widget_add_css_class(chat, "hub-column");
     gtk_widget_get_size_request(chat, &g_chat_min_width, nullptr);
     gtk_box_append(GTK_BOX(columns), chat);
+    gtk_box_append(GTK_BOX(columns), create_users_column());
     show_no_hub_chat();
     update_hub_empty_state();
     Backend_SetSpacesLoadedCallback(on_spaces_loaded);
@@ -270,21 +284,27 @@ void reveal_hub_chat_column() {
         return;
     }
     GtkWidget* const chat = gtk_widget_get_parent(g_hub_content_stack);
-    GtkWidget* const spaces = gtk_widget_get_prev_sibling(chat);
     GtkWidget* const columns = gtk_widget_get_parent(chat);
-    graphene_rect_t spaces_place;
-    graphene_rect_t chat_place;
-    if (gtk_widget_compute_bounds(spaces, columns, &spaces_place) == FALSE ||
-        gtk_widget_compute_bounds(chat, columns, &chat_place) == FALSE) {
-        return;
-    }
+    const auto place_of = [columns](GtkWidget* column) {
+        graphene_rect_t place;
+        if (gtk_widget_compute_bounds(column, columns, &place) == FALSE) {
+            place = GRAPHENE_RECT_INIT_ZERO;
+        }
+        return place;
+    };
+    const auto end_of = [&place_of](GtkWidget* column) {
+        const graphene_rect_t place = place_of(column);
+        return double{place.origin.x + place.size.width} + 2.0 * k_tab_margin;
+    };
     GtkAdjustment* const position =
         gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(g_columns_scroll));
+    const double seen = gtk_adjustment_get_page_size(position);
+    const double start = double{place_of(gtk_widget_get_prev_sibling(chat)).origin.x};
     // With the margins around them. Where there is no room for both, the list stays.
-    const double start = spaces_place.origin.x;
-    const double end = chat_place.origin.x + chat_place.size.width + 2.0F * k_tab_margin;
+    const double users_end = end_of(gtk_widget_get_next_sibling(chat));
+    const double end = users_end - start <= seen ? users_end : end_of(chat);
+    const double least = end - seen;
     const double before = gtk_adjustment_get_value(position);
-    const double least = end - gtk_adjustment_get_page_size(position);
     // Set, because that ends the scrolling that giving the keyboard to a row has begun.
     gtk_adjustment_set_value(position, std::min(std::max(before, least), start));
 }

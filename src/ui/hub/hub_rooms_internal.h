@@ -38,7 +38,8 @@ void sync_hub_room_presence_from_peers(const Peer* peers, std::int32_t count);
 /// The same with the peers of the last time, when the local user begins or ends to speak.
 void resync_hub_room_presence();
 
-/// Asks the backend for the members of the selected space; once in 20 s, also where it refuses.
+/// Shows the selected space's members: those that are remembered, or else the backend is asked,
+/// once in 20 s where it refuses.
 void sync_hub_space_users_from_room_presence();
 
 void clear_hub_room_presence();

@@ -30,5 +30,3 @@ GtkWidget* g_invite_user_btn = nullptr;
 GtkWidget* g_accept_invite_btn = nullptr;
 GtkWidget* g_decline_invite_btn = nullptr;
 GtkWidget* g_connect_server_btn = nullptr;
-
-GtkWidget* g_hub_space_users_title_label = nullptr;

@@ -9,6 +9,7 @@
 #include "core/peer.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/hub/space_users_internal.h"
 #include "ui/room/room_internal.h"
 
 #include <algorithm>
@@ -19,16 +20,16 @@
 
 namespace {
 
-constexpr std::uint32_t k_members_again_ms = 20000;
+constexpr std::uint32_t k_refused_again_ms = 20000;
 
-struct MembersRequest {
+/// The latest answer, where the members were refused, or none came.
+struct RefusedMembers {
     char space_id[sizeof(g_selected_space_id)];
     std::uint32_t answered_ms;
-    bool was_refused; // or not answered at all
 };
 
 std::vector<Peer> g_last_peers;
-std::optional<MembersRequest> g_members_request; // the latest
+std::optional<RefusedMembers> g_refused_members;
 
 void add_person(const char* username, bool speaking) {
     if (is_empty(username) || g_hub_room_presence_count >= k_hub_presence_max) {
@@ -41,13 +42,11 @@ void add_person(const char* username, bool speaking) {
 }
 
 // Everybody's beginning and ending to speak leads here: a backend that refuses, or that blocks
-// until the request is given up, is not asked again each time either.
-bool has_asked_for_members() {
-    return g_members_request.has_value() &&
-           std::strcmp(g_members_request->space_id, g_selected_space_id) == 0 &&
-           clock_ticks_ms() - g_members_request->answered_ms <= k_members_again_ms &&
-           (g_members_request->was_refused ||
-            std::strcmp(g_hub_space_users_space_id, g_selected_space_id) == 0);
+// until the request is given up, is not asked again each time.
+bool were_members_refused() {
+    return g_refused_members.has_value() &&
+           std::strcmp(g_refused_members->space_id, g_selected_space_id) == 0 &&
+           clock_ticks_ms() - g_refused_members->answered_ms <= k_refused_again_ms;
 }
 
 bool load_members() {
@@ -58,13 +57,6 @@ bool load_members() {
     append_hub_click_log("[HUB][SPACE][USERS] members-load-fail spaceId=%s error=%s",
                          g_selected_space_id, first_filled(error, "unknown"));
     return false;
-}
-
-// A refusal is forgotten where another stay in a room begins.
-void forget_refused_members() {
-    if (g_members_request.has_value() && g_members_request->was_refused) {
-        g_members_request.reset();
-    }
 }
 
 } // namespace
@@ -78,7 +70,7 @@ void begin_hub_room_presence(const char* room_id) {
     copy_text(g_hub_presence_room_id, room_id);
     g_hub_room_presence_count = 0;
     g_last_peers.clear();
-    forget_refused_members();
+    g_refused_members.reset(); // another stay in a room begins
 }
 
 void count_hub_room_users() {
@@ -121,14 +113,16 @@ void resync_hub_room_presence() {
 
 void sync_hub_space_users_from_room_presence() {
     // With the window gone nobody is left to see them.
-    if (is_empty(g_selected_space_id) || g_window == nullptr || has_asked_for_members()) {
+    if (is_empty(g_selected_space_id) || g_window == nullptr ||
+        load_space_users_from_cache_if_fresh(g_selected_space_id) || were_members_refused()) {
         return;
     }
-    MembersRequest request{};
-    copy_text(request.space_id, g_selected_space_id);
-    request.was_refused = !load_members();
-    request.answered_ms = clock_ticks_ms();
-    g_members_request = request;
+    g_refused_members.reset();
+    if (!load_members()) {
+        RefusedMembers& refused = g_refused_members.emplace();
+        copy_text(refused.space_id, g_selected_space_id);
+        refused.answered_ms = clock_ticks_ms();
+    }
 }
 
 void clear_hub_room_presence() {

@@ -5,6 +5,7 @@
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/hub/space_users_internal.h"
 #include "ui/localisation.h"
 
 #include <algorithm>
@@ -74,7 +75,7 @@ void switch_chat(const HubSpace& space) {
 // Blocks for the chat and the rooms, behind a popup. False when the window was closed meanwhile.
 bool switch_space(std::int32_t index, bool is_another) {
     if (is_another) {
-        clear_hub_stream_state_for_space_change();
+        clear_hub_space_users();
         forget_newest_hub_chat_page(); // the popup's loop must not ask for it in this space's name
     } else {
         leave_watched_hub_stream();

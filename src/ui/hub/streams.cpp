@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "chat/chat_connection.h"
 #include "chat/chat_messages.h"
+#include "ui/hub/space_users_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
 
@@ -156,6 +157,7 @@ void on_hub_space_user_stream_action_clicked(GtkWidget* button, gpointer) {
         } else {
             start_local_stream();
         }
+        refresh_hub_space_users_list();
         update_hub_stream_status_label();
     } else if (are_equal(user_id, g_hub_streaming_user_id) &&
                chat_ws_send_stream_watch(g_selected_space_id, user_id)) {

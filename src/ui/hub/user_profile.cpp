@@ -6,7 +6,9 @@
 #include "ui/display_text.h"
 #include "ui/editable_text.h"
 #include "ui/hub/hub_internal.h"
+#include "ui/hub/space_users_internal.h"
 #include "ui/localisation.h"
+#include "ui/room/room_internal.h"
 #include "ui/sanitisers.h"
 
 namespace {
@@ -45,6 +47,8 @@ void set_display_name_from_raw_input(const char* text) {
     if (!g_hub_user_name_editing) {
         fill(g_hub_display_name_entry, shown);
     }
+    refresh_current_user_display_name_in_space_users();
+    refresh_peers_list();
     save_local_settings();
 }
 

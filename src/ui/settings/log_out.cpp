@@ -9,6 +9,7 @@
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/hub/space_users_internal.h"
 #include "ui/localisation.h"
 #include "ui/room/room_internal.h"
 #include "ui/settings/settings_internal.h"
@@ -60,7 +61,7 @@ void clear_screen() {
     copy_text(g_hub_chat_scope_type, "");
     copy_text(g_hub_chat_scope_id, "");
     forget_newest_hub_chat_page();
-    clear_hub_stream_state_for_space_change();
+    clear_hub_space_users();
     show_no_hub_chat();
     if (g_hub_chat_input_view != nullptr) {
         gtk_text_buffer_set_text(gtk_text_view_get_buffer(GTK_TEXT_VIEW(g_hub_chat_input_view)), "",

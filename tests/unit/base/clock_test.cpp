@@ -33,6 +33,15 @@ TEST_F(Clock, ReplacedSourceAnswersAndSleepsInstead) {
     EXPECT_EQ(clock_ticks_ms(), 121'000U);
 }
 
+TEST_F(Clock, MicrosecondsAreOfTheSameClock) {
+    const std::int64_t before = clock_monotonic_us();
+    clock_sleep_ms(20);
+    EXPECT_GE(clock_monotonic_us() - before, 19'000);
+    g_fake_ticks = 0xFFFFFFFFU;
+    clock_set_source(&k_fake);
+    EXPECT_EQ(clock_monotonic_us(), 0xFFFFFFFFLL * 1000);
+}
+
 TEST_F(Clock, DifferencesSurviveTheWrapAround) {
     g_fake_ticks = 0xFFFFFFF0U;
     clock_set_source(&k_fake);
