@@ -16,8 +16,6 @@
 namespace {
 
 constexpr const char* k_application_id = "com.velmotalk.pro";
-constexpr guint k_focus_retry_delay_ms = 80;
-constexpr int k_focus_tries = 4;
 
 // The states of a connection, as the core numbers them.
 enum : std::int32_t {
@@ -82,15 +80,12 @@ void GUI_Cleanup() {
 }
 
 void on_alert_dialog_closed() {
-    note_message_closed();
-    g_idle_add(restore_main_window_focus_idle, nullptr);
-    g_timeout_add(k_focus_retry_delay_ms, restore_main_window_focus_retry,
-                  GINT_TO_POINTER(k_focus_tries));
+    restore_main_window_focus_soon();
 }
 
 void GUI_ShowMessage(const char* title, const char* detail, int) {
     if (g_window != nullptr) {
-        show_alert(GTK_WINDOW(g_window), display_text(title).c_str(), display_text(detail).c_str(),
+        show_alert(front_window(), display_text(title).c_str(), display_text(detail).c_str(),
                    [](int) { on_alert_dialog_closed(); });
     }
 }

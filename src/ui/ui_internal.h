@@ -185,8 +185,15 @@ bool has_keyboard_within(GtkWidget* widget);
 void focus_list(GtkWidget* list);
 void focus_spaces_list();
 
+/// What messages belong over: the popup of the hub that is open, else the main window.
+GtkWindow* front_window();
+
 /// A message box has closed: whoever presses anything from here on keeps the keyboard there.
 void note_message_closed();
+
+/// A message box or a system's dialog has closed: runs the callbacks below, which leave the
+/// keyboard to whoever presses anything from here on.
+void restore_main_window_focus_soon();
 
 /// GLib callbacks: present the main window and give the spaces list the keyboard. The first runs
 /// once; the second leaves the keyboard where it has gone since, takes the number of tries that

@@ -113,12 +113,12 @@ GtkWidget* create_reading_row(GtkWidget* contents) {
     return row;
 }
 
-void set_row_index(GtkWidget* row, const char* key, std::int32_t index) {
-    g_object_set_data(G_OBJECT(row), key, GINT_TO_POINTER(index + 1));
+void set_row_index(GtkWidget* widget, const char* key, std::int32_t index) {
+    g_object_set_data(G_OBJECT(widget), key, GINT_TO_POINTER(index + 1));
 }
 
-std::int32_t row_index(GtkListBoxRow* row, const char* key) {
-    return row != nullptr ? GPOINTER_TO_INT(g_object_get_data(G_OBJECT(row), key)) - 1 : -1;
+std::int32_t row_index(gpointer widget, const char* key) {
+    return widget != nullptr ? GPOINTER_TO_INT(g_object_get_data(G_OBJECT(widget), key)) - 1 : -1;
 }
 
 GtkWidget* create_vertical_scroller(GtkWidget* child) {

@@ -50,10 +50,10 @@ GtkWidget* create_row_box(GtkOrientation orientation, int spacing, int start_mar
 GtkWidget* create_list_row(GtkWidget* contents);
 GtkWidget* create_reading_row(GtkWidget* contents);
 
-/// An index that a row carries as data under `key`; -1 for none. It is stored plus one: data that
-/// is not there reads as 0.
-void set_row_index(GtkWidget* row, const char* key, std::int32_t index);
-std::int32_t row_index(GtkListBoxRow* row, const char* key);
+/// An index that a row or a button carries as data under `key`; -1 for none. It is stored plus one:
+/// data that is not there reads as 0.
+void set_row_index(GtkWidget* widget, const char* key, std::int32_t index);
+std::int32_t row_index(gpointer widget, const char* key);
 
 /// As wide as its child needs, scrolled from top to bottom.
 GtkWidget* create_vertical_scroller(GtkWidget* child);

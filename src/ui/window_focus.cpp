@@ -7,15 +7,26 @@
 
 namespace {
 
+constexpr guint k_retry_delay_ms = 80;
 constexpr guint k_retry_interval_ms = 120;
+constexpr int k_focus_tries = 4;
 
 std::uint32_t g_presses_at_restore = 0; // when a message was closed
+
+bool is_popup_over_main(GtkWindow* window) {
+    return gtk_widget_has_css_class(GTK_WIDGET(window), "hub-popup") != FALSE &&
+           gtk_widget_get_mapped(GTK_WIDGET(window)) != FALSE;
+}
 
 void restore_main_window_focus() {
     if (g_window == nullptr) {
         return;
     }
-    gtk_window_present(GTK_WINDOW(g_window));
+    GtkWindow* const front = front_window();
+    gtk_window_present(front);
+    if (GTK_WIDGET(front) != g_window) {
+        return; // a popup keeps the keyboard on its own field
+    }
     // Who has gone on to write meanwhile goes on, and on another page than the hub the field that
     // had the keyboard keeps it.
     const bool goes_on = count_window_presses() != g_presses_at_restore;
@@ -123,8 +134,27 @@ void focus_spaces_list() {
     focus_list(g_servers_list);
 }
 
+GtkWindow* front_window() {
+    GListModel* const windows = gtk_window_get_toplevels();
+    for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
+        const GObjectPtr<GtkWindow> window(
+            static_cast<GtkWindow*>(g_list_model_get_item(windows, i)));
+        if (is_popup_over_main(window.get())) {
+            return window.get(); // it lives as long as it is among them
+        }
+    }
+    return GTK_WINDOW(g_window);
+}
+
 void note_message_closed() {
     g_presses_at_restore = count_window_presses();
+}
+
+void restore_main_window_focus_soon() {
+    note_message_closed();
+    g_idle_add(restore_main_window_focus_idle, nullptr);
+    g_timeout_add(k_retry_delay_ms, restore_main_window_focus_retry,
+                  GINT_TO_POINTER(k_focus_tries));
 }
 
 gboolean restore_main_window_focus_idle(gpointer) {

@@ -193,10 +193,10 @@ TEST_F(HubChatEvents, WhenTheRoomsOfTheSelectedSpaceChangeTheyAreLoadedAnew) {
 }
 
 TEST_F(HubChatTest, ARoomThatOthersHaveMadeIsListed) {
-    web.answer(200, k_rooms_of_s1);
     run_interface([this] {
         switch_to_hub_page();
-        refresh_hub_server_list();
+        refresh_hub_server_list(); // asks for the space's picture
+        web.answer(200, k_rooms_of_s1);
         chat_ws_start_for_selected_space();
         ASSERT_TRUE(chat_ws_wait_until_ready(5000));
         const std::size_t before = label_texts(g_servers_list).size();

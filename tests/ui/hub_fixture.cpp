@@ -110,10 +110,10 @@ HubTest::~HubTest() {
 }
 
 void HubTest::answer_request() {
-    if (m_at_request) {
+    if (m_at_request && !all_requests().back().ends_with("/image")) {
         m_at_request();
     }
-    const auto known = m_answers.find(requests().back());
+    const auto known = m_answers.find(all_requests().back());
     if (known != m_answers.end()) {
         m_web.answer(known->second);
     }
@@ -121,6 +121,10 @@ void HubTest::answer_request() {
 
 void HubTest::answer(const std::string& request, std::uint32_t status, const std::string& body) {
     m_answers[request] = {.status = status, .body = body};
+}
+
+void HubTest::refuse(const std::string& request) {
+    m_answers[request] = {.reachable = false};
 }
 
 void HubTest::answer_rooms(const std::string& space_id, const Texts& rooms) {
@@ -133,12 +137,28 @@ void HubTest::answer_rooms(const std::string& space_id, const Texts& rooms) {
     answer("GET /api/spaces/" + space_id + "/rooms", 200, body + "]}");
 }
 
-Texts HubTest::requests() const {
+Texts HubTest::all_requests() const {
     Texts requests;
     for (const WebCall& call : m_web.calls()) {
         const std::string path = call.url.substr(std::strlen(g_backend_url));
         requests.push_back(call.method + " " + path.substr(0, path.find('?')));
     }
+    return requests;
+}
+
+std::string HubTest::body_of_request(const std::string& request) const {
+    const Texts requests = all_requests();
+    for (std::size_t i = requests.size(); i-- > 0;) {
+        if (requests[i] == request) {
+            return m_web.calls()[i].body;
+        }
+    }
+    return "";
+}
+
+Texts HubTest::requests() const {
+    Texts requests = all_requests();
+    std::erase_if(requests, [](const std::string& request) { return request.ends_with("/image"); });
     return requests;
 }
 

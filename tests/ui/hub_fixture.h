@@ -36,10 +36,17 @@ class HubTest : public InterfaceTest {
 
     /// The answer to "METHOD /path", from now on. What has none gets 404 and {}.
     void answer(const std::string& request, std::uint32_t status, const std::string& body);
+    /// Nobody answers to it, from now on.
+    void refuse(const std::string& request);
     /// The rooms of a space, "id:name" each.
     void answer_rooms(const std::string& space_id, const Texts& rooms);
-    /// "METHOD /path" of every request so far, without its query.
+    /// "METHOD /path" of every request so far, without its query; requests() leaves out those for
+    /// pictures, which every new row of a space makes.
+    Texts all_requests() const;
     Texts requests() const;
+    std::string last_url() const { return m_web.last_call().url; }
+    /// Of the latest one "METHOD /path"; empty without one.
+    std::string body_of_request(const std::string& request) const;
     std::string body_of_last_request() const { return m_web.last_call().body; }
     void forget_requests() { m_web.forget_calls(); }
     void at_each_request(std::function<void()> callback) { m_at_request = std::move(callback); }

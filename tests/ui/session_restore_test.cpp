@@ -52,7 +52,8 @@ TEST_F(Start, ASessionThatHoldsMakesTheHubTheFirstPage) {
     });
     EXPECT_EQ(std::string(g_backend_url), m_web.url());
     EXPECT_EQ(session_file(), "backend_url=" + m_web.url() + "\nusername=Ana\nsession_token=new\n");
-    EXPECT_EQ(requests_of(m_web), (Texts{k_restore, "GET /api/spaces?sessionToken=new"}));
+    EXPECT_EQ(requests_of(m_web), (Texts{k_restore, "GET /api/spaces?sessionToken=new",
+                                         "GET /api/spaces/s1/image?sessionToken=new"}));
     EXPECT_EQ(m_web.seen().at(0).body, R"({"sessionToken":"old"})");
 }
 

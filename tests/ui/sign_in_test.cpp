@@ -72,7 +72,9 @@ TEST_F(Login, LeadsToTheHubWithNameEmailAndSpaces) {
         EXPECT_EQ(typed(g_password_entry), "");
         EXPECT_FALSE(gtk_text_get_visibility(text_within(g_password_entry)));
     });
-    EXPECT_EQ(requests_of(m_web), (Texts{k_login, "GET /api/spaces?sessionToken=tok1"}));
+    EXPECT_EQ(requests_of(m_web), (Texts{k_login, "GET /api/spaces?sessionToken=tok1",
+                                         "GET /api/spaces/s1/image?sessionToken=tok1",
+                                         "GET /api/spaces/s2/image?sessionToken=tok1"}));
     EXPECT_EQ(m_web.seen().at(0).body,
               R"({"email":"ana@velmo.example","password":"Secreto-123456"})");
 }

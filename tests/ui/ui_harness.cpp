@@ -192,8 +192,28 @@ void close_dialog(GtkWindow* dialog) {
     wait_until([] { return find_dialog() == nullptr; });
 }
 
+namespace {
+
+// Over the main window or over a popup, which is none itself.
+GtkWindow* find_alert() {
+    GListModel* const windows = gtk_window_get_toplevels();
+    for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
+        auto* const window = static_cast<GtkWindow*>(g_list_model_get_item(windows, i));
+        g_object_unref(window); // the list keeps its own reference
+        if (gtk_window_get_transient_for(window) != nullptr &&
+            gtk_widget_get_mapped(GTK_WIDGET(window)) != FALSE &&
+            !has_class(GTK_WIDGET(window), "hub-popup")) {
+            return window;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
 AlertTexts take_alert_texts() {
-    GtkWindow* const dialog = wait_for_dialog();
+    wait_until([] { return find_alert() != nullptr; });
+    GtkWindow* const dialog = find_alert();
     if (dialog == nullptr) {
         return {"no alert", ""};
     }

@@ -79,6 +79,9 @@ std::int32_t hub_space_index_of_id(const char* id);
 /// Whether the user has not answered yet, also where there is no way to.
 bool is_pending_invitation(const HubSpace& space);
 
+/// Whether it is one that can be answered.
+bool is_open_invitation(const HubSpace& space);
+
 /// Whether the user may change the rooms of the space; false for an index out of range.
 bool user_is_admin_of_space_index(std::int32_t space_index);
 
@@ -115,7 +118,10 @@ bool is_shown_space_chat(const HubSpace& space);
 /// Shows the chat of a space that was selected; an index out of range stands for none.
 void show_hub_space_info_view_for_index(std::int32_t space_index);
 
-// Signal handlers (space_invitations.cpp). Each blocks for its requests.
+// Invitations and codes (space_invitations.cpp). Each blocks for its requests.
+
+/// Joins the space whose code stands in the entry and selects it; false after saying why not.
+bool join_space_by_typed_code(GtkWidget* entry);
 void on_join_space_by_code_clicked(GtkWidget* sender, gpointer data);
 void on_invite_to_space_clicked(GtkWidget* sender, gpointer data);
 void on_accept_invitation_clicked(GtkWidget* sender, gpointer data);

@@ -4,6 +4,8 @@
 #include "backend/spaces_api.h"
 #include "ui/hub/hub_chat_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/hub/popups/popups_internal.h"
+#include "ui/hub/space_images_internal.h"
 #include "ui/hub/space_users_internal.h"
 #include "ui/localisation.h"
 #include "ui/settings/settings_internal.h"
@@ -85,6 +87,8 @@ GtkWidget* create_user_box() {
          create_icon_button("preferences-system-notifications-symbolic", "btn-primary",
                             tr("hub_pending_invites_tooltip")));
     gtk_widget_set_sensitive(g_hub_pending_invites_btn, FALSE);
+    g_signal_connect(g_hub_pending_invites_btn, "clicked",
+                     G_CALLBACK(on_hub_pending_invites_clicked), nullptr);
     gtk_box_append(GTK_BOX(box), g_hub_pending_invites_btn);
     return box;
 }
@@ -113,11 +117,15 @@ GtkWidget* create_spaces_header() {
     gtk_widget_add_css_class(g_hub_add_space_action_btn, "btn-primary");
     gtk_widget_add_css_class(g_hub_add_space_action_btn, "hub-add-space");
     set_tooltip_and_name(g_hub_add_space_action_btn, tr("hub_create_or_join_btn"));
+    g_signal_connect(g_hub_add_space_action_btn, "clicked", G_CALLBACK(on_hub_plus_clicked),
+                     nullptr);
     gtk_box_append(GTK_BOX(header), g_hub_add_space_action_btn);
 
     keep(g_hub_invite_space_code_btn,
          create_icon_button("mail-send-symbolic", "btn-primary", tr("hub_invite_space_code_btn")));
     gtk_widget_set_sensitive(g_hub_invite_space_code_btn, FALSE);
+    g_signal_connect(g_hub_invite_space_code_btn, "clicked",
+                     G_CALLBACK(on_hub_invite_space_code_clicked), nullptr);
     gtk_box_append(GTK_BOX(header), g_hub_invite_space_code_btn);
     return header;
 }
@@ -135,6 +143,7 @@ GtkWidget* create_spaces_scroller() {
     gtk_event_controller_set_propagation_phase(keys, GTK_PHASE_CAPTURE);
     g_signal_connect(keys, "key-pressed", G_CALLBACK(on_server_list_key_pressed), nullptr);
     gtk_widget_add_controller(g_servers_list, keys);
+    watch_hub_context_menu();
     set_labelled_by(g_servers_list, g_hub_spaces_title_label);
 
     GtkWidget* const scrolled = gtk_scrolled_window_new();
@@ -234,6 +243,7 @@ void watch_seen_width() {
 
 // None of them is selected any more, so none of the chats is shown.
 void on_spaces_loaded() {
+    renew_space_pictures();
     refresh_hub_server_list();
     show_no_hub_chat();
     clear_hub_space_users();

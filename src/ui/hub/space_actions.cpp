@@ -10,11 +10,6 @@
 
 namespace {
 
-// One that can be answered.
-bool is_open_invitation(const HubSpace& space) {
-    return is_pending_invitation(space) && !is_empty(space.invitationId);
-}
-
 void set_sensitive(GtkWidget* button, bool sensitive) {
     if (button != nullptr) {
         gtk_widget_set_sensitive(button, sensitive ? TRUE : FALSE);

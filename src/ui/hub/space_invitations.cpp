@@ -1,5 +1,5 @@
 // Answering an invitation, inviting, joining by code: the handlers behind the hub's own fields and
-// buttons. Attached to no control yet.
+// buttons, which no page builds; the popup joins by code, too.
 #include "backend/spaces_api.h"
 #include "base/text.h"
 #include "ui/editable_text.h"
@@ -115,28 +115,32 @@ void on_invite_to_space_clicked(GtkWidget*, gpointer) {
     GUI_ShowMessage(tr("msg_title_space"), tr("msg_invite_sent"), k_gui_message_information);
 }
 
-void on_join_space_by_code_clicked(GtkWidget* sender, gpointer) {
-    GtkWidget* const entry = code_entry_of(sender);
-    if (entry == nullptr) {
-        return;
-    }
+bool join_space_by_typed_code(GtkWidget* entry) {
     const std::string code = read(entry, sanitize_invite_code);
     if (code.empty()) {
         warn("msg_join_code_required");
-        return;
+        return false;
     }
     if (code.size() < k_shortest_code) {
         warn("msg_invite_code_invalid");
-        return;
+        return false;
     }
     char error[256] = "";
     if (!backend_join_space_by_code(code.c_str(), error)) {
         show_failure(error, "msg_join_code_failed");
-        return;
+        return false;
     }
-    clear(entry);
     if (const HubSpace* const joined = selected_hub_space()) {
         copy_text(g_selected_space_id, joined->id); // whose rooms these are
     }
+    cache_selected_space_rooms();
     refresh_hub_server_list(); // it was drawn before the space was selected
+    return true;
+}
+
+void on_join_space_by_code_clicked(GtkWidget* sender, gpointer) {
+    GtkWidget* const entry = code_entry_of(sender);
+    if (entry != nullptr && join_space_by_typed_code(entry)) {
+        clear(entry);
+    }
 }

@@ -6,6 +6,7 @@
 #include "ui/display_text.h"
 #include "ui/hub/hub_internal.h"
 #include "ui/hub/hub_rooms_internal.h"
+#include "ui/hub/space_images_internal.h"
 #include "ui/widgets.h"
 
 #include <initializer_list>
@@ -43,7 +44,8 @@ GtkWidget* name_label_of(GtkListBoxRow* row) {
 }
 
 GtkWidget* create_space_contents(const HubListRow& row) {
-    GtkWidget* const thumbnail = create_space_thumbnail_image(k_thumbnail_size);
+    GtkWidget* const thumbnail =
+        create_space_thumbnail_for_server(hub_space_at(row.space_index), k_thumbnail_size);
     gtk_widget_set_size_request(thumbnail, k_thumbnail_size, k_thumbnail_size);
     gtk_widget_set_valign(thumbnail, GTK_ALIGN_START);
 
@@ -108,7 +110,7 @@ void append_presence(const HubListRow& room, std::vector<HubListRow>& rows) {
     for (std::int32_t i = 0; i < g_hub_room_presence_count; ++i) {
         const HubPresence& person = g_hub_room_presence[i];
         rows.push_back({HubListRow::Kind::presence, room.space_index, -1, room.space_id,
-                        room.room_id, person.username, person.speaking});
+                        room.room_id, person.username, person.speaking, ""});
     }
 }
 
@@ -124,13 +126,14 @@ std::vector<HubListRow> hub_list_rows() {
     for (std::int32_t i = 0; i < g_hub_server_count; ++i) {
         const HubSpace& space = g_hub_servers[i];
         rows.push_back({HubListRow::Kind::space, i, -1, space.id, "", space.name,
-                        is_pending_invitation(space)});
+                        is_pending_invitation(space), space_picture_identity(space)});
         if (!space.roomsCached) {
             continue;
         }
         for (std::int32_t j = 0; j < space.cachedRoomCount; ++j) {
             const HubRoom& room = space.cachedRooms[j];
-            const HubListRow row{HubListRow::Kind::room, i, j, space.id, room.id, room.name, false};
+            const HubListRow row{
+                HubListRow::Kind::room, i, j, space.id, room.id, room.name, false, ""};
             rows.push_back(row);
             if (!is_empty(g_hub_presence_room_id) && row.room_id == g_hub_presence_room_id) {
                 append_presence(row, rows);
@@ -141,7 +144,9 @@ std::vector<HubListRow> hub_list_rows() {
 }
 
 bool HubListRow::has_same_widgets(const HubListRow& other) const {
-    return kind == other.kind && (kind != Kind::space || mark == other.mark);
+    return kind == other.kind &&
+           (kind != Kind::space ||
+            (mark == other.mark && space_id == other.space_id && picture == other.picture));
 }
 
 GtkWidget* HubListRow::create_widget() const {

@@ -18,6 +18,7 @@ struct HubListRow {
     std::string room_id; ///< of a space: empty
     std::string name;    ///< of the space, the room or the person; any bytes
     bool mark;           ///< a space: an invitation is pending; a person: speaks
+    std::string picture; ///< of a space: what its picture follows from
 
     bool operator==(const HubListRow&) const = default;
 

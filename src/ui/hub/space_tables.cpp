@@ -34,6 +34,10 @@ bool is_pending_invitation(const HubSpace& space) {
            std::strcmp(space.invitationStatus, "pending") == 0;
 }
 
+bool is_open_invitation(const HubSpace& space) {
+    return is_pending_invitation(space) && !is_empty(space.invitationId);
+}
+
 bool user_is_admin_of_space_index(std::int32_t space_index) {
     const HubSpace* const space = hub_space_at(space_index);
     if (space == nullptr) {

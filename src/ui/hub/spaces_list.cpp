@@ -1,5 +1,6 @@
 // The hub's list of spaces, rooms and who is present. Called after every change of what it shows.
 #include "ui/hub/hub_internal.h"
+#include "ui/hub/popups/popups_internal.h"
 #include "ui/hub/space_rows_internal.h"
 #include "ui/kept_rows.h"
 
@@ -39,6 +40,7 @@ void refresh_hub_server_list() {
         return;
     }
     const bool was_refreshing = std::exchange(g_refreshing_hub_list, true);
+    dismiss_hub_context_popover(); // its row may go
     show_rows(GTK_LIST_BOX(g_servers_list), hub_list_rows(), [](const HubListRow& row) {
         return row.kind == HubListRow::Kind::space && row.space_index == g_selected_server_index;
     });
