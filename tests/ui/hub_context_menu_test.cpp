@@ -124,6 +124,7 @@ TEST_F(ContextMenu, TheKeyboardOpensItToo) {
         EXPECT_TRUE(press(GDK_KEY_Menu, {}));
         EXPECT_EQ(menu_text(), "Eliminar sala");
         dismiss_hub_context_popover();
+        gtk_widget_grab_focus(GTK_WIDGET(row(3)));
         EXPECT_TRUE(press(GDK_KEY_F10, GDK_SHIFT_MASK));
         EXPECT_EQ(menu_text(), "Eliminar sala");
     });

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 GtkWindow* wait_for_popup() {
     return wait_for_dialog();
 }
@@ -60,22 +58,16 @@ std::string picture_label(GtkWindow* popup) {
     return label(static_cast<GtkWidget*>(g_object_get_data(G_OBJECT(popup), "space-image-label")));
 }
 
-void answer_file_dialog(GtkWindow* popup, const char* file, int response) {
-    GtkFileChooserNative* const dialog =
-        gtk_file_chooser_native_new("", popup, GTK_FILE_CHOOSER_ACTION_OPEN, nullptr, nullptr);
-    const GObjectPtr<GFile> chosen(
-        g_file_new_for_path((std::filesystem::current_path() / file).string().c_str()));
-    gtk_file_chooser_set_file(GTK_FILE_CHOOSER(dialog), chosen.get(), nullptr);
-    wait_until([dialog] {
-        const GObjectPtr<GFile> known(gtk_file_chooser_get_file(GTK_FILE_CHOOSER(dialog)));
-        return known != nullptr;
-    });
-    on_space_image_file_dialog_response(GTK_NATIVE_DIALOG(dialog), response, popup);
-    g_object_unref(dialog);
+void cancel_file_dialog(GtkWindow* popup) {
+    const GObjectPtr<GtkFileChooserNative> dialog(
+        gtk_file_chooser_native_new("", popup, GTK_FILE_CHOOSER_ACTION_OPEN, nullptr, nullptr));
+    on_space_image_file_dialog_response(GTK_NATIVE_DIALOG(dialog.get()), GTK_RESPONSE_CANCEL,
+                                        popup);
 }
 
 void choose_picture(GtkWindow* popup, const char* file) {
-    answer_file_dialog(popup, file, GTK_RESPONSE_ACCEPT);
+    const GObjectPtr<GFile> chosen(g_file_new_for_path(file));
+    choose_space_image(GTK_WIDGET(popup), chosen.get());
 }
 
 std::string small_png() {

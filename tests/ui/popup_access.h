@@ -18,8 +18,9 @@ GtkWidget* popup_field(GtkWindow* popup);
 /// What stands under the button that chooses a picture.
 std::string picture_label(GtkWindow* popup);
 
-/// As if the system's dialog had ended so, with this file of the working folder, which exists, selected.
-void answer_file_dialog(GtkWindow* popup, const char* file, int response);
+/// As if the system's dialog had ended without a choice, and with this file. What the dialog itself
+/// does, no test sees.
+void cancel_file_dialog(GtkWindow* popup);
 void choose_picture(GtkWindow* popup, const char* file);
 
 /// A whole picture of a few points.

@@ -35,13 +35,8 @@ GtkWidget* create_entry(std::int32_t space_index, std::int32_t room_index) {
     return entry;
 }
 
-// A popover that ends with the keyboard would look for a window for it.
-void give_keyboard_back(GtkWidget* popover) {
-    if (!has_keyboard_within(popover)) {
-        return;
-    }
+void give_keyboard_back() {
     gtk_window_set_focus(GTK_WINDOW(g_window), g_keyboard_before);
-    forget(g_keyboard_before);
 }
 
 gboolean drop_closed(gpointer popover) {
@@ -110,13 +105,21 @@ void watch_hub_context_menu() {
 }
 
 void dismiss_hub_context_popover() {
-    if (g_hub_context_popover != nullptr) {
-        GtkWidget* const popover = g_hub_context_popover;
-        forget(g_hub_context_popover);
-        give_keyboard_back(popover);
-        gtk_popover_popdown(GTK_POPOVER(popover)); // and the pointer
-        gtk_widget_unparent(popover); // which ends it
+    if (g_hub_context_popover == nullptr) {
+        return;
     }
+    GtkWidget* const popover = g_hub_context_popover;
+    forget(g_hub_context_popover);
+    if (has_keyboard_within(popover)) {
+        give_keyboard_back(); // a popover that ends with it would look for a window for it
+    }
+    gtk_popover_popdown(GTK_POPOVER(popover)); // and the pointer
+    gtk_widget_unparent(popover);              // which ends it
+    if (g_servers_list != nullptr && gtk_widget_get_mapped(g_servers_list) != FALSE &&
+        gtk_window_get_focus(GTK_WINDOW(g_window)) == nullptr) {
+        give_keyboard_back(); // on some systems it was on its way to the popover
+    }
+    forget(g_keyboard_before);
 }
 
 void on_servers_list_secondary_pressed(GtkGestureClick*, int presses, double x, double y,

@@ -112,19 +112,6 @@ GtkFileChooserNative* create_file_dialog(GtkWidget* popup) {
     return dialog;
 }
 
-void take_chosen_file(GtkFileChooser* dialog, GtkWidget* popup) {
-    const GObjectPtr<GFile> file(gtk_file_chooser_get_file(dialog));
-    GCharPtr path(file != nullptr ? g_file_get_path(file.get()) : nullptr);
-    if (path == nullptr) {
-        return; // nothing that can be read as a file
-    }
-    const GCharPtr name(g_file_get_basename(file.get()));
-    const bool has_name = name != nullptr && !is_empty(name.get());
-    gtk_label_set_text(data_of<GtkLabel>(popup, k_label_key),
-                       has_name ? display_text(name.get()).c_str() : tr("hub_space_image_none"));
-    g_object_set_data_full(G_OBJECT(popup), k_path_key, path.release(), g_free);
-}
-
 void append_image_choice(const Popup& popup) {
     GtkWidget* const choose = create_text_button(tr("hub_space_image_btn"), "btn-primary",
                                                  G_CALLBACK(on_select_space_image_clicked));
@@ -167,10 +154,23 @@ void on_select_space_image_clicked(GtkWidget* sender, gpointer) {
     gtk_native_dialog_show(GTK_NATIVE_DIALOG(dialog));
 }
 
+void choose_space_image(GtkWidget* popup, GFile* file) {
+    GCharPtr path(file != nullptr ? g_file_get_path(file) : nullptr);
+    if (path == nullptr) {
+        return; // nothing that can be read as a file
+    }
+    const GCharPtr name(g_file_get_basename(file));
+    const bool has_name = name != nullptr && !is_empty(name.get());
+    gtk_label_set_text(data_of<GtkLabel>(popup, k_label_key),
+                       has_name ? display_text(name.get()).c_str() : tr("hub_space_image_none"));
+    g_object_set_data_full(G_OBJECT(popup), k_path_key, path.release(), g_free);
+}
+
 void on_space_image_file_dialog_response(GtkNativeDialog* dialog, int response, gpointer popup) {
     GtkWidget* const window = GTK_WIDGET(popup);
     if (response == GTK_RESPONSE_ACCEPT) {
-        take_chosen_file(GTK_FILE_CHOOSER(dialog), window);
+        const GObjectPtr<GFile> file(gtk_file_chooser_get_file(GTK_FILE_CHOOSER(dialog)));
+        choose_space_image(window, file.get());
     }
     gtk_widget_grab_focus(data_of<GtkWidget>(window, k_name_key));
 }

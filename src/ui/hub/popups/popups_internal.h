@@ -71,6 +71,10 @@ void on_join_code_popup_entry_activate(GtkWidget* sender, gpointer data);
 void show_create_space_popup();
 void on_add_server_clicked(GtkWidget* sender, gpointer data);
 void on_select_space_image_clicked(GtkWidget* sender, gpointer data);
+
+/// The popup's space will have this picture; a file that has no path on this system changes
+/// nothing.
+void choose_space_image(GtkWidget* popup, GFile* file);
 void on_space_image_file_dialog_response(GtkNativeDialog* dialog, int response, gpointer popup);
 void on_create_space_popup_confirm(GtkWidget* sender, gpointer data);
 void on_create_space_popup_entry_activate(GtkWidget* sender, gpointer data);
