@@ -1,15 +1,12 @@
-# Two people at two clients, side by side on one screen: "left" is ana, "right" is luis. Sourced by scripts/hub after
-# tests/system/screen.sh; $pair, $language, $build and $case_dir are set.
+# Two people at two clients, "left" and "right": their clients, their sound, the service that both are at. Sourced after
+# tests/system/screen.sh by where they sit (side_by_side.sh); $pair, $language, $build and $case_dir are
+# set.
 # shellcheck shell=bash
 
 : "${root:?}" "${pair:?}" "${language:?}" "${build:?}" "${case_dir:?}" "${least_median:?}"
 
 speaking_colour='#3ecf7e'
-# Of a window: the columns before the chat. A narrow one has scrolled the user's out of sight.
-list_width=670 narrow_list_width=384
-half_width=1366 screen_height=768
 declare -A kind=([left]=${pair%+*} [right]=${pair#*+}) pids=() windows=() user_folders=()
-declare -A parts=([left]=${half_width}x$screen_height+0+0 [right]=${half_width}x$screen_height+$half_width+0)
 declare -A cards=([left]=1 [right]=2)
 declare -A names=([left]=ana [right]=luis)
 declare -A emails=([left]=ana@velmo.example [right]=luis@velmo.example)
@@ -36,19 +33,6 @@ else
   declare -A texts=([enter]='Ingresar' [hub]='Tus espacios' [send]='Enviar')
 fi
 
-# turn_to WHO: what follows happens at this person's client.
-turn_to() {
-  who=$1
-  client_pid=${pids[$who]-} client_window=${windows[$who]-} screen_part=${parts[$who]}
-  [ -z "$client_window" ] || timeout 30 xdotool windowactivate --sync "$client_window"
-}
-
-# picture NAME: both windows.
-picture() { screen_part='' shot "$1"; }
-
-# picture_of WHO NAME: without turning to that window.
-picture_of() { screen_part=${parts[$1]} shot "$2"; }
-
 # start_hub_service: at the ports where clients ask.
 start_hub_service() {
   "$build/service/velmo-service" --demo --verbose --data "$case_dir/data" >>"$case_dir/service.out" \
@@ -71,9 +55,10 @@ make_user_folder() {
   printf 'language=%s\ndisplay_name=\n' "$language" >"${user_folders[$1]}/settings.txt"
 }
 
-# open_client WHO: in a folder of its own, with a microphone and a loudspeaker of its own, in its half of the screen.
+# open_client WHO: in a folder of its own, with a microphone and a loudspeaker of its own, in its place on the screen.
 open_client() {
-  local folder=$case_dir/$1 known=" ${windows[*]} " program=("$build/velmo")
+  local folder=$case_dir/$1 known program=("$build/velmo")
+  known=$(windows_on_screen)
   mkdir -p "$folder"
   ln -sfn "$root/resources" "$folder/resources"
   [ "${kind[$1]}" = linux ] || program=("$root/scripts/wine-run" "$root/build/velmo-windows/velmo.exe")
@@ -99,7 +84,7 @@ open_client() {
 # new_window_or_end WHO KNOWN: a window of this client's, or its end: then none is waited for.
 new_window_or_end() { new_window "$2" || ! kill -0 "${pids[$1]}" 2>/dev/null; }
 
-# new_window KNOWN: one of a client that is not among these.
+# new_window KNOWN: one of a client that is not among these, each between blanks.
 new_window() {
   local window
   for window in $(xdotool search --onlyvisible --name '^Velmo' 2>/dev/null); do
@@ -108,26 +93,6 @@ new_window() {
       return 0
     }
   done
-  return 1
-}
-
-# place_window WHO: into this person's half of the screen, of which a client that is coming up takes all at first.
-place_window() { until_true 20 is_placed "$1" || complain "the window of $1 does not go where it should"; }
-
-is_placed() {
-  local part wide left
-  IFS=x+ read -r -a part <<<"${parts[$1]}"
-  read -r left wide < <(wmctrl -lG | awk -v id="$(printf '0x%08x' "${windows[$1]}")" '$1 == id { print $3, $5 }')
-  [ "${left:--1}" != "${part[2]}" ] || [ "$wide" -gt "${part[0]}" ] || return 0
-  if [ "${kind[$1]}" = wine ]; then
-    # Wine does not let the window manager do it, but there is the button in the title bar; and it keeps the size that
-    # the window has then, 900 x 650.
-    [ "${wide:-0}" -lt $((2 * half_width)) ] || xdotool mousemove --sync $((2 * half_width - 59)) 19 click 1
-  else
-    wmctrl -i -r "${windows[$1]}" -b remove,maximized_vert,maximized_horz
-  fi
-  wmctrl -i -r "${windows[$1]}" -e "0,${part[2]},${part[3]},${part[0]},${part[1]}"
-  sleep 0.3
   return 1
 }
 
@@ -150,14 +115,6 @@ double_click() {
   xdotool click --repeat 2 --delay 60 1
 }
 
-# in_list COMMAND...: sees only the columns before the chat, in which the same names stand.
-in_list() {
-  local width=$list_width screen_part
-  [ "${kind[$who]}" = linux ] || width=$narrow_list_width
-  screen_part=${width}x${parts[$who]#*x}
-  "$@"
-}
-
 # watch_dot NAME: the mark before this name, at the window that it is turn of, is what dot_is looks at from now on.
 watch_dot() {
   local x y part
@@ -169,10 +126,10 @@ watch_dot() {
 # dot_is speaking|silent: there and then; words have pauses.
 dot_is() { import -window root -crop "$dot_part" +repage png:- | dot_looks "$1"; }
 
-# picture_of_speaking NAME: of both windows while the dot shows it.
+# picture_of_speaking NAME: of all the screen while the dot shows it.
 picture_of_speaking() {
   dot_is speaking || return
-  picture "$1"
+  screen_part='' shot "$1"
   convert "$case_dir/$1.png" -crop "$dot_part" +repage png:- | dot_looks speaking
 }
 
